@@ -1,0 +1,35 @@
+# Shared compile settings and the two helpers every subsystem uses:
+# quorvane_library(<sub> SOURCES ... DEPS ...) and quorvane_tests(<sub> SOURCES ... DEPS ...).
+
+add_library(quorvane_options INTERFACE)
+target_compile_options(quorvane_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-qual -Wundef)
+if(QUORVANE_WERROR)
+  target_compile_options(quorvane_options INTERFACE -Werror)
+endif()
+if(QUORVANE_SANITIZE)
+  target_compile_options(quorvane_options INTERFACE
+    -fsanitize=${QUORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quorvane_options INTERFACE -fsanitize=${QUORVANE_SANITIZE})
+endif()
+
+# One static library per subsystem, named quorvane_<sub>, included from the src/ root.
+function(quorvane_library sub)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})
+  add_library(quorvane_${sub} STATIC ${ARG_SOURCES})
+  target_include_directories(quorvane_${sub} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(quorvane_${sub} PUBLIC ${ARG_DEPS} PRIVATE quorvane_options ${ARG_PRIVATE_DEPS})
+endfunction()
+
+# One GoogleTest binary per subsystem, every case registered with CTest.
+function(quorvane_tests sub)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  if(NOT QUORVANE_BUILD_TESTS)
+    return()
+  endif()
+  add_executable(quorvane_${sub}_tests ${ARG_SOURCES})
+  target_link_libraries(quorvane_${sub}_tests PRIVATE quorvane_${sub} quorvane_testing ${ARG_DEPS}
+                        quorvane_options GTest::gtest GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(quorvane_${sub}_tests DISCOVERY_TIMEOUT 60
+                       PROPERTIES ENVIRONMENT "QUORVANE_TESTDATA=${PROJECT_SOURCE_DIR}/testdata")
+endfunction()

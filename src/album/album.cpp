@@ -1,0 +1,31 @@
+#include "album/album.h"
+
+namespace quorvane::album {
+
+void UserVariables::Set(std::string_view name, std::string_view value) {
+  auto [it, added] = positions_.try_emplace(std::string(name), entries_.size());
+  if (added) {
+    entries_.emplace_back(std::string(name), std::string(value));
+  } else {
+    entries_[it->second].second.assign(value);
+  }
+}
+
+const std::string* UserVariables::Find(std::string_view name) const {
+  auto it = positions_.find(std::string(name));
+  return it == positions_.end() ? nullptr : &entries_[it->second].second;
+}
+
+bool UserVariables::Remove(std::string_view name) {
+  auto it = positions_.find(std::string(name));
+  if (it == positions_.end()) return false;
+  const size_t removed = it->second;
+  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(removed));
+  positions_.erase(it);
+  for (auto& [key, index] : positions_) {
+    if (index > removed) --index;
+  }
+  return true;
+}
+
+}  // namespace quorvane::album

@@ -1,0 +1,170 @@
+#include "album/album_index.h"
+
+#include <climits>
+#include <string>
+
+#include "xml/xml_document.h"
+
+namespace quorvane::album {
+namespace {
+
+using xml::XmlDocument;
+using xml::XmlNode;
+
+constexpr std::string_view kRootName = "Quorvane";
+constexpr std::string_view kLegacyRootName = "Tarnwell";
+constexpr std::string_view kUserVarName = "UserVar";
+
+std::string Decoded(const XmlNode& node, std::string_view attribute) {
+  return xml::DecodeEntities(node.GetAttribute(attribute));
+}
+
+std::string FirstTextDecoded(XmlNode& node) {
+  const XmlNode* text = node.FindPath("#text");
+  return text != nullptr ? text->GetTextDecoded() : std::string();
+}
+
+platform::OleDate DateOf(const XmlNode& node) {
+  platform::OleDate date = platform::kNoDate;
+  return platform::ParseOleDate(node.GetAttribute("Date"), &date) ? date : platform::kNoDate;
+}
+
+// A "%d" conversion as sscanf does it: optional white space and sign, then digits.
+bool ScanInt(std::string_view text, size_t* i, int32_t* value) {
+  while (*i < text.size() && (text[*i] == ' ' || (text[*i] >= '\t' && text[*i] <= '\r'))) ++*i;
+  size_t j = *i;
+  const bool negative = j < text.size() && text[j] == '-';
+  if (j < text.size() && (text[j] == '-' || text[j] == '+')) ++j;
+  const size_t digits = j;
+  long long v = 0;
+  while (j < text.size() && text[j] >= '0' && text[j] <= '9') {
+    v = std::min(v * 10 + (text[j++] - '0'), static_cast<long long>(INT_MAX) + 1);
+  }
+  if (j == digits) return false;
+  *value = static_cast<int32_t>(negative ? -v : std::min<long long>(v, INT_MAX));
+  *i = j;
+  return true;
+}
+
+// "%dx%d": a width that parses is kept even when the height does not.
+void ReadImageSize(std::string_view text, AlbumPhoto* photo) {
+  size_t i = 0;
+  if (!ScanInt(text, &i, &photo->width)) return;
+  if (i >= text.size() || text[i] != 'x') return;
+  ++i;
+  ScanInt(text, &i, &photo->height);
+}
+
+void SetEncoded(XmlNode& element, std::string_view attribute, std::string_view plain) {
+  element.SetAttribute(attribute, xml::EncodeEntities(plain));
+}
+
+}  // namespace
+
+bool AlbumIndex::LoadIndex(Album& album) {
+  AlbumStore& store = album.store();
+  std::string bytes;
+  bool read = false;
+  for (std::string_view name : kIndexFileNames) {
+    if ((read = store.ReadFile(name, &bytes))) break;
+  }
+  if (!read) {
+    album.set_last_error(store.LastError());
+    return false;
+  }
+
+  XmlDocument document;
+  document.set_parse_flags(xml::kParseKeepCarriageReturns);
+  xml::ByteBuffer input;
+  input.Adopt(std::move(bytes));
+  document.Parse(input);
+
+  XmlNode* root = document.ChildAt(0);
+  if (root == nullptr || (root->name() != kRootName && root->name() != kLegacyRootName)) {
+    album.set_last_error(std::string(kMalformedIndexError));
+    return false;
+  }
+
+  std::vector<AlbumPhoto>& photos = album.photos();
+  photos.clear();
+  album.set_title(Decoded(*root, "Title"));
+  album.set_title_image_file(root->GetAttribute("TitleImageFileName"));
+  album.set_version(root->GetAttribute("Version"));
+  album.set_date(DateOf(*root));
+  album.set_description(FirstTextDecoded(*root));
+
+  for (size_t i = 0; i < root->ChildCount(); ++i) {
+    XmlNode& image = *root->ChildAt(i);
+    if (image.name() != "Image") continue;
+    AlbumPhoto photo;
+    photo.description = FirstTextDecoded(image);
+    photo.image_file = image.GetAttribute("ImageFile");
+    photo.format = image.GetAttribute("Format");
+    photo.title = Decoded(image, "Title");
+    photo.keywords = Decoded(image, "Keywords");
+    photo.date = DateOf(image);
+    ReadImageSize(image.GetAttribute("ImageSize"), &photo);
+    if (store.FileExists(photo.image_file)) photos.push_back(std::move(photo));
+  }
+
+  UserVariables& variables = album.user_variables();
+  variables.Clear();
+  if (XmlNode* user_vars = document.FindPath(kUserVarName)) {
+    for (size_t i = 0; i < user_vars->ChildCount(); ++i) {
+      const XmlNode& var = *user_vars->ChildAt(i);
+      if (var.name() == "Var") variables.Set(Decoded(var, "Name"), Decoded(var, "Value"));
+    }
+  }
+  album.set_modified(false);
+  return true;
+}
+
+bool AlbumIndex::SaveIndex(Album& album) {
+  XmlDocument document;
+  XmlNode& root = *document.AppendChild(XmlNode::CreateElement(std::string(kRootName)));
+  root.SetAttribute("Version", "1.0");
+  if (!album.title().empty()) SetEncoded(root, "Title", album.title());
+  if (!album.title_image_file().empty()) {
+    root.SetAttribute("TitleImageFileName", album.title_image_file());
+  }
+  if (!album.description().empty()) {
+    root.AppendChild(XmlNode::CreateText(xml::EncodeEntities(album.description())));
+  }
+  if (platform::IsValidOleDate(album.date())) {
+    root.SetAttribute("Date", platform::FormatOleDate(album.date()));
+  }
+
+  for (const AlbumPhoto& photo : album.photos()) {
+    XmlNode& image = *root.AppendChild(XmlNode::CreateElement("Image"));
+    image.SetAttribute("ImageFile", photo.image_file);
+    image.SetAttribute("ImageSize",
+                       std::to_string(photo.width) + "x" + std::to_string(photo.height));
+    image.SetAttribute("Format", photo.format);
+    if (!photo.title.empty()) SetEncoded(image, "Title", photo.title);
+    if (!photo.keywords.empty()) SetEncoded(image, "Keywords", photo.keywords);
+    if (platform::IsValidOleDate(photo.date)) {
+      image.SetAttribute("Date", platform::FormatOleDate(photo.date));
+    }
+    image.AppendChild(XmlNode::CreateText(xml::EncodeEntities(photo.description)));
+  }
+
+  if (!album.user_variables().empty()) {
+    XmlNode& user_vars = *document.AppendChild(XmlNode::CreateElement(std::string(kUserVarName)));
+    for (const auto& [name, value] : album.user_variables()) {
+      XmlNode& var = *user_vars.AppendChild(XmlNode::CreateElement("Var"));
+      SetEncoded(var, "Name", name);
+      SetEncoded(var, "Value", value);
+    }
+  }
+
+  xml::ByteBuffer output;
+  xml::WriteXml(document, output, xml::kWriteQuoteAttributes);
+  if (!album.store().WriteFile(kIndexFileName, output.bytes())) {
+    album.set_last_error(album.store().LastError());
+    return false;
+  }
+  album.set_modified(false);
+  return true;
+}
+
+}  // namespace quorvane::album

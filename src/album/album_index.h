@@ -1,0 +1,31 @@
+// AlbumIndex: reads and writes an album's index file ("index.quorvane") through the album's
+// store. The file is one line of XML: a "Quorvane" root with the album's fields and one
+// "Image" element per photo, then a "UserVar" element beside the root.
+#pragma once
+
+#include <string_view>
+
+#include "album/album.h"
+
+namespace quorvane::album {
+
+// Index file names, in the reader's order of preference; only the first is ever written.
+inline constexpr std::string_view kIndexFileNames[] = {"index.quorvane", "index.qvo", "_index.xml"};
+inline constexpr std::string_view kIndexFileName = kIndexFileNames[0];
+inline constexpr std::string_view kMalformedIndexError =
+    "Unable to load album index; malformed index file.";
+
+class AlbumIndex {
+ public:
+  // Reads the first index file the store has and replaces the album's fields, photos and
+  // user variables with it; photos whose image file is not in the store are left out. On
+  // failure returns false with the reason in album.last_error(); a failure before the root
+  // was found leaves the album's fields untouched. Clears the modified flag on success.
+  [[nodiscard]] static bool LoadIndex(Album& album);
+
+  // Writes "index.quorvane" through the store (atomically, for a folder). On failure returns
+  // false with the store's message in album.last_error(). Clears the modified flag on success.
+  [[nodiscard]] static bool SaveIndex(Album& album);
+};
+
+}  // namespace quorvane::album

@@ -1,0 +1,30 @@
+// The storage behind an album: the four operations the album index needs of every store
+// (read file, write file, file exists, last error). A folder store serves album folders; an
+// archive store serves the working copy of an album archive.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quorvane::album {
+
+class AlbumStore {
+ public:
+  virtual ~AlbumStore() = default;
+
+  // Reads the named file of the album (a plain file name, no folders) into *bytes. On
+  // failure returns false and sets LastError().
+  [[nodiscard]] virtual bool ReadFile(std::string_view name, std::string* bytes) = 0;
+  // Replaces or creates the named file with exactly `bytes`; never leaves a half-written
+  // file where a good one was. On failure returns false and sets LastError().
+  [[nodiscard]] virtual bool WriteFile(std::string_view name, std::string_view bytes) = 0;
+  virtual bool FileExists(std::string_view name) = 0;
+  // The message of the last failed operation.
+  virtual const std::string& LastError() const = 0;
+};
+
+// True for a name that stays inside the album: not empty, no folder separators, no drive
+// letter, not "." or "..".
+bool IsPlainFileName(std::string_view name);
+
+}  // namespace quorvane::album

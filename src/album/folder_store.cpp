@@ -1,0 +1,32 @@
+#include "album/folder_store.h"
+
+#include "platform/file_util.h"
+
+namespace quorvane::album {
+
+bool IsPlainFileName(std::string_view name) {
+  if (name.empty() || name == "." || name == "..") return false;
+  if (name.find_first_of("/\\") != std::string_view::npos) return false;
+  if (name.size() >= 2 && name[1] == ':') return false;  // a drive letter
+  return name.find('\0') == std::string_view::npos;
+}
+
+bool FolderStore::CheckName(std::string_view name) {
+  if (IsPlainFileName(name)) return true;
+  last_error_ = "Invalid file name \"" + std::string(name) + "\"";
+  return false;
+}
+
+bool FolderStore::ReadFile(std::string_view name, std::string* bytes) {
+  return CheckName(name) && platform::ReadWholeFile(PathOf(name), bytes, &last_error_);
+}
+
+bool FolderStore::WriteFile(std::string_view name, std::string_view bytes) {
+  return CheckName(name) && platform::WriteFileAtomically(PathOf(name), bytes, &last_error_);
+}
+
+bool FolderStore::FileExists(std::string_view name) {
+  return IsPlainFileName(name) && platform::IsRegularFile(PathOf(name));
+}
+
+}  // namespace quorvane::album

@@ -1,0 +1,30 @@
+// FolderStore: an album kept as a plain folder on disk. Writes are atomic (temporary file,
+// flush, rename), and names that would leave the folder are refused.
+#pragma once
+
+#include <filesystem>
+
+#include "album/album_store.h"
+
+namespace quorvane::album {
+
+class FolderStore : public AlbumStore {
+ public:
+  explicit FolderStore(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+  const std::filesystem::path& folder() const { return folder_; }
+  std::filesystem::path PathOf(std::string_view name) const { return folder_ / name; }
+
+  bool ReadFile(std::string_view name, std::string* bytes) override;
+  bool WriteFile(std::string_view name, std::string_view bytes) override;
+  bool FileExists(std::string_view name) override;
+  const std::string& LastError() const override { return last_error_; }
+
+ private:
+  bool CheckName(std::string_view name);
+
+  std::filesystem::path folder_;
+  std::string last_error_;
+};
+
+}  // namespace quorvane::album

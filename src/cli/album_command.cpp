@@ -1,0 +1,117 @@
+// quorvane-cli album: show an album's index, or change its title, date, description and
+// user variables.
+#include <iostream>
+#include <memory>
+
+#include "album/album_index.h"
+#include "album/folder_store.h"
+#include "cli/command_line.h"
+#include "cli/commands.h"
+
+namespace quorvane::cli {
+namespace {
+
+constexpr std::string_view kShowUsage = "album show <folder>";
+constexpr std::string_view kSetUsage =
+    "album set <folder> [--title T] [--description D] [--date YYYY-MM-DD|none] "
+    "[--title-image FILE] [--var NAME=VALUE]...";
+constexpr OptionSpec kSetOptions[] = {{"--title", true},
+                                      {"--description", true},
+                                      {"--date", true},
+                                      {"--title-image", true},
+                                      {"--var", true}};
+
+// Tabs and line breaks would break the one-line-per-photo listing.
+std::string OneLine(std::string_view text) {
+  std::string line(text);
+  for (char& c : line) {
+    if (c == '\t' || c == '\n' || c == '\r') c = ' ';
+  }
+  return line;
+}
+
+std::string DateText(platform::OleDate date) {
+  return platform::IsValidOleDate(date) ? platform::FormatOleDate(date) : "-";
+}
+
+std::unique_ptr<album::Album> OpenAlbum(const std::string& folder) {
+  auto opened = std::make_unique<album::Album>(std::make_unique<album::FolderStore>(folder));
+  if (!album::AlbumIndex::LoadIndex(*opened)) {
+    Failure(opened->last_error());
+    return nullptr;
+  }
+  return opened;
+}
+
+int Show(std::span<const std::string> args) {
+  Arguments parsed;
+  std::string error;
+  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, kShowUsage);
+  if (parsed.positional.size() != 1) return UsageError("expected one album folder", kShowUsage);
+  auto shown = OpenAlbum(parsed.positional[0]);
+  if (!shown) return kExitFailure;
+
+  std::cout << "Title: " << shown->title() << '\n'
+            << "Date: " << DateText(shown->date()) << '\n'
+            << "Description: " << shown->description() << '\n'
+            << "Version: " << shown->version() << '\n';
+  if (!shown->title_image_file().empty()) {
+    std::cout << "Title image: " << shown->title_image_file() << '\n';
+  }
+  for (const auto& [name, value] : shown->user_variables()) {
+    std::cout << "Variable: " << name << '=' << value << '\n';
+  }
+  std::cout << "Photos: " << shown->photos().size() << '\n';
+  size_t number = 0;
+  for (const album::AlbumPhoto& photo : shown->photos()) {
+    std::cout << ++number << '\t' << OneLine(photo.image_file) << '\t' << OneLine(photo.format)
+              << '\t' << photo.width << 'x' << photo.height << '\t' << DateText(photo.date) << '\t'
+              << OneLine(photo.title) << '\t' << OneLine(photo.keywords) << '\n';
+  }
+  return kExitOk;
+}
+
+int Set(std::span<const std::string> args) {
+  Arguments parsed;
+  std::string error;
+  if (!ParseArguments(args, kSetOptions, &parsed, &error)) return UsageError(error, kSetUsage);
+  if (parsed.positional.size() != 1) return UsageError("expected one album folder", kSetUsage);
+
+  // Check every value before touching the album, so a typo changes nothing.
+  platform::OleDate date = platform::kNoDate;
+  const std::string* date_text = parsed.Value("--date");
+  if (date_text != nullptr && *date_text != "none" && !date_text->empty() &&
+      !platform::ParseOleDate(*date_text, &date)) {
+    return UsageError("invalid date \"" + *date_text + "\"", kSetUsage);
+  }
+  const std::vector<std::string> vars = parsed.Values("--var");
+  for (const std::string& var : vars) {
+    if (var.find('=') == std::string::npos || var.front() == '=') {
+      return UsageError("--var takes NAME=VALUE", kSetUsage);
+    }
+  }
+
+  auto changed = OpenAlbum(parsed.positional[0]);
+  if (!changed) return kExitFailure;
+  if (const std::string* title = parsed.Value("--title")) changed->set_title(*title);
+  if (const std::string* text = parsed.Value("--description")) changed->set_description(*text);
+  if (const std::string* file = parsed.Value("--title-image")) changed->set_title_image_file(*file);
+  if (date_text != nullptr) changed->set_date(date);
+  for (const std::string& var : vars) {
+    const size_t eq = var.find('=');
+    changed->user_variables().Set(var.substr(0, eq), var.substr(eq + 1));
+  }
+  if (!album::AlbumIndex::SaveIndex(*changed)) return Failure(changed->last_error());
+  return kExitOk;
+}
+
+}  // namespace
+
+int RunAlbumCommand(std::span<const std::string> args) {
+  if (!args.empty() && args[0] == "show") return Show(args.subspan(1));
+  if (!args.empty() && args[0] == "set") return Set(args.subspan(1));
+  return UsageError("expected \"show\" or \"set\"",
+                    std::string(kShowUsage) + " | " + std::string(kSetUsage));
+}
+
+}  // namespace quorvane::cli

@@ -1,0 +1,29 @@
+// The nouns of quorvane-cli. Each takes the arguments after its noun and returns an exit
+// code (command_line.h).
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace quorvane::cli {
+
+struct Command {
+  std::string_view noun;
+  std::string_view usage;  // one line per verb, for --help
+  int (*run)(std::span<const std::string> args);
+};
+
+int RunAlbumCommand(std::span<const std::string> args);
+int RunXmlCommand(std::span<const std::string> args);
+
+inline constexpr Command kCommands[] = {
+    {"album",
+     "album show <folder>\n"
+     "album set <folder> [--title T] [--description D] [--date YYYY-MM-DD|none] "
+     "[--title-image FILE] [--var NAME=VALUE]...",
+     RunAlbumCommand},
+    {"xml", "xml check <file> [--flags N]", RunXmlCommand},
+};
+
+}  // namespace quorvane::cli

@@ -1,0 +1,49 @@
+// quorvane-cli xml: parse an XML file with the album store's reader and write it back.
+#include <cstdlib>
+#include <iostream>
+
+#include "cli/command_line.h"
+#include "cli/commands.h"
+#include "platform/file_util.h"
+#include "xml/xml_document.h"
+
+namespace quorvane::cli {
+namespace {
+
+constexpr std::string_view kCheckUsage = "xml check <file> [--flags N]";
+constexpr OptionSpec kCheckOptions[] = {{"--flags", true}};
+
+}  // namespace
+
+int RunXmlCommand(std::span<const std::string> args) {
+  if (args.empty() || args[0] != "check") return UsageError("expected \"check\"", kCheckUsage);
+  Arguments parsed;
+  std::string error;
+  if (!ParseArguments(args.subspan(1), kCheckOptions, &parsed, &error)) {
+    return UsageError(error, kCheckUsage);
+  }
+  if (parsed.positional.size() != 1) return UsageError("expected one file", kCheckUsage);
+  unsigned flags = 0;
+  if (const std::string* text = parsed.Value("--flags")) {
+    char* end = nullptr;
+    const unsigned long value = std::strtoul(text->c_str(), &end, 0);
+    if (text->empty() || *end != '\0' || value > 127) {
+      return UsageError("--flags takes a number from 0 to 127", kCheckUsage);
+    }
+    flags = static_cast<unsigned>(value);
+  }
+
+  std::string bytes;
+  if (!platform::ReadWholeFile(parsed.positional[0], &bytes, &error)) return Failure(error);
+  xml::XmlDocument document;
+  document.set_parse_flags(flags);
+  xml::ByteBuffer input;
+  input.Adopt(std::move(bytes));
+  document.Parse(input);
+  xml::ByteBuffer output;
+  xml::WriteXml(document, output, xml::kWriteQuoteAttributes);
+  std::cout << output.bytes();
+  return std::cout.flush() ? kExitOk : kExitFailure;
+}
+
+}  // namespace quorvane::cli

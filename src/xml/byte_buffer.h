@@ -1,0 +1,55 @@
+// The byte buffer that the XML parser reads from and the writer writes into. Capacity grows
+// in fixed 512-byte steps as the file format's tools always did; input ends at the length or
+// at the first 0xFF byte, which the parser treats as end of input.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace quorvane::xml {
+
+class ByteBuffer {
+ public:
+  static constexpr size_t kGrowthStep = 512;
+
+  ByteBuffer() = default;
+  // An input buffer over a copy of `bytes`.
+  explicit ByteBuffer(std::string_view bytes) { Adopt(std::string(bytes)); }
+
+  // Appends bytes. The capacity first grows by kGrowthStep, repeatedly, until
+  // length + bytes.size() is below it.
+  void Append(std::string_view bytes);
+  void Append(char byte) { Append(std::string_view(&byte, 1)); }
+
+  // Hands the bytes and their ownership to the caller; the buffer is left empty.
+  std::string Detach();
+
+  // Takes over a block of bytes without copying, as input; the read position goes to 0.
+  void Adopt(std::string bytes);
+
+  size_t length() const { return data_.size(); }
+  size_t capacity() const { return capacity_; }
+  size_t position() const { return position_; }
+  std::string_view bytes() const { return data_; }
+
+  // Reading. Input ends at the length or at the first 0xFF byte.
+  bool AtEnd() const { return position_ >= readable_end_; }
+  unsigned char Peek() const { return static_cast<unsigned char>(data_[position_]); }
+  // The readable bytes from the read position to the end of input.
+  std::string_view Remaining() const {
+    return std::string_view(data_).substr(position_, readable_end_ - position_);
+  }
+  void Advance(size_t count) { position_ += count; }
+
+ private:
+  void FindReadableEnd();
+
+  std::string data_;
+  size_t capacity_ = 0;
+  size_t position_ = 0;
+  size_t readable_end_ = 0;
+  bool ended_by_ff_ = false;
+};
+
+}  // namespace quorvane::xml

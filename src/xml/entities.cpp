@@ -1,0 +1,118 @@
+#include "xml/entities.h"
+
+#include "xml/internal/char_class.h"
+
+namespace quorvane::xml {
+namespace {
+
+struct Entity {
+  std::string_view name;
+  char character;
+};
+
+// Lookup order matters in both directions: an apostrophe encodes as "#039", never "apos".
+constexpr Entity kEntities[] = {{"amp", '&'}, {"quot", '"'}, {"#039", '\''}, {"apos", '\''},
+                                {"lt", '<'},  {"gt", '>'},   {"nbsp", ' '}};
+
+const Entity* EntityForCharacter(char c) {
+  for (const Entity& e : kEntities) {
+    if (e.character == c) return &e;
+  }
+  return nullptr;
+}
+
+const Entity* EntityForName(std::string_view name) {
+  for (const Entity& e : kEntities) {
+    if (e.name == name) return &e;
+  }
+  return nullptr;
+}
+
+// Collects decoded output, diverting "<...>" runs to the tag handler when asked to.
+class DecodedOutput {
+ public:
+  DecodedOutput(std::string* out, const TagHandler* handler) : out_(out), handler_(handler) {}
+
+  void Put(char c) {
+    if (handler_ == nullptr) {
+      out_->push_back(c);
+    } else if (collecting_) {
+      tag_.push_back(c);
+      if (c == '>') {
+        if (auto replacement = (*handler_)(tag_)) out_->append(*replacement);
+        tag_.clear();
+        collecting_ = false;
+      }
+    } else if (c == '<') {
+      collecting_ = true;
+      tag_.assign(1, c);
+    } else {
+      out_->push_back(c);
+    }
+  }
+
+  // A tag still open at the end of the text is kept as it stood rather than lost.
+  void Finish() {
+    if (collecting_) out_->append(tag_);
+  }
+
+ private:
+  std::string* out_;
+  const TagHandler* handler_;
+  bool collecting_ = false;
+  std::string tag_;
+};
+
+}  // namespace
+
+std::string EncodeEntities(std::string_view plain) {
+  std::string out;
+  out.reserve(plain.size() + plain.size() / 8);
+  for (const char c : plain) {
+    if (internal::IsAlnum(c) || internal::IsSpace(c)) {
+      out.push_back(c);
+    } else if (const Entity* e = EntityForCharacter(c)) {
+      out.push_back('&');
+      out.append(e->name);
+      out.push_back(';');
+    } else {
+      out.push_back(c);
+    }
+  }
+  return out;
+}
+
+std::string DecodeEntities(std::string_view encoded, int flags, const TagHandler* tag_handler) {
+  std::string out;
+  out.reserve(encoded.size());
+  DecodedOutput output(&out, (flags & kDecodeTagHandOff) ? tag_handler : nullptr);
+  bool after_cr = false;
+  for (size_t i = 0; i < encoded.size(); ++i) {
+    const char c = encoded[i];
+    if (c == '&') {
+      const size_t semicolon = encoded.find(';', i + 1);
+      const size_t name_end = semicolon == std::string_view::npos ? encoded.size() : semicolon;
+      const std::string_view name = encoded.substr(i + 1, name_end - i - 1);
+      if (const Entity* e = EntityForName(name)) {
+        output.Put(e->character);
+      } else {
+        output.Put('&');
+        for (const char n : name) output.Put(n);
+        output.Put(';');
+      }
+      i = name_end;
+      after_cr = false;
+    } else if (c == '\n' && (flags & kDecodeLineEnds) && !after_cr) {
+      output.Put('\r');
+      output.Put('\n');
+      after_cr = false;
+    } else {
+      output.Put(c);
+      after_cr = c == '\r';
+    }
+  }
+  output.Finish();
+  return out;
+}
+
+}  // namespace quorvane::xml
