@@ -34,17 +34,20 @@ bool IsRegularFile(const fs::path& path) {
 }
 
 bool ReadWholeFile(const fs::path& path, std::string* bytes, std::string* error) {
+  // A folder opens fine on some systems and then reports a nonsensical size.
+  std::error_code ec;
+  if (fs::is_directory(path, ec)) {
+    *error = ReadError(path, ErrorText(EISDIR));
+    return false;
+  }
   std::FILE* file = std::fopen(path.string().c_str(), "rb");
   if (file == nullptr) {
     *error = ReadError(path, ErrorText(errno));
     return false;
   }
   std::string data;
-  if (std::fseek(file, 0, SEEK_END) == 0) {
-    const long size = std::ftell(file);
-    if (size > 0) data.reserve(static_cast<size_t>(size));
-    std::rewind(file);
-  }
+  const auto size = fs::file_size(path, ec);
+  if (!ec && size < (size_t{1} << 32)) data.reserve(static_cast<size_t>(size));
   char chunk[65536];
   size_t got;
   while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) data.append(chunk, got);

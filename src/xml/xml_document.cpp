@@ -66,7 +66,7 @@ std::string_view ScanTag(std::string_view input, unsigned flags, size_t* consume
   }
 }
 
-// The tag text ends at a NUL, as it always did when tags were C strings.
+// An ordinary tag's text ends at a NUL byte, as it did when tags were C strings.
 size_t TextEnd(std::string_view text, size_t i) {
   while (i < text.size() && text[i] != '\0') ++i;
   return i;
@@ -78,7 +78,7 @@ void SkipSpace(std::string_view text, size_t* i) {
 
 std::string_view ReadNameToken(std::string_view text, size_t* i) {
   const size_t start = *i;
-  while (*i < text.size() && !IsSpace(text[*i]) && text[*i] != '=' && text[*i] != '\0') ++*i;
+  while (*i < text.size() && !IsSpace(text[*i]) && text[*i] != '=') ++*i;
   return text.substr(start, *i - start);
 }
 
@@ -88,7 +88,7 @@ std::string ReadValueToken(std::string_view text, size_t* i, unsigned flags) {
   const char quote = text[*i];
   if (quote == '"' || quote == '\'') {
     ++*i;
-    while (*i < text.size() && text[*i] != quote && text[*i] != '\0' && value.size() < kTagLimit) {
+    while (*i < text.size() && text[*i] != quote && value.size() < kTagLimit) {
       const char c = text[(*i)++];
       if (c == '\r') continue;
       if (c == '\n') {
@@ -119,7 +119,7 @@ std::string ReadValueToken(std::string_view text, size_t* i, unsigned flags) {
     }
     return value;
   }
-  while (*i < text.size() && !IsSpace(text[*i]) && text[*i] != '\0' && value.size() < kTagLimit) {
+  while (*i < text.size() && !IsSpace(text[*i]) && value.size() < kTagLimit) {
     value.push_back(text[(*i)++]);
   }
   return value;
@@ -278,13 +278,13 @@ std::unique_ptr<XmlNode> XmlDocument::ParseTag(ByteBuffer& input) {
     return node;
   }
 
+  text = text.substr(0, TextEnd(text, 0));
   bool self_closed = false;
   if (text.size() > 1 && text.back() == '/' &&
       (!(parse_flags_ & kParsePercentValues) || IsSpace(text[text.size() - 2]))) {
     self_closed = true;
     text.remove_suffix(1);
   }
-  text = text.substr(0, TextEnd(text, 0));
   size_t i = 0;
   SkipSpace(text, &i);
   const size_t name_start = i;

@@ -1,1 +1,239 @@
+#include <cctype>
+#include <string>
+
 #include <gtest/gtest.h>
+
+#include "xml/xml_document.h"
+
+namespace quorvane::xml {
+namespace {
+
+std::string Rewrite(std::string_view input, unsigned parse_flags = 0, int write_flags = 1) {
+  XmlDocument document;
+  document.set_parse_flags(parse_flags);
+  ByteBuffer in(input);
+  document.Parse(in);
+  ByteBuffer out;
+  WriteXml(document, out, write_flags);
+  return out.Detach();
+}
+
+struct RoundTrip {
+  const char* name;
+  const char* input;
+  unsigned parse_flags;
+  const char* written;
+};
+
+class ParseWriteTest : public ::testing::TestWithParam<RoundTrip> {};
+
+TEST_P(ParseWriteTest, WritesBackAsTheFormatRequires) {
+  const RoundTrip& c = GetParam();
+  EXPECT_EQ(Rewrite(c.input, c.parse_flags), c.written) << "input: " << c.input;
+}
+
+constexpr RoundTrip kRoundTrips[] = {
+    {"SelfClosedGetsSpaceBeforeSlash", "<a/>", 0, "<a />"},
+    {"BareAndMissingValues", "<a x=1 y>", 0, "<a x=\"1\" y=\"\" />"},
+    {"FirstOfTwoSameNamedAttributesStays", "<a x='1' x='2'/>", 0, "<a x=\"1\" />"},
+    {"AttributesInByteOrder", "<a b=1 B=2 a=3 _=4/>", 0, "<a B=\"2\" _=\"4\" a=\"3\" b=\"1\" />"},
+    {"AnyClosingTagClosesInnermost", "<a><b></c></a>", 0, "<a><b /></a>"},
+    {"StrayClosingTagEndsTheDocument", "<a/></b><c/>", 0, "<a />"},
+    {"CommentWrittenWithoutDashes", "<!-- note -->", 0, "< note >"},
+    {"EmptyCommentDoesNotEndAtItsGreaterThan", "<!----><x/>", 0, "<--><x>"},
+    {"CommentWithThreeDashesGoesOn", "<!-- a ---><b/>-->", 0, "< a ---><b/>>"},
+    {"FlagEightEndsCommentAtThreeDashes", "<!-- a ---><b/>", 8, "< a -><b />"},
+    {"CDataDroppedOnOutput", "<a><![CDATA[x<y]]></a>", 0, "<a></a>"},
+    {"EmptyCDataDoesNotEnd", "<![CDATA[]]><y/>", 0, ""},
+    {"DeclarationLeavesNoNode", "<?xml version='1.0' encoding='x'?><r/>", 0, "<r />"},
+    {"OtherProcessingInstructionHoldsWhatFollows", "<?pi x?><r/>", 0, "<?pi x?=\"\"><r /></?pi>"},
+    {"DocumentTypeDiscarded", "<!DOCTYPE r><r/>", 0, "<r />"},
+    {"ByteFFEndsInput", "<a>1\xff<b/></a>", 0, "<a>1</a>"},
+    {"LessThanAtEndIsText", "<a>x<", 0, "<a>x<</a>"},
+    {"EntitiesStayEncoded", "<a t=\"&amp;\">&lt;&foo;</a>", 0, "<a t=\"&amp;\">&lt;&foo;</a>"},
+    {"CarriageReturnsDroppedByDefault", "<a>1\r\n2</a>", 0, "<a>1\n2</a>"},
+    {"CarriageReturnsKeptWithFlag64", "<a>1\r\n2</a>", 64, "<a>1\r\n2</a>"},
+    {"LineFeedsBecomeSpacesWithFlag2", "<a>1\n2</a>", 2, "<a>1 2</a>"},
+    {"WhiteSpaceKeptBetweenNodes", "<a> <b/> </a>", 0, "<a> <b /> </a>"},
+    {"WhiteSpaceSkippedWithFlag1", "<a>\n <b/>\t</a>", 1, "<a><b /></a>"},
+    {"NamesLowerCasedWithFlag4", "<A Bx=1/>", 4, "<a bx=\"1\" />"},
+    {"NumericValueEndsAtNonDigit", "<a x=12px/>", 0, "<a px=\"\" x=\"12\" />"},
+    {"NegativeNumericValue", "<a x=-5y/>", 0, "<a x=\"-5\" y=\"\" />"},
+    {"PercentOnlyWithFlag32", "<a x=5% y=5%/>", 0, "<a %=\"\" x=\"5\" y=\"5\" />"},
+    {"PercentTakenWithFlag32", "<a x=5% />", 32, "<a x=\"5%\" />"},
+    {"Flag32SelfClosesOnlyAfterSpace", "<a x=5%/>", 32, "<a /=\"\" x=\"5%\" />"},
+    {"NonNumericBareValueRunsToSpace", "<a x=ab%c y=1/>", 0, "<a x=\"ab%c\" y=\"1\" />"},
+    {"LineFeedsInQuotedValue", "<a x=\"\nl1\n\nl2\r\n\"/>", 0, "<a x=\"l1 l2 \" />"},
+    {"UnterminatedQuoteRunsToEndOfTag", "<a x=\"1 y=2>t</a>", 0, "<a x=\"1 y=2\">t</a>"},
+    {"SpaceAroundEquals", "<a x = '1'/>", 0, "<a x=\"1\" />"},
+    {"EmptyTagMakesNoNode", "<>x", 0, "x"},
+    {"WhiteSpaceBeforeName", "< a/>", 0, "<a />"},
+    {"TruncatedInputEndsTree", "<a><b x='1", 0, "<a><b x=\"1\" /></a>"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rules, ParseWriteTest, ::testing::ValuesIn(kRoundTrips),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(XmlParseTest, NulInsideTagStopsAttributes) {
+  XmlDocument document;
+  ByteBuffer in(std::string_view("<a x='1'\0 y='2'/><b/>", 21));
+  document.Parse(in);
+  ASSERT_EQ(document.ChildCount(), 1u);
+  XmlNode* a = document.ChildAt(0);
+  EXPECT_EQ(a->AttributeCount(), 1u);
+  EXPECT_EQ(a->GetAttribute("x"), "1");
+  // The "/" was not the tag's last byte, so a stays open and b is its child.
+  EXPECT_EQ(a->ChildCount(), 1u);
+}
+
+TEST(XmlParseTest, NodeKindsNamesAndFlags) {
+  XmlDocument document;
+  ByteBuffer in("<r a='v'><e/>text<!-- c --><![CDATA[d]]></r>");
+  document.Parse(in);
+  ASSERT_EQ(document.ChildCount(), 1u);
+  XmlNode* r = document.ChildAt(0);
+  EXPECT_EQ(document.kind(), kDocumentNode);
+  EXPECT_EQ(document.name(), "#document");
+  EXPECT_EQ(r->kind(), kElementNode);
+  EXPECT_FALSE(r->self_closed());
+  EXPECT_EQ(r->parent(), &document);
+  EXPECT_EQ(r->OwnerDocument(), &document);
+
+  const XmlNode* attribute = r->FindAttribute("a");
+  ASSERT_NE(attribute, nullptr);
+  EXPECT_EQ(attribute->kind(), kAttributeNode);
+  EXPECT_EQ(attribute->parent(), r);
+
+  ASSERT_EQ(r->ChildCount(), 4u);
+  const XmlNode* e = r->ChildAt(0);
+  EXPECT_TRUE(e->self_closed());
+  EXPECT_EQ(e->ChildCount(), 0u);
+  EXPECT_EQ(r->ChildAt(1)->kind(), kTextNode);
+  EXPECT_EQ(r->ChildAt(1)->name(), "#text");
+  EXPECT_EQ(r->ChildAt(1)->value(), "text");
+  EXPECT_EQ(r->ChildAt(2)->kind(), kCommentNode);
+  EXPECT_EQ(r->ChildAt(2)->name(), "#comment");
+  EXPECT_EQ(r->ChildAt(2)->value(), " c ");
+  EXPECT_EQ(r->ChildAt(3)->kind(), kCDataNode);
+  EXPECT_EQ(r->ChildAt(3)->value(), "d");
+
+  // Siblings are linked in document order.
+  EXPECT_EQ(e->previous_sibling(), nullptr);
+  EXPECT_EQ(e->next_sibling(), r->ChildAt(1));
+  EXPECT_EQ(r->ChildAt(3)->previous_sibling(), r->ChildAt(2));
+  EXPECT_EQ(r->ChildAt(3)->next_sibling(), nullptr);
+}
+
+TEST(XmlParseTest, DeclarationSetsVersionAndEncoding) {
+  XmlDocument document;
+  ByteBuffer in("<?xml version='1.0' encoding='x'?><r/>");
+  document.Parse(in);
+  EXPECT_EQ(document.version(), "1.0");
+  EXPECT_EQ(document.encoding(), "x");
+  ASSERT_EQ(document.ChildCount(), 1u);
+  EXPECT_EQ(document.ChildAt(0)->name(), "r");
+}
+
+TEST(XmlParseTest, ParseAppendsToWhatTheDocumentHolds) {
+  XmlDocument document;
+  ByteBuffer first("<a/>");
+  ByteBuffer second("<b/>");
+  document.Parse(first);
+  document.Parse(second);
+  ASSERT_EQ(document.ChildCount(), 2u);
+  EXPECT_EQ(document.ChildAt(1)->name(), "b");
+}
+
+TEST(XmlParseTest, TagLongerThanLimitContinuesAsText) {
+  const std::string long_name(5000, 'n');
+  XmlDocument document;
+  ByteBuffer in("<" + long_name + ">");
+  document.Parse(in);
+  ASSERT_EQ(document.ChildCount(), 1u);
+  XmlNode* element = document.ChildAt(0);
+  EXPECT_EQ(element->name(), std::string(4095, 'n'));
+  ASSERT_EQ(element->ChildCount(), 1u);
+  EXPECT_EQ(element->ChildAt(0)->value(), std::string(5000 - 4095, 'n') + ">");
+}
+
+TEST(XmlParseTest, DeepNestingNeitherOverflowsNorLeaks) {
+  std::string input;
+  const int depth = 200000;
+  for (int i = 0; i < depth; ++i) input += "<a>";
+  {
+    XmlDocument document;
+    ByteBuffer in(input);
+    document.Parse(in);
+    XmlNode* node = &document;
+    int seen = 0;
+    while (node->ChildCount() == 1) {
+      node = node->ChildAt(0);
+      ++seen;
+    }
+    EXPECT_EQ(seen, depth);
+    ByteBuffer out;
+    WriteXml(document, out, 1);
+    EXPECT_EQ(out.length(), 7u * depth - 2);  // "<a>...</a>" around the innermost "<a />"
+  }                                           // and destroying the tree must not recurse either
+}
+
+TEST(XmlParseTest, NamespaceProcessingFillsPrefixLocalNameAndUri) {
+  XmlDocument document;
+  document.set_parse_flags(kParseNamespaces);
+  ByteBuffer in("<r xmlns='urn:d' xmlns:p='urn:p'><p:c p:x='1' y='2'/></r>");
+  document.Parse(in);
+  XmlNode* r = document.ChildAt(0);
+  XmlNode* c = r->ChildAt(0);
+  EXPECT_EQ(c->prefix(), "p");
+  EXPECT_EQ(c->local_name(), "c");
+  // An element's namespace is looked up before its attributes are read and before it is
+  // placed in the tree, so an element never sees a declaration.
+  EXPECT_EQ(c->namespace_uri(), "");
+  const XmlNode* px = c->FindAttribute("p:x");
+  EXPECT_EQ(px->prefix(), "p");
+  EXPECT_EQ(px->local_name(), "x");
+  // The attribute finds "xmlns:p" by walking up: itself, then its element.
+  XmlDocument declared;
+  declared.set_parse_flags(kParseNamespaces);
+  ByteBuffer in2("<e xmlns:p='urn:p' p:x='1' y='2'/>");
+  declared.Parse(in2);
+  EXPECT_EQ(declared.ChildAt(0)->FindAttribute("p:x")->namespace_uri(), "urn:p");
+  EXPECT_EQ(declared.ChildAt(0)->FindAttribute("y")->namespace_uri(), "");
+  EXPECT_EQ(declared.ChildAt(0)->FindAttribute("p:x")->prefix(), "p");
+}
+
+TEST(XmlParseTest, WithoutNamespaceProcessingFieldsStayEmpty) {
+  XmlDocument document;
+  ByteBuffer in("<p:c xmlns:p='u'/>");
+  document.Parse(in);
+  EXPECT_EQ(document.ChildAt(0)->name(), "p:c");
+  EXPECT_EQ(document.ChildAt(0)->prefix(), "");
+  EXPECT_EQ(document.ChildAt(0)->local_name(), "");
+}
+
+// A derived document replaces parsing hooks: here text runs are upper-cased and comments
+// are kept out of the tree.
+class ShoutingDocument : public XmlDocument {
+ public:
+  std::unique_ptr<XmlNode> ParseText(ByteBuffer& input) override {
+    auto node = XmlDocument::ParseText(input);
+    for (char& c : node->mutable_value()) c = static_cast<char>(std::toupper(c));
+    return node;
+  }
+  Placement OnNodeParsed(XmlNode* parent, std::unique_ptr<XmlNode> node) override {
+    if (node->kind() == kCommentNode) return {ParseStep::kContinue};
+    return XmlDocument::OnNodeParsed(parent, std::move(node));
+  }
+};
+
+TEST(XmlParseTest, DerivedDocumentReplacesHooks) {
+  ShoutingDocument document;
+  ByteBuffer in("<a>hi<!-- x --></a>");
+  document.Parse(in);
+  ByteBuffer out;
+  WriteXml(document, out, 1);
+  EXPECT_EQ(out.bytes(), "<a>HI</a>");
+}
+
+}  // namespace
+}  // namespace quorvane::xml

@@ -1,1 +1,111 @@
 #include <gtest/gtest.h>
+
+#include "xml/xml_document.h"
+
+namespace quorvane::xml {
+namespace {
+
+std::string Write(const XmlNode& node, int flags) {
+  ByteBuffer out;
+  WriteXml(node, out, flags);
+  return out.Detach();
+}
+
+// <r b="2" a="1">text<!--c--><![CDATA[d]]><e x="y" /></r> built by hand.
+std::unique_ptr<XmlDocument> BuildSample() {
+  auto document = std::make_unique<XmlDocument>();
+  XmlNode* r = document->AppendChild(XmlNode::CreateElement("r"));
+  r->SetAttribute("b", "2");
+  r->SetAttribute("a", "1");
+  r->AppendChild(XmlNode::CreateText("text"));
+  r->AppendChild(std::make_unique<XmlNode>(kCommentNode, "#comment", "c"));
+  r->AppendChild(std::make_unique<XmlNode>(kCDataNode, "#cdata-section", "d"));
+  r->AppendChild(XmlNode::CreateElement("e"))->SetAttribute("x", "y");
+  return document;
+}
+
+TEST(WriteXmlTest, WriteFlags) {
+  auto document = BuildSample();
+  EXPECT_EQ(Write(*document, kWriteQuoteAttributes), "<r a=\"1\" b=\"2\">text<c><e x=\"y\" /></r>");
+  EXPECT_EQ(Write(*document, 0), "<r a=1 b=2>text<c><e x=y /></r>");
+  // Content only: every element contributes just its children, so only text remains.
+  EXPECT_EQ(Write(*document, kWriteContentOnly), "text");
+  EXPECT_EQ(Write(*document->ChildAt(0)->FindAttribute("a"), kWriteQuoteAttributes), "a=\"1\"");
+}
+
+TEST(WriteXmlTest, ValuesAreWrittenAsTheyStand) {
+  XmlDocument document;
+  XmlNode* r = document.AppendChild(XmlNode::CreateElement("r"));
+  r->SetAttribute("raw", "a&b\"c");
+  r->AppendChild(XmlNode::CreateText("<not a tag>"));
+  EXPECT_EQ(Write(document, 1), "<r raw=\"a&b\"c\"><not a tag></r>");
+  r->SetTextEncoded("x");  // a node's own value, not its text child
+  r->ChildAt(0)->SetTextEncoded("<&>");
+  EXPECT_EQ(Write(document, 1), "<r raw=\"a&b\"c\">&lt;&amp;&gt;</r>");
+  EXPECT_EQ(r->ChildAt(0)->GetTextDecoded(), "<&>");
+}
+
+TEST(XmlNodeTest, AppendChildLinksSiblingsAndClearsSelfClosed) {
+  XmlDocument document;
+  ByteBuffer in("<a/>");
+  document.Parse(in);
+  XmlNode* a = document.ChildAt(0);
+  ASSERT_TRUE(a->self_closed());
+  XmlNode* first = a->AppendChild(XmlNode::CreateText("1"));
+  XmlNode* second = a->AppendChild(XmlNode::CreateElement("b"));
+  EXPECT_FALSE(a->self_closed());
+  EXPECT_EQ(first->next_sibling(), second);
+  EXPECT_EQ(second->previous_sibling(), first);
+  EXPECT_EQ(second->parent(), a);
+  EXPECT_EQ(a->ChildAt(2), nullptr);
+}
+
+TEST(XmlNodeTest, SetAttributeReplacesAndGetAttributeDefaultsToEmpty) {
+  auto e = XmlNode::CreateElement("e");
+  e->SetAttribute("k", "1");
+  e->SetAttribute("k", "2");
+  EXPECT_EQ(e->AttributeCount(), 1u);
+  EXPECT_EQ(e->GetAttribute("k"), "2");
+  EXPECT_EQ(e->GetAttribute("missing"), "");
+  EXPECT_EQ(e->InsertAttribute(std::make_unique<XmlNode>(kAttributeNode, "k", "3")), nullptr);
+  EXPECT_EQ(e->GetAttribute("k"), "2");
+  e->Clear();
+  EXPECT_EQ(e->AttributeCount(), 0u);
+}
+
+TEST(ByteBufferTest, CapacityGrowsInStepsUntilLengthPlusAppendIsBelowIt) {
+  ByteBuffer buffer;
+  buffer.Append(std::string(1, 'x'));
+  EXPECT_EQ(buffer.capacity(), 512u);
+  buffer.Append(std::string(510, 'x'));  // 511 < 512
+  EXPECT_EQ(buffer.capacity(), 512u);
+  buffer.Append('x');  // 512 is not below 512
+  EXPECT_EQ(buffer.capacity(), 1024u);
+  buffer.Append(std::string(2000, 'x'));
+  EXPECT_EQ(buffer.capacity(), 2560u);
+  EXPECT_EQ(buffer.length(), 2512u);
+}
+
+TEST(ByteBufferTest, DetachHandsOverAndEmpties) {
+  ByteBuffer buffer;
+  buffer.Append("abc");
+  EXPECT_EQ(buffer.Detach(), "abc");
+  EXPECT_EQ(buffer.length(), 0u);
+  EXPECT_EQ(buffer.capacity(), 0u);
+  EXPECT_TRUE(buffer.AtEnd());
+}
+
+TEST(ByteBufferTest, AdoptedInputEndsAtFirstFF) {
+  ByteBuffer buffer;
+  std::string bytes = "ab\xff" + std::string(40, 'c');  // long enough to live on the heap
+  const char* block = bytes.data();
+  buffer.Adopt(std::move(bytes));
+  EXPECT_EQ(buffer.bytes().data(), block);  // no copy
+  EXPECT_EQ(buffer.Remaining(), "ab");
+  buffer.Advance(2);
+  EXPECT_TRUE(buffer.AtEnd());
+  EXPECT_EQ(buffer.length(), 43u);
+}
+
+}  // namespace
+}  // namespace quorvane::xml

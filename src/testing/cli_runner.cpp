@@ -1,0 +1,49 @@
+#include "testing/cli_runner.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "testing/temp_dir.h"
+
+namespace quorvane::testing {
+
+CliResult RunCli(const std::vector<std::string>& args) {
+  const char* from_env = std::getenv("QUORVANE_CLI");
+  const std::string program = from_env != nullptr ? from_env : QUORVANE_CLI_PATH;
+  TempDir capture;
+  const std::string out_path = (capture / "out").string(), err_path = (capture / "err").string();
+
+  std::vector<char*> argv;
+  argv.push_back(const_cast<char*>(program.c_str()));
+  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+
+  CliResult result;
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    const int in = ::open("/dev/null", O_RDONLY);
+    const int out = ::open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int err = ::open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (in < 0 || out < 0 || err < 0) ::_exit(127);
+    ::dup2(in, 0);
+    ::dup2(out, 1);
+    ::dup2(err, 2);
+    ::execv(program.c_str(), argv.data());
+    ::_exit(127);
+  }
+  int status = 0;
+  if (pid < 0 || ::waitpid(pid, &status, 0) != pid) {
+    ADD_FAILURE() << "cannot run " << program;
+    return result;
+  }
+  result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  result.out = ReadTextFile(out_path);
+  result.err = ReadTextFile(err_path);
+  return result;
+}
+
+}  // namespace quorvane::testing

@@ -1,0 +1,20 @@
+// Runs the built quorvane-cli in a child process for end-to-end tests and captures what it
+// printed and how it exited.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace quorvane::testing {
+
+struct CliResult {
+  int exit_code = -1;  // -signal when it was killed
+  std::string out;
+  std::string err;
+};
+
+// Runs quorvane-cli (QUORVANE_CLI in the environment, else the path compiled in) with `args`
+// and empty standard input.
+CliResult RunCli(const std::vector<std::string>& args);
+
+}  // namespace quorvane::testing

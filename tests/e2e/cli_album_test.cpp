@@ -1,0 +1,123 @@
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "testing/cli_runner.h"
+#include "testing/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::RunCli;
+
+class CliAlbumTest : public ::testing::Test {
+ protected:
+  std::string Fixture(std::string_view name) {
+    const fs::path target = dir_ / name;
+    fs::copy(testing::TestDataPath("albums") / name, target, fs::copy_options::recursive);
+    return target.string();
+  }
+  testing::TempDir dir_;
+};
+
+TEST_F(CliAlbumTest, ShowsAHandWrittenTarnwellAlbum) {
+  const auto r = RunCli({"album", "show", Fixture("tarnwell")});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "Title: Old & Gold\n"
+            "Date: 2003-07-14\n"
+            "Description: A trip to the coast.\n"
+            "Version: 1.0\n"
+            "Variable: Photographer=Ann 'Ace' Lee\n"
+            "Photos: 2\n"
+            "1\tbeach.jpg\tJPEG\t640x480\t2003-07-14\tThe beach\tsea, sand\n"
+            "2\tsunset.png\tPNG\t0x0\t-\tSunset\t\n");
+  EXPECT_EQ(r.err, "");
+}
+
+TEST_F(CliAlbumTest, ShowsOldNameIndexAndAmpersandFileName) {
+  auto r = RunCli({"album", "show", Fixture("underscore-index")});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_NE(r.out.find("1\tanim.gif\tGIF\t32x32\t-\t\t\n"), std::string::npos) << r.out;
+  r = RunCli({"album", "show", Fixture("ampersand")});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_NE(r.out.find("1\trock&roll.jpg\tJPEG\t800x600\t-\t<live> & loud\t\n"), std::string::npos)
+      << r.out;
+}
+
+TEST_F(CliAlbumTest, SetChangesFieldsAndShowReadsThemBack) {
+  const std::string album = Fixture("tarnwell");
+  auto r = RunCli({"album", "set", album, "--title", "New <title>", "--date", "2024-02-29",
+                   "--description", "d & e", "--var", "Photographer=Bo", "--var", "Extra=x=y"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_NE(testing::ReadTextFile(fs::path(album) / "index.quorvane").find("<Quorvane "),
+            std::string::npos);
+  r = RunCli({"album", "show", album});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_NE(r.out.find("Title: New <title>\nDate: 2024-02-29\nDescription: d & e\n"),
+            std::string::npos)
+      << r.out;
+  EXPECT_NE(r.out.find("Variable: Photographer=Bo\nVariable: Extra=x=y\n"), std::string::npos);
+  r = RunCli({"album", "set", album, "--date", "none"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_NE(RunCli({"album", "show", album}).out.find("Date: -\n"), std::string::npos);
+}
+
+TEST_F(CliAlbumTest, BadArgumentsExitTwoWithOneLine) {
+  const std::string album = Fixture("tarnwell");
+  const std::string before = testing::ReadTextFile(fs::path(album) / "index.quorvane");
+  const std::vector<std::vector<std::string>> bad = {
+      {"album"},
+      {"album", "show"},
+      {"album", "explode", album},
+      {"album", "set", album, "--date", "2024-13-01"},
+      {"album", "set", album, "--var", "novalue"},
+      {"album", "set", album, "--bogus", "x"},
+      {"album", "set", album, "--title"},
+      {"nonsense"},
+      {"xml", "check", "a", "b"},
+      {"xml", "check", "a", "--flags", "300"},
+  };
+  for (const auto& args : bad) {
+    const auto r = RunCli(args);
+    EXPECT_EQ(r.exit_code, 2) << args.back();
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+    EXPECT_EQ(r.err.rfind("quorvane-cli: ", 0), 0u) << r.err;
+  }
+  // Nothing was written by a rejected command.
+  EXPECT_EQ(testing::ReadTextFile(fs::path(album) / "index.quorvane"), before);
+}
+
+TEST_F(CliAlbumTest, FailedLoadPrintsTheAlbumsErrorAndExitsOne) {
+  const fs::path broken = dir_ / "broken";
+  testing::WriteTextFile(broken / "index.quorvane", "<!-- not an album -->");
+  auto r = RunCli({"album", "show", broken.string()});
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_EQ(r.err, "quorvane-cli: Unable to load album index; malformed index file.\n");
+  r = RunCli({"album", "set", (dir_ / "nowhere").string(), "--title", "x"});
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_NE(r.err.find("No such file or directory"), std::string::npos) << r.err;
+}
+
+TEST_F(CliAlbumTest, XmlCheckWritesTheDocumentBack) {
+  const fs::path file = dir_ / "doc.xml";
+  testing::WriteTextFile(file, "<?xml version='1.0'?><A b=1>x<!-- c --></A><B/>");
+  auto r = RunCli({"xml", "check", file.string()});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, "<A b=\"1\">x< c ></A><B />");
+  r = RunCli({"xml", "check", file.string(), "--flags", "4"});
+  EXPECT_EQ(r.out, "<a b=\"1\">x< c ></a><b />");
+  r = RunCli({"xml", "check", (dir_ / "missing.xml").string()});
+  EXPECT_EQ(r.exit_code, 1);
+}
+
+TEST(CliHelpTest, HelpListsEveryCommand) {
+  const auto r = RunCli({"--help"});
+  ASSERT_EQ(r.exit_code, 0);
+  EXPECT_NE(r.out.find("quorvane-cli album show <folder>"), std::string::npos);
+  EXPECT_NE(r.out.find("quorvane-cli xml check <file>"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace quorvane
