@@ -21,6 +21,11 @@ class AlbumStore {
   virtual bool FileExists(std::string_view name) = 0;
   // The message of the last failed operation.
   virtual const std::string& LastError() const = 0;
+  // Makes what was written so far durable where the album really lives. A folder's writes
+  // already are, so this does nothing; an archive store repacks its working copy into the
+  // archive. Called by the album's save after the index was written. On failure returns
+  // false and sets LastError().
+  [[nodiscard]] virtual bool Commit() { return true; }
 };
 
 // True for a name that stays inside the album: not empty, no folder separators, no drive
