@@ -1,0 +1,48 @@
+// Where the settings, the album library, the thumbnail cache and the file browser live by
+// default for this user, and the environment variables that move them (for tests and
+// portable installs):
+//
+//   QUORVANE_CONFIG_DIR     folder of the settings file (any platform; on Windows it
+//                           replaces the registry with the file)
+//   QUORVANE_LIBRARY_DIR    default of "myphotoalbums.path"
+//   QUORVANE_THUMBNAIL_DIR  default of "thumbnail_cache.path"
+//   QUORVANE_BROWSER_DIR    default of "filebrowser.path"
+//
+// Without them, on Linux: settings in $XDG_CONFIG_HOME/Quorvane (else ~/.config/Quorvane),
+// the library "My Quorvane Albums" in the pictures folder (XDG_PICTURES_DIR from the
+// environment or from user-dirs.dirs, else the home folder), the thumbnail cache in
+// $XDG_CACHE_HOME/Quorvane/Thumbnail (else ~/.cache/...), the file browser in the pictures
+// folder. On Windows: Documents, the application-data folder and "Sample Photos" beside the
+// program.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorvane::settings {
+
+// Looks up one environment variable; nullopt when it is unset. Empty values count as unset
+// wherever a folder is looked up.
+using Environment = std::function<std::optional<std::string>(std::string_view name)>;
+
+// The process's own environment.
+Environment ProcessEnvironment();
+
+inline constexpr std::string_view kSettingsFileName = "settings.conf";
+inline constexpr std::string_view kLibraryFolderName = "My Quorvane Albums";
+
+struct UserFolders {
+  std::filesystem::path config;      // holds kSettingsFileName
+  std::filesystem::path library;     // the album library
+  std::filesystem::path thumbnails;  // the file browser's thumbnail cache
+  std::filesystem::path browser;     // the file browser's first folder
+};
+
+// The default folders for `env`. Never fails: a missing home folder falls back to the
+// current folder.
+UserFolders FindUserFolders(const Environment& env);
+
+}  // namespace quorvane::settings
