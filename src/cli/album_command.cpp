@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "album/album_index.h"
+#include "album/archive_store.h"
 #include "album/folder_store.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
@@ -35,7 +36,18 @@ std::string DateText(platform::OleDate date) {
 }
 
 std::unique_ptr<album::Album> OpenAlbum(const std::string& folder) {
-  auto opened = std::make_unique<album::Album>(std::make_unique<album::FolderStore>(folder));
+  std::unique_ptr<album::AlbumStore> store;
+  if (album::IsArchivePath(folder)) {
+    std::string error;
+    store = album::ArchiveStore::Open(folder, {}, &error);
+    if (!store) {
+      Failure(error);
+      return nullptr;
+    }
+  } else {
+    store = std::make_unique<album::FolderStore>(folder);
+  }
+  auto opened = std::make_unique<album::Album>(std::move(store));
   if (!album::AlbumIndex::LoadIndex(*opened)) {
     Failure(opened->last_error());
     return nullptr;
@@ -102,6 +114,7 @@ int Set(std::span<const std::string> args) {
     changed->user_variables().Set(var.substr(0, eq), var.substr(eq + 1));
   }
   if (!album::AlbumIndex::SaveIndex(*changed)) return Failure(changed->last_error());
+  if (!changed->store().Commit()) return Failure(changed->store().LastError());
   return kExitOk;
 }
 

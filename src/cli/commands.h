@@ -15,6 +15,7 @@ struct Command {
 };
 
 int RunAlbumCommand(std::span<const std::string> args);
+int RunArchiveCommand(std::span<const std::string> args);
 int RunXmlCommand(std::span<const std::string> args);
 
 inline constexpr Command kCommands[] = {
@@ -23,6 +24,10 @@ inline constexpr Command kCommands[] = {
      "album set <folder> [--title T] [--description D] [--date YYYY-MM-DD|none] "
      "[--title-image FILE] [--var NAME=VALUE]...",
      RunAlbumCommand},
+    {"archive",
+     "archive pack <album-folder> <file.qvo> [--level 0-9] [--deflate-jpeg]\n"
+     "archive unpack <file.qvo> <folder>",
+     RunArchiveCommand},
     {"xml", "xml check <file> [--flags N]", RunXmlCommand},
 };
 
