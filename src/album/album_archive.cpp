@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <random>
 #include <set>
 #include <system_error>
 #include <vector>
@@ -153,55 +154,54 @@ void SyncFolder(const fs::path& folder) {
   }
 }
 
-// libzip leaves its output private (0600); an archive gets the mode of the one it replaces,
-// or the usual 0666 less the umask.
-void SetArchiveMode(const fs::path& temp, const fs::path& archive) {
-  struct stat existing;
-  mode_t mode;
-  if (::stat(archive.c_str(), &existing) == 0) {
-    mode = existing.st_mode & 07777;
-  } else {
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    mode = 0666 & ~mask;
-  }
-  ::chmod(temp.c_str(), mode);
-}
 #else
 bool SyncFile(const fs::path&, std::string*) { return true; }
 void SyncFolder(const fs::path&) {}
-void SetArchiveMode(const fs::path&, const fs::path&) {}
 #endif
 
 // A fresh, empty file beside `archive` for libzip to write into; libzip itself writes to a
 // temporary file and renames it over this one, and this one is renamed over the archive
-// only once it is complete and on the disk.
-bool MakeTempBeside(const fs::path& archive, fs::path* temp, std::string* reason) {
+// only once it is complete and on the disk. It gets the mode of the archive it replaces, or
+// the usual 0666 less the umask, which *mode returns so it can be restored after libzip.
+bool MakeTempBeside(const fs::path& archive, fs::path* temp, int* mode, std::string* reason) {
   const fs::path folder = archive.has_parent_path() ? archive.parent_path() : fs::path(".");
-#ifndef _WIN32
-  std::string pattern = (folder / ("." + archive.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkstemp(pattern.data());
-  if (fd < 0) {
-    *reason = platform::ErrorText(errno);
-    return false;
-  }
-  ::close(fd);
-  *temp = pattern;
-  return true;
-#else
+  std::random_device random;
   for (int attempt = 0; attempt < 100; ++attempt) {
-    fs::path candidate =
-        folder / ("." + archive.filename().string() + "." + std::to_string(std::rand()) + ".tmp");
-    std::FILE* file = _wfopen(candidate.c_str(), L"wbx");
-    if (file != nullptr) {
-      std::fclose(file);
-      *temp = candidate;
-      return true;
+    const fs::path candidate =
+        folder / ("." + Utf8(archive.filename()) + "." + std::to_string(random()) + ".tmp");
+#ifndef _WIN32
+    struct stat existing;
+    const bool replaces = ::stat(archive.c_str(), &existing) == 0;
+    const int fd = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                          replaces ? existing.st_mode & 07777 : 0666);
+    if (fd < 0 && errno == EEXIST) continue;
+    struct stat made;
+    if (fd < 0 || (replaces && ::fchmod(fd, existing.st_mode & 07777) != 0) ||
+        ::fstat(fd, &made) != 0) {
+      *reason = platform::ErrorText(errno);
+      if (fd >= 0) {
+        ::close(fd);
+        ::unlink(candidate.c_str());
+      }
+      return false;
     }
-  }
-  *reason = platform::ErrorText(errno);
-  return false;
+    ::close(fd);
+    *mode = static_cast<int>(made.st_mode & 07777);
+#else
+    std::FILE* file = _wfopen(candidate.c_str(), L"wbx");
+    if (file == nullptr && errno == EEXIST) continue;
+    if (file == nullptr) {
+      *reason = platform::ErrorText(errno);
+      return false;
+    }
+    std::fclose(file);
+    *mode = 0;
 #endif
+    *temp = candidate;
+    return true;
+  }
+  *reason = "no free temporary name";
+  return false;
 }
 
 struct PackState {
@@ -427,8 +427,9 @@ bool PackAlbumFolder(const fs::path& folder, const fs::path& archive, const Pack
   }
 
   fs::path temp;
+  int mode = 0;
   std::string reason;
-  if (!MakeTempBeside(archive, &temp, &reason)) {
+  if (!MakeTempBeside(archive, &temp, &mode, &reason)) {
     *error = prefix + reason;
     return false;
   }
@@ -466,7 +467,9 @@ bool PackAlbumFolder(const fs::path& folder, const fs::path& archive, const Pack
   }
   zip.release();  // zip_close freed it
 
-  SetArchiveMode(temp, archive);
+#ifndef _WIN32
+  ::chmod(temp.c_str(), static_cast<mode_t>(mode));  // libzip's own temporary file is private
+#endif
   if (!SyncFile(temp, &reason)) return fail(reason);
   fs::rename(temp, archive, ec);
   if (ec) return fail(ec.message());
