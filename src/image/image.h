@@ -1,0 +1,180 @@
+// Image: the in-memory picture every album, edit and web-album job works on. Decoding,
+// encoding and resampling come from libvips (kept out of this header); pixels are 8-bit RGB or
+// RGBA rows, top row first, so the edit filters can walk them directly. Copies are cheap: the
+// pixels are shared until one copy is changed.
+//
+// Example:
+//   Image image;
+//   if (!image.Load(path, ImageFormat::kJpeg)) return Fail(image.last_error());
+//   image.Resample(800, 600, ResampleMode::kBicubic);
+//   image.Save(out_path, ImageFormat::kJpeg, 85);
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvane::image {
+
+// File formats, numbered as the album index and the settings store record them.
+enum class ImageFormat : int {
+  kUnknown = 0,
+  kBmp = 1,
+  kGif = 2,
+  kJpeg = 3,
+  kPng = 4,
+  kIco = 5,
+  kTiff = 6,
+  kTga = 7,
+  kPcx = 8,
+};
+
+// The filter used when an image changes size. The numbers are what the settings store keeps;
+// ResampleModeFromInt maps anything unknown to kBicubic.
+enum class ResampleMode : int {
+  kNearest = 0,   // pixel replication: fast, blocky; right for icons and pixel art
+  kBilinear = 1,  // smooth, a little soft
+  kBicubic = 2,   // the default for photos
+  kLanczos3 = 3,  // sharpest downsizing, slowest
+};
+ResampleMode ResampleModeFromInt(int value);
+
+// When a photo was taken, as the camera wrote it (EXIF DateTimeOriginal, local time of the
+// camera, no time zone). Fields are calendar values: month 1..12, day 1..31, hour 0..23.
+struct PhotoDateTime {
+  int year = 0;
+  int month = 0;
+  int day = 0;
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+  friend bool operator==(const PhotoDateTime&, const PhotoDateTime&) = default;
+};
+
+// One pixel. Images without alpha read back a = 255 and ignore a on write.
+struct Rgba {
+  uint8_t r = 0;
+  uint8_t g = 0;
+  uint8_t b = 0;
+  uint8_t a = 255;
+  friend bool operator==(const Rgba&, const Rgba&) = default;
+};
+
+// What can be learned about an image file without decoding its pixels.
+struct ImageInfo {
+  ImageFormat format = ImageFormat::kUnknown;  // from the content, not the file name
+  int width = 0;                               // as displayed: EXIF orientation applied
+  int height = 0;
+  int bits_per_pixel = 0;  // as stored in the file (8 for a palette image)
+  std::optional<PhotoDateTime> date_taken;
+};
+
+// Reads the header of `path` (a few KB at most; pixels are not decoded). `format_hint` is used
+// only when the content has no recognisable signature (TGA files have none). On failure returns
+// false and leaves a user-readable text in `*error`. Thread-safe.
+[[nodiscard]] bool ReadImageInfo(const std::filesystem::path& path, ImageFormat format_hint,
+                                 ImageInfo* info, std::string* error);
+
+// Pixel-count ceiling for every decode in this process (default 150 megapixels). Images that
+// claim more are refused before any pixel memory is taken. Thread-safe.
+void SetMaxImagePixels(uint64_t max_pixels);
+uint64_t MaxImagePixels();
+
+inline constexpr int kDefaultJpegQuality = 90;
+
+class Image {
+ public:
+  Image();  // an empty image: IsValid() is false
+  ~Image();
+  Image(const Image& other);
+  Image& operator=(const Image& other);
+  Image(Image&& other) noexcept;
+  Image& operator=(Image&& other) noexcept;
+
+  // A new image filled with `fill`; 4 channels when `with_alpha`. Fails (false) on sizes
+  // below 1 or above the pixel ceiling.
+  [[nodiscard]] bool Create(int width, int height, bool with_alpha, Rgba fill = {});
+
+  // Decodes a whole file, EXIF orientation applied. The format is taken from the content, so a
+  // PNG named .jpg still loads; `format_hint` decides only for content without a signature.
+  // On failure the image is left as it was and last_error() says why. Safe to call from any
+  // thread on distinct Image objects.
+  [[nodiscard]] bool Load(const std::filesystem::path& path,
+                          ImageFormat format_hint = ImageFormat::kUnknown);
+  // The same from bytes in memory (e.g. a file read from an archive).
+  [[nodiscard]] bool LoadFromMemory(const void* data, size_t size,
+                                    ImageFormat format_hint = ImageFormat::kUnknown);
+
+  // Loads `path` scaled to exactly `width` x `height` (the upright size; the caller chooses the
+  // aspect), decoding JPEGs at a reduced size so a large photo never sits in memory at full
+  // size. The result is true colour and carries no metadata. Failure as for Load.
+  [[nodiscard]] bool LoadThumbnail(const std::filesystem::path& path, int width, int height,
+                                   ResampleMode mode,
+                                   ImageFormat format_hint = ImageFormat::kUnknown);
+
+  // Encodes into `path` (written to a temporary file and renamed into place) or into `*out`.
+  // JPEG uses `jpeg_quality` (1..100) and drops alpha; ICO is limited to 256 x 256. EXIF from
+  // the source is kept (orientation excluded: the pixels are already upright).
+  [[nodiscard]] bool Save(const std::filesystem::path& path, ImageFormat format,
+                          int jpeg_quality = kDefaultJpegQuality) const;
+  [[nodiscard]] bool SaveToMemory(std::vector<uint8_t>* out, ImageFormat format,
+                                  int jpeg_quality = kDefaultJpegQuality) const;
+
+  bool IsValid() const { return impl_ != nullptr; }
+  int width() const;
+  int height() const;
+  // Depth as the source had it (1, 4, 8, 24 or 32); pixels in memory are always 8-bit RGB(A).
+  int bits_per_pixel() const;
+  ImageFormat format() const;  // the format the image was decoded from; kUnknown if created
+  bool has_alpha() const;
+  std::optional<PhotoDateTime> date_taken() const;
+
+  // Raises the recorded depth to 24 (true colour) or 32 (adds an opaque alpha channel).
+  // Fails when `bits` is lower than the current depth or is neither 24 nor 32.
+  [[nodiscard]] bool IncreaseBpp(int bits);
+
+  // Scales to exactly `width` x `height` (each 1 .. 65500).
+  [[nodiscard]] bool Resample(int width, int height, ResampleMode mode);
+  // Quarter turns and free rotation. Rotate() turns clockwise by `degrees`, enlarging the
+  // canvas to hold the whole picture; the new corners get `background` (transparent when the
+  // image has alpha).
+  [[nodiscard]] bool RotateRight();
+  [[nodiscard]] bool RotateLeft();
+  [[nodiscard]] bool Rotate180();
+  [[nodiscard]] bool Rotate(double degrees, Rgba background = {});
+  [[nodiscard]] bool Flip();    // top row becomes the bottom row
+  [[nodiscard]] bool Mirror();  // left column becomes the right column
+  // Keeps the pixels in [left, right) x [top, bottom), clipped to the image. Fails when
+  // nothing is left.
+  [[nodiscard]] bool Crop(int left, int top, int right, int bottom);
+
+  // Pixel access. Coordinates outside the image read as {0,0,0,0} and are ignored on write.
+  Rgba GetPixel(int x, int y) const;
+  void SetPixel(int x, int y, Rgba color);
+
+  // Raw rows for filters: channels() bytes per pixel (R, G, B[, A]), stride() bytes per row,
+  // row 0 at the top. A mutable row un-shares the pixels first; pointers stay valid until the
+  // next operation that changes the image's size or shape. Null on an empty image.
+  int channels() const;
+  size_t stride() const;
+  const uint8_t* Row(int y) const;
+  uint8_t* MutableRow(int y);
+
+  // Why the last failing call on this object failed; unchanged by successful calls.
+  const std::string& last_error() const { return last_error_; }
+
+ private:
+  struct Impl;
+
+  bool Fail(std::string text) const;
+  Impl* Detach();
+
+  std::shared_ptr<Impl> impl_;
+  mutable std::string last_error_;
+};
+
+}  // namespace quorvane::image
