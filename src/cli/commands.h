@@ -16,6 +16,8 @@ struct Command {
 
 int RunAlbumCommand(std::span<const std::string> args);
 int RunArchiveCommand(std::span<const std::string> args);
+int RunLibraryCommand(std::span<const std::string> args);
+int RunSettingsCommand(std::span<const std::string> args);
 int RunXmlCommand(std::span<const std::string> args);
 
 inline constexpr Command kCommands[] = {
@@ -28,6 +30,13 @@ inline constexpr Command kCommands[] = {
      "archive pack <album-folder> <file.qvo> [--level 0-9] [--deflate-jpeg]\n"
      "archive unpack <file.qvo> <folder>",
      RunArchiveCommand},
+    {"library",
+     "library list [--sort 0..3] [--library DIR]\n"
+     "library create <name> [--description D] [--date YYYY-MM-DD] [--library DIR]\n"
+     "library delete <name> [--yes] [--library DIR]",
+     RunLibraryCommand},
+    {"settings", "settings show\nsettings get <key>\nsettings set <key> <value>",
+     RunSettingsCommand},
     {"xml", "xml check <file> [--flags N]", RunXmlCommand},
 };
 

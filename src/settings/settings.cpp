@@ -201,6 +201,14 @@ std::vector<std::string> CreateMissingFolders(const Settings& settings) {
   return problems;
 }
 
+UserSettings LoadUserSettings(const Environment& env) {
+  const UserFolders folders = FindUserFolders(env);
+  UserSettings user;
+  user.backend = OpenSettingsBackend(env, folders);
+  user.settings = LoadSettings(*user.backend, DefaultSettings(folders), &user.problems);
+  return user;
+}
+
 bool GetSettingText(const Settings& settings, std::string_view key, std::string* text) {
   if (const SettingKey* found = FindKey(key)) {
     std::optional<SettingValue> value = Stored(settings, *found);

@@ -3,10 +3,10 @@
 // between the settings object and the store (settings_backend.h).
 //
 // Example:
-//   auto backend = OpenSettingsBackend(ProcessEnvironment());
-//   std::vector<std::string> problems;
-//   Settings settings = LoadSettings(*backend, DefaultSettings(env), &problems);
-//   for (const auto& text : problems) ShowError(text);  // "Unable to create %s: %s"
+//   UserSettings user = LoadUserSettings(ProcessEnvironment());
+//   for (const auto& text : user.problems) ShowError(text);  // "Unable to create %s: %s"
+//   user.settings.smtp_port = 587;
+//   if (!SaveSettings(*user.backend, user.settings)) ShowError(user.backend->LastError());
 #pragma once
 
 #include <cstdint>
@@ -101,6 +101,14 @@ Settings LoadSettings(SettingsBackend& backend, const Settings& defaults,
 // "myphotoalbums.path" when missing. Returns one "Unable to create %s: %s" (folder, system
 // error text) per folder that could not be made.
 std::vector<std::string> CreateMissingFolders(const Settings& settings);
+
+// The start-up sequence in one call: the user's folders, the store and the settings.
+struct UserSettings {
+  std::unique_ptr<SettingsBackend> backend;
+  Settings settings;
+  std::vector<std::string> problems;  // "Unable to create %s: %s", for the user to see
+};
+UserSettings LoadUserSettings(const Environment& env);
 
 // The value of a key (or of a stored "options." name) as text: numbers in decimal, booleans
 // "1" or "0", an unset key as "". False for a name that is neither.

@@ -1,0 +1,90 @@
+// quorvane-cli settings: show, read and change the stored settings, through the same store
+// the desktop program uses.
+#include <iostream>
+
+#include "cli/command_line.h"
+#include "cli/commands.h"
+#include "settings/settings.h"
+
+namespace quorvane::cli {
+namespace {
+
+constexpr std::string_view kUsage =
+    "settings show | settings get <key> | settings set <key> <value>";
+
+// A line per key: line breaks inside a value would start a false key.
+std::string OneLine(std::string_view text) {
+  std::string line(text);
+  for (char& c : line) {
+    if (c == '\t' || c == '\n' || c == '\r') c = ' ';
+  }
+  return line;
+}
+
+settings::UserSettings Load() {
+  settings::UserSettings user = settings::LoadUserSettings(settings::ProcessEnvironment());
+  for (const std::string& problem : user.problems) Failure(problem);
+  return user;
+}
+
+int Show(const Arguments& parsed) {
+  if (!parsed.positional.empty()) return UsageError("show takes no arguments", kUsage);
+  const settings::UserSettings user = Load();
+  for (const settings::SettingKey& key : settings::SettingKeys()) {
+    std::string text;
+    if (!settings::GetSettingText(user.settings, key.name, &text)) continue;
+    // The password is shown only as set or not; "settings get smtp.pass" prints it.
+    if (key.name == "smtp.pass" && !text.empty()) text = "********";
+    std::cout << key.name << '=' << OneLine(text) << '\n';
+  }
+  for (const auto& [name, value] : user.settings.options) {
+    std::string text;
+    if (settings::GetSettingText(user.settings, name, &text)) {
+      std::cout << name << '=' << OneLine(text) << '\n';
+    }
+  }
+  return kExitOk;
+}
+
+int Get(const Arguments& parsed) {
+  if (parsed.positional.size() != 1) return UsageError("get takes one key", kUsage);
+  const settings::UserSettings user = Load();
+  std::string text;
+  if (!settings::GetSettingText(user.settings, parsed.positional[0], &text)) {
+    return UsageError("unknown setting \"" + parsed.positional[0] + "\"", kUsage);
+  }
+  std::cout << text << '\n';
+  return kExitOk;
+}
+
+int Set(const Arguments& parsed) {
+  if (parsed.positional.size() != 2) return UsageError("set takes a key and a value", kUsage);
+  settings::UserSettings user = Load();
+  std::string error;
+  if (!settings::SetSettingText(&user.settings, parsed.positional[0], parsed.positional[1],
+                                &error)) {
+    return UsageError(error, kUsage);
+  }
+  if (!settings::SaveSettings(*user.backend, user.settings)) {
+    return Failure(user.backend->LastError());
+  }
+  if (parsed.positional[0] == "smtp.pass" && !user.settings.smtp_savepass) {
+    std::cerr << "quorvane-cli: the password is stored only while smtp.savepass is 1\n";
+  }
+  return kExitOk;
+}
+
+}  // namespace
+
+int RunSettingsCommand(std::span<const std::string> args) {
+  if (args.empty()) return UsageError("expected \"show\", \"get\" or \"set\"", kUsage);
+  Arguments parsed;
+  std::string error;
+  if (!ParseArguments(args.subspan(1), {}, &parsed, &error)) return UsageError(error, kUsage);
+  if (args[0] == "show") return Show(parsed);
+  if (args[0] == "get") return Get(parsed);
+  if (args[0] == "set") return Set(parsed);
+  return UsageError("expected \"show\", \"get\" or \"set\"", kUsage);
+}
+
+}  // namespace quorvane::cli
