@@ -49,9 +49,9 @@ struct SniffCase {
   int expected_bits;  // from the header; 0 when the header does not say
 };
 
-class SniffTest : public ::testing::TestWithParam<SniffCase> {};
+class ImageSniffTest : public ::testing::TestWithParam<SniffCase> {};
 
-TEST_P(SniffTest, RecognisesFormatAndDeclaredDepth) {
+TEST_P(ImageSniffTest, RecognisesFormatAndDeclaredDepth) {
   const SniffCase& c = GetParam();
   EXPECT_EQ(SniffFormat(c.head.data(), c.head.size(), c.hint), c.expected);
   if (c.expected != ImageFormat::kUnknown) {
@@ -76,7 +76,7 @@ std::vector<uint8_t> BmpHeader(uint8_t bits) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Signatures, SniffTest,
+    Signatures, ImageSniffTest,
     ::testing::Values(
         SniffCase{"Jpeg", Bytes("\xFF\xD8\xFF\xE0", 16), ImageFormat::kUnknown, ImageFormat::kJpeg,
                   0},
@@ -123,14 +123,14 @@ struct DateCase {
   std::optional<PhotoDateTime> expected;
 };
 
-class ExifDateTest : public ::testing::TestWithParam<DateCase> {};
+class ImageExifDateTest : public ::testing::TestWithParam<DateCase> {};
 
-TEST_P(ExifDateTest, Parses) {
+TEST_P(ImageExifDateTest, Parses) {
   EXPECT_EQ(ParseExifDateTime(GetParam().text), GetParam().expected) << GetParam().text;
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Texts, ExifDateTest,
+    Texts, ImageExifDateTest,
     ::testing::Values(
         DateCase{"2021:07:14 09:30:05", PhotoDateTime{2021, 7, 14, 9, 30, 5}},
         // libvips appends a description of the tag after the value.

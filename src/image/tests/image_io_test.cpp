@@ -34,12 +34,12 @@ struct FormatCase {
   bool keeps_alpha;    // icons are written with an alpha channel
 };
 
-class FormatRoundTripTest : public ::testing::TestWithParam<FormatCase> {
+class ImageFormatRoundTripTest : public ::testing::TestWithParam<FormatCase> {
  protected:
   TempDir dir_;
 };
 
-TEST_P(FormatRoundTripTest, FileKeepsSizePixelsAndFormat) {
+TEST_P(ImageFormatRoundTripTest, FileKeepsSizePixelsAndFormat) {
   const FormatCase& c = GetParam();
   const Image original = Quadrants(64, 48);
   const fs::path path = dir_ / (std::string("picture.") + c.extension);
@@ -64,7 +64,7 @@ TEST_P(FormatRoundTripTest, FileKeepsSizePixelsAndFormat) {
   EXPECT_EQ(std::distance(fs::directory_iterator(dir_.path()), fs::directory_iterator()), 1);
 }
 
-TEST_P(FormatRoundTripTest, MemoryRoundTripNeedsNoHint) {
+TEST_P(ImageFormatRoundTripTest, MemoryRoundTripNeedsNoHint) {
   const FormatCase& c = GetParam();
   std::vector<uint8_t> bytes;
   const Image original = Quadrants(40, 30);
@@ -76,7 +76,7 @@ TEST_P(FormatRoundTripTest, MemoryRoundTripNeedsNoHint) {
   ExpectCorners(loaded, kRed, kGreen, kBlue, kWhite, c.tolerance);
 }
 
-TEST_P(FormatRoundTripTest, ThumbnailHasExactlyTheAskedSize) {
+TEST_P(ImageFormatRoundTripTest, ThumbnailHasExactlyTheAskedSize) {
   const FormatCase& c = GetParam();
   const fs::path path = dir_ / (std::string("big.") + c.extension);
   ASSERT_TRUE(Quadrants(200, 150).Save(path, c.format));
@@ -91,7 +91,7 @@ TEST_P(FormatRoundTripTest, ThumbnailHasExactlyTheAskedSize) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    EveryFormat, FormatRoundTripTest,
+    EveryFormat, ImageFormatRoundTripTest,
     ::testing::Values(FormatCase{"Bmp", ImageFormat::kBmp, "bmp", 0, 24, false},
                       // Five colours need a 3-bit palette, which reads back as 4 bits.
                       FormatCase{"Gif", ImageFormat::kGif, "gif", 8, 4, false},

@@ -25,9 +25,9 @@ struct TurnCase {
   Rgba top_left, top_right, bottom_left, bottom_right;
 };
 
-class TurnTest : public ::testing::TestWithParam<TurnCase> {};
+class ImageTurnTest : public ::testing::TestWithParam<TurnCase> {};
 
-TEST_P(TurnTest, MovesCornersExactly) {
+TEST_P(ImageTurnTest, MovesCornersExactly) {
   const TurnCase& c = GetParam();
   Image image = Quadrants(40, 20);
   ASSERT_TRUE((image.*c.operation)()) << image.last_error();
@@ -37,7 +37,7 @@ TEST_P(TurnTest, MovesCornersExactly) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Turns, TurnTest,
+    Turns, ImageTurnTest,
     ::testing::Values(TurnCase{"RotateRight", &Image::RotateRight, true, kBlue, kRed, kWhite,
                                kGreen},
                       TurnCase{"RotateLeft", &Image::RotateLeft, true, kGreen, kWhite, kRed, kBlue},
@@ -89,9 +89,10 @@ struct SizeCase {
   int from_w, from_h, to_w, to_h;
 };
 
-class ResampleTest : public ::testing::TestWithParam<std::tuple<ResampleMode, SizeCase>> {};
+class ImageResampleSizeTest : public ::testing::TestWithParam<std::tuple<ResampleMode, SizeCase>> {
+};
 
-TEST_P(ResampleTest, GivesExactlyTheAskedSize) {
+TEST_P(ImageResampleSizeTest, GivesExactlyTheAskedSize) {
   const auto [mode, size] = GetParam();
   Image image = Quadrants(size.from_w, size.from_h);
   ASSERT_TRUE(image.Resample(size.to_w, size.to_h, mode)) << image.last_error();
@@ -103,7 +104,7 @@ TEST_P(ResampleTest, GivesExactlyTheAskedSize) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    ModesAndSizes, ResampleTest,
+    ModesAndSizes, ImageResampleSizeTest,
     ::testing::Combine(::testing::Values(ResampleMode::kNearest, ResampleMode::kBilinear,
                                          ResampleMode::kBicubic, ResampleMode::kLanczos3),
                        // 1600 x 1200 into a 120 x 90 cell gives 117 x 88: rounding-prone.

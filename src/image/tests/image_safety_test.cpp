@@ -124,10 +124,10 @@ struct NotAnImageCase {
   const char* expected_reason;
 };
 
-class NotAnImageTest : public ImageSafetyTest,
-                       public ::testing::WithParamInterface<NotAnImageCase> {};
+class ImageRefusesNonImageTest : public ImageSafetyTest,
+                                 public ::testing::WithParamInterface<NotAnImageCase> {};
 
-TEST_P(NotAnImageTest, IsRefusedBeforeAnyDecoderSeesIt) {
+TEST_P(ImageRefusesNonImageTest, IsRefusedBeforeAnyDecoderSeesIt) {
   const NotAnImageCase& c = GetParam();
   const fs::path path = Write(c.file_name, std::vector<uint8_t>(c.bytes.begin(), c.bytes.end()));
   Image image;
@@ -144,7 +144,7 @@ std::string RandomBytes(size_t size) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Files, NotAnImageTest,
+    Files, ImageRefusesNonImageTest,
     ::testing::Values(
         NotAnImageCase{"RandomBytesNamedGif", "noise.gif", ImageFormat::kGif, RandomBytes(4096),
                        "not a GIF image or any other supported format"},
