@@ -31,9 +31,6 @@ namespace fs = std::filesystem;
 std::atomic<uint64_t> g_max_pixels{150'000'000};
 
 constexpr int kMaxSide = 65500;  // the largest side JPEG can store; no format here goes beyond
-// BMP, ICO, TGA and PCX are read whole before the ImageMagick bridge sees them; a real file of
-// those formats at the pixel ceiling stays well below this.
-constexpr uintmax_t kMaxWholeFileBytes = 1024ull * 1024 * 1024;
 constexpr int kMaxIconSide = 256;
 
 std::string PathText(const fs::path& path) {
@@ -54,8 +51,9 @@ bool HonoursOrientation(ImageFormat format) {
 }
 
 // Where the encoded bytes come from: a file, or memory the caller keeps alive for the call.
+// A file that had to be read whole keeps its path, so errors still name it.
 struct Source {
-  fs::path path;
+  fs::path path;  // empty for the caller's memory
   const uint8_t* data = nullptr;
   size_t size = 0;
   std::vector<uint8_t> owned;  // a whole file read for the ImageMagick bridge
@@ -71,7 +69,7 @@ struct Decoded {
 };
 
 std::string DescribeSource(const Source& source) {
-  return source.in_memory() ? std::string("image data") : "\"" + PathText(source.path) + "\"";
+  return source.path.empty() ? std::string("image data") : "\"" + PathText(source.path) + "\"";
 }
 
 bool ReadHead(Source& source, std::vector<uint8_t>* head, std::string* error) {
@@ -94,10 +92,15 @@ bool ReadHead(Source& source, std::vector<uint8_t>* head, std::string* error) {
   return true;
 }
 
+// BMP, ICO, TGA and PCX are read whole before the ImageMagick bridge sees them. None of them
+// compresses better than to nothing, so an uncompressed 32-bit picture at the pixel ceiling
+// (plus room for headers and palettes) bounds every genuine file.
+uintmax_t MaxWholeFileBytes() { return g_max_pixels.load() * 4 + (1u << 20); }
+
 bool ReadWholeFile(Source& source, std::string* error) {
   std::error_code ec;
   const uintmax_t size = fs::file_size(source.path, ec);
-  if (ec || size > kMaxWholeFileBytes) {
+  if (ec || size > MaxWholeFileBytes()) {
     *error = "Cannot read " + DescribeSource(source) + (ec ? ": " + ec.message() : ": too large");
     return false;
   }
@@ -232,7 +235,6 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
     out->date_taken = internal::ParseExifDateTime(date);
   }
   out->image = std::move(image);
-  vips_error_clear();
   return true;
 }
 
@@ -376,7 +378,6 @@ void CopyMetadata(VipsImage* from, VipsImage* to) {
     }
   }
   g_strfreev(fields);
-  vips_error_clear();
 }
 
 VipsKernel KernelFor(ResampleMode mode) {

@@ -161,6 +161,37 @@ TEST_F(ImageIoTest, PaletteImagesReportTheirDepthUntilRaised) {
   EXPECT_EQ(thumbnail_source.last_error(), "Cannot lower the colour depth from 32 to 24 bits");
 }
 
+TEST_F(ImageIoTest, GreyAndSixteenBitImagesBecomeEightBitRgb) {
+  internal::EnsureVips();
+  VipsImage* ramp = nullptr;  // one row 0, 1, ..., 255 scaled to 16 bits
+  VipsImage* wide = nullptr;
+  VipsImage* grey = nullptr;
+  ASSERT_EQ(vips_xyz(&ramp, 256, 2, nullptr), 0);
+  VipsImage* x = nullptr;
+  ASSERT_EQ(vips_extract_band(ramp, &x, 0, nullptr), 0);
+  ASSERT_EQ(vips_linear1(x, &wide, 257.0, 0.0, nullptr), 0);
+  VipsImage* wide16 = nullptr;
+  ASSERT_EQ(vips_cast(wide, &wide16, VIPS_FORMAT_USHORT, nullptr), 0);
+  wide16->Type = VIPS_INTERPRETATION_GREY16;
+  ASSERT_EQ(vips_cast(x, &grey, VIPS_FORMAT_UCHAR, nullptr), 0);
+  grey->Type = VIPS_INTERPRETATION_B_W;
+  const fs::path tiff = dir_ / "deep.tif";
+  const fs::path png = dir_ / "grey.png";
+  ASSERT_EQ(vips_tiffsave(wide16, tiff.c_str(), nullptr), 0);
+  ASSERT_EQ(vips_pngsave(grey, png.c_str(), nullptr), 0);
+  for (VipsImage* image : {ramp, x, wide, wide16, grey}) g_object_unref(image);
+
+  for (const fs::path& path : {tiff, png}) {
+    Image image;
+    ASSERT_TRUE(image.Load(path)) << image.last_error();
+    EXPECT_EQ(image.channels(), 3) << path;
+    EXPECT_EQ(image.bits_per_pixel(), 8) << path;
+    EXPECT_EQ(image.GetPixel(0, 0), (Rgba{0, 0, 0, 255})) << path;
+    EXPECT_EQ(image.GetPixel(100, 1), (Rgba{100, 100, 100, 255})) << path;
+    EXPECT_EQ(image.GetPixel(255, 0), (Rgba{255, 255, 255, 255})) << path;
+  }
+}
+
 TEST_F(ImageIoTest, AlphaSurvivesPngAndTga) {
   Image image;
   ASSERT_TRUE(image.Create(8, 8, true, Rgba{10, 20, 30, 0}));
