@@ -1,7 +1,7 @@
 // Image: the in-memory picture every album, edit and web-album job works on. Decoding,
 // encoding and resampling come from libvips (kept out of this header); pixels are 8-bit RGB or
 // RGBA rows, top row first, so the edit filters can walk them directly. Copies are cheap: the
-// pixels are shared until one copy is changed.
+// pixels are shared until one copy is changed, and copies may live on different threads.
 //
 // Example:
 //   Image image;
@@ -158,7 +158,9 @@ class Image {
 
   // Raw rows for filters: channels() bytes per pixel (R, G, B[, A]), stride() bytes per row,
   // row 0 at the top. A mutable row un-shares the pixels first; pointers stay valid until the
-  // next operation that changes the image's size or shape. Null on an empty image.
+  // next operation that changes the image's size or shape, and a mutable one must not be
+  // written through once the image has been copied (the copy shares those pixels). Null on an
+  // empty image or a row outside it.
   int channels() const;
   size_t stride() const;
   const uint8_t* Row(int y) const;
