@@ -192,6 +192,33 @@ TEST_F(ImageIoTest, GreyAndSixteenBitImagesBecomeEightBitRgb) {
   }
 }
 
+// Scanned and print-ready JPEGs are often CMYK; they must come out as ordinary RGB.
+TEST_F(ImageIoTest, CmykJpegLoadsAsRgb) {
+  internal::EnsureVips();
+  std::vector<uint8_t> png;
+  ASSERT_TRUE(Quadrants(32, 32).SaveToMemory(&png, ImageFormat::kPng));
+  VipsImage* rgb = vips_image_new_from_buffer(png.data(), png.size(), "", nullptr);
+  VipsImage* cmyk = nullptr;
+  ASSERT_EQ(vips_icc_transform(rgb, &cmyk, "cmyk", nullptr), 0);
+  const fs::path path = dir_ / "print.jpg";
+  ASSERT_EQ(vips_jpegsave(cmyk, path.c_str(), "Q", 98, nullptr), 0);
+  g_object_unref(cmyk);
+  g_object_unref(rgb);
+
+  Image image;
+  ASSERT_TRUE(image.Load(path)) << image.last_error();
+  EXPECT_EQ(image.channels(), 3);
+  EXPECT_EQ(image.bits_per_pixel(), 24);
+  // Print inks cannot reach screen primaries, so only the dominant channel is checked.
+  const Rgba red = image.GetPixel(1, 1);
+  const Rgba green = image.GetPixel(30, 1);
+  const Rgba blue = image.GetPixel(1, 30);
+  EXPECT_TRUE(red.r > red.g + 60 && red.r > red.b + 60) << ::testing::PrintToString(red);
+  EXPECT_TRUE(green.g > green.r + 40 && green.g > green.b + 60) << ::testing::PrintToString(green);
+  EXPECT_TRUE(blue.b > blue.r + 60 && blue.b > blue.g + 40) << ::testing::PrintToString(blue);
+  EXPECT_GT(image.GetPixel(30, 30).r, 230);
+}
+
 TEST_F(ImageIoTest, AlphaSurvivesPngAndTga) {
   Image image;
   ASSERT_TRUE(image.Create(8, 8, true, Rgba{10, 20, 30, 0}));
