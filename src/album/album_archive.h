@@ -35,19 +35,22 @@ bool IsArchivePath(const std::filesystem::path& path);
 // archive at `archive`: a temporary file in the same folder, flushed, then renamed over any
 // previous archive, which stays untouched on failure or cancel. A file whose name could not
 // be unpacked again (see UnpackArchive) fails the pack. On failure returns false and sets
-// *error. Thread-compatible: packing the same folder from two threads is undefined.
+// *error (ending in "cancelled" when `progress` cancelled it). Runs on the caller's thread,
+// which also gets the progress calls; keeps no state between calls.
 [[nodiscard]] bool PackAlbumFolder(const std::filesystem::path& folder,
                                    const std::filesystem::path& archive, const PackOptions& options,
                                    std::string* error);
 
 // Unpacks the archive into `folder`, which is created when missing and must otherwise be
 // empty. Refused, with a message in *error that names the entry: names that are absolute,
-// hold "..", a drive letter, a backslash, a colon or a folder separator (album archives are
-// flat; archives with folders are refused, not flattened), links and other non-regular
-// entries, duplicate names, encrypted entries, methods other than store and deflate, more
-// entries or more unpacked bytes than `limits` allow (counted while inflating, not only from
-// the sizes the archive declares), and damaged data. On failure every file it wrote is
-// removed again (and the folder, when it made it). Example:
+// hold "..", a drive letter, a backslash, a colon, a control character or a folder separator
+// (album archives are flat; archives with folders are refused, not flattened), Windows device
+// names ("CON", "LPT1.jpg"), links and other non-regular entries, duplicate names, encrypted
+// entries, methods other than store and deflate, more entries or more unpacked bytes than
+// `limits` allow (counted while inflating, not only from the sizes the archive declares),
+// and damaged data. Nothing is written before every entry has passed. On failure every file
+// it wrote is removed again (and the folder, when it made it). Runs on the caller's thread
+// and keeps no state between calls. Example:
 //
 //   std::string error;
 //   if (!UnpackArchive("trip.qvo", "trip", {}, &error)) std::cerr << error << '\n';
