@@ -4,7 +4,11 @@
 
 #include <cstdint>
 #include <cstring>
+
+// clang-format off
+#define NOMINMAX
 #include <windows.h>
+// clang-format on
 
 namespace quorvane::settings {
 namespace {

@@ -2,6 +2,9 @@
 // default, the "options." group of further values, and the load and save that move them
 // between the settings object and the store (settings_backend.h).
 //
+// Thread-compatible: the settings object is plain data; loads and saves do their file or
+// registry work on the calling thread.
+//
 // Example:
 //   UserSettings user = LoadUserSettings(ProcessEnvironment());
 //   for (const auto& text : user.problems) ShowError(text);  // "Unable to create %s: %s"

@@ -6,8 +6,12 @@
 #include "platform/file_util.h"
 
 #ifdef _WIN32
-#include <shlobj.h>
+// The shell header needs the Windows types declared first.
+// clang-format off
+#define NOMINMAX
 #include <windows.h>
+#include <shlobj.h>
+// clang-format on
 #else
 #include <pwd.h>
 #include <unistd.h>
