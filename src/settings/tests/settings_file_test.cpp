@@ -1,6 +1,7 @@
 #include <cstdint>
 #include <string>
 #include <sys/stat.h>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -168,6 +169,26 @@ TEST(FileBackendTest, FailedWriteKeepsThePreviousFile) {
   EXPECT_NE(backend.LastError().find("Unable to write"), std::string::npos) << backend.LastError();
   fs::permissions(folder, fs::perms::owner_all);
   EXPECT_EQ(ReadTextFile(folder / "settings.conf"), before);
+}
+
+TEST(FileBackendTest, SavesFromTwoWritersAtOnceKeepEveryValue) {
+  TempDir temp;
+  const fs::path file = temp / "settings.conf";
+  constexpr int kValuesPerWriter = 20;
+  auto writer = [&](std::string prefix) {
+    FileBackend backend(file);  // one store object per writer, as two programs would have
+    for (int i = 0; i < kValuesPerWriter; ++i) {
+      EXPECT_TRUE(backend.WriteValues("Main", {{prefix + std::to_string(i), i}}))
+          << backend.LastError();
+    }
+  };
+  std::thread first(writer, "first."), second(writer, "second.");
+  first.join();
+  second.join();
+
+  SettingValues values;
+  ASSERT_TRUE(FileBackend(file).ReadSection("Main", &values));
+  EXPECT_EQ(values.size(), 2u * kValuesPerWriter);
 }
 
 }  // namespace
