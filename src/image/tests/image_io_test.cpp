@@ -312,15 +312,6 @@ TEST_F(ImageIoTest, SaveIntoMissingFolderFailsAndLeavesNothing) {
   EXPECT_TRUE(fs::is_empty(dir_.path()));
 }
 
-TEST_F(ImageIoTest, SaveReplacesAnExistingFileWhole) {
-  const fs::path path = dir_ / "photo.png";
-  ASSERT_TRUE(Quadrants(300, 300).Save(path, ImageFormat::kPng));
-  ASSERT_TRUE(Quadrants(3, 3).Save(path, ImageFormat::kPng));
-  Image image;
-  ASSERT_TRUE(image.Load(path));
-  EXPECT_EQ(image.width(), 3);
-}
-
 TEST_F(ImageIoTest, IconsLargerThan256AreRefusedWithAReason) {
   Image image = Quadrants(300, 20);
   std::vector<uint8_t> bytes;
@@ -328,14 +319,6 @@ TEST_F(ImageIoTest, IconsLargerThan256AreRefusedWithAReason) {
   EXPECT_EQ(image.last_error(), "Cannot save as ICO: icons can be at most 256 x 256 pixels");
   ASSERT_TRUE(image.Resample(256, 17, ResampleMode::kBilinear));
   EXPECT_TRUE(image.SaveToMemory(&bytes, ImageFormat::kIco)) << image.last_error();
-}
-
-TEST_F(ImageIoTest, EmptyImageCannotBeSaved) {
-  const Image image;
-  std::vector<uint8_t> bytes;
-  EXPECT_FALSE(image.SaveToMemory(&bytes, ImageFormat::kPng));
-  EXPECT_EQ(image.last_error(), "There is no image to save");
-  EXPECT_FALSE(Quadrants(4, 4).SaveToMemory(&bytes, ImageFormat::kUnknown));
 }
 
 }  // namespace

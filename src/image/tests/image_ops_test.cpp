@@ -144,15 +144,6 @@ TEST(ImageResampleTest, RefusesEmptyAndHugeSizes) {
   EXPECT_EQ(image.width(), 4);
 }
 
-TEST(ImageResampleTest, ModeNumbersFromSettingsMapToModes) {
-  EXPECT_EQ(ResampleModeFromInt(0), ResampleMode::kNearest);
-  EXPECT_EQ(ResampleModeFromInt(1), ResampleMode::kBilinear);
-  EXPECT_EQ(ResampleModeFromInt(2), ResampleMode::kBicubic);
-  EXPECT_EQ(ResampleModeFromInt(3), ResampleMode::kLanczos3);
-  EXPECT_EQ(ResampleModeFromInt(-1), ResampleMode::kBicubic);
-  EXPECT_EQ(ResampleModeFromInt(99), ResampleMode::kBicubic);
-}
-
 TEST(ImageCropTest, KeepsTheHalfOpenRectangleClippedToTheImage) {
   Image image = Quadrants(40, 20);
   ASSERT_TRUE(image.Crop(-5, -5, 10, 5));
@@ -209,17 +200,6 @@ TEST(ImagePixelTest, RowsAreTopDownRgbWithStride) {
   EXPECT_EQ(image.Row(2), nullptr);
   EXPECT_EQ(image.GetPixel(-1, 0), (Rgba{0, 0, 0, 0}));
   image.SetPixel(3, 0, kRed);  // ignored, not a crash
-}
-
-TEST(ImagePixelTest, EmptyImageRefusesOperations) {
-  Image image;
-  EXPECT_FALSE(image.IsValid());
-  EXPECT_EQ(image.width(), 0);
-  EXPECT_EQ(image.Row(0), nullptr);
-  EXPECT_FALSE(image.RotateRight());
-  EXPECT_EQ(image.last_error(), "There is no image");
-  EXPECT_FALSE(image.Create(0, 5, false));
-  EXPECT_EQ(image.last_error(), "Cannot create an image of 0 x 5 pixels");
 }
 
 }  // namespace
