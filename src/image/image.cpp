@@ -187,7 +187,11 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
                                    VIPS_FAIL_ON_TRUNCATED, nullptr);
       break;
     default:
-      failed = vips_magickload_buffer(const_cast<void*>(data), size, &raw, nullptr);
+      // ImageMagick numbers an icon's pictures in directory order; show the largest.
+      failed = vips_magickload_buffer(
+          const_cast<void*>(data), size, &raw, "page",
+          format == ImageFormat::kIco ? internal::LargestIconEntry(source.data, source.size) : 0,
+          nullptr);
       break;
   }
   VipsPtr image(raw);
@@ -221,7 +225,9 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   }
 
   out->format = format;
-  out->bits_per_pixel = internal::HeaderBitsPerPixel(format, head.data(), head.size());
+  out->bits_per_pixel = UsesMagick(format)
+                            ? internal::HeaderBitsPerPixel(format, source.data, source.size)
+                            : internal::HeaderBitsPerPixel(format, head.data(), head.size());
   if (out->bits_per_pixel == 0) out->bits_per_pixel = BitsFromBands(image.get());
   int orientation = 1;
   if (HonoursOrientation(format) && vips_image_get_typeof(image.get(), "orientation") != 0 &&

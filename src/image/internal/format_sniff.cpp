@@ -89,11 +89,12 @@ int HeaderBitsPerPixel(ImageFormat format, const uint8_t* head, size_t size) {
     }
     case ImageFormat::kIco: {
       if (size < 22) return 0;
-      const int bits = Le16(head + 12);  // first directory entry
+      const uint8_t* entry = head + 6 + 16 * LargestIconEntry(head, size);
+      const int bits = Le16(entry + 6);
       if (bits == 1 || bits == 4 || bits == 8) return bits;
       if (bits == 32) return 32;
       if (bits > 8) return 24;
-      const int colours = head[8];
+      const int colours = entry[2];
       return colours == 2 ? 1 : colours == 16 ? 4 : 0;
     }
     case ImageFormat::kTga: {
@@ -130,6 +131,27 @@ int HeaderBitsPerPixel(ImageFormat format, const uint8_t* head, size_t size) {
     default:
       return 0;
   }
+}
+
+int LargestIconEntry(const uint8_t* data, size_t size) {
+  if (size < 6) return 0;
+  const size_t count = Le16(data + 4);
+  int best = 0;
+  int best_area = -1;
+  int best_bits = -1;
+  for (size_t i = 0; i < count && 6 + 16 * (i + 1) <= size; ++i) {
+    const uint8_t* entry = data + 6 + 16 * i;
+    const int side_w = entry[0] == 0 ? 256 : entry[0];
+    const int side_h = entry[1] == 0 ? 256 : entry[1];
+    const int area = side_w * side_h;
+    const int bits = Le16(entry + 6);
+    if (area > best_area || (area == best_area && bits > best_bits)) {
+      best = static_cast<int>(i);
+      best_area = area;
+      best_bits = bits;
+    }
+  }
+  return best;
 }
 
 const char* FormatName(ImageFormat format) {

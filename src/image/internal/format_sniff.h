@@ -17,9 +17,14 @@ inline constexpr size_t kSniffBytes = 128;
 // when `hint` is kTga or kUnknown and every field is plausible. kUnknown when nothing matches.
 ImageFormat SniffFormat(const uint8_t* head, size_t size, ImageFormat hint);
 
-// The depth a BMP, ICO, TGA, PCX, PNG or GIF header declares, normalised to 1, 4, 8, 24 or 32;
-// 0 when the header does not say (JPEG, TIFF) and the caller must judge from the pixels.
+// The depth a BMP, ICO (its largest entry), TGA, PCX, PNG or GIF header declares, normalised to 1,
+// 4, 8, 24 or 32; 0 when the header does not say (JPEG, TIFF) and the caller must judge from the
+// pixels.
 int HeaderBitsPerPixel(ImageFormat format, const uint8_t* head, size_t size);
+
+// The directory entry of the largest picture in an icon file (a .ico often holds 16 x 16 up to
+// 256 x 256); 0 when the directory cannot be read.
+int LargestIconEntry(const uint8_t* data, size_t size);
 
 const char* FormatName(ImageFormat format);
 

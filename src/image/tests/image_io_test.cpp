@@ -312,6 +312,37 @@ TEST_F(ImageIoTest, SaveIntoMissingFolderFailsAndLeavesNothing) {
   EXPECT_TRUE(fs::is_empty(dir_.path()));
 }
 
+// Joins single-picture icon files into one icon file, in the given order.
+std::vector<uint8_t> JoinIcons(const std::vector<std::vector<uint8_t>>& icons) {
+  std::vector<uint8_t> out = {0, 0, 1, 0, static_cast<uint8_t>(icons.size()), 0};
+  uint32_t offset = static_cast<uint32_t>(6 + 16 * icons.size());
+  for (const auto& icon : icons) {
+    std::vector<uint8_t> entry(icon.begin() + 6, icon.begin() + 22);
+    for (int i = 0; i < 4; ++i) entry[12 + i] = static_cast<uint8_t>(offset >> (8 * i));
+    out.insert(out.end(), entry.begin(), entry.end());
+    offset += static_cast<uint32_t>(icon.size() - 22);
+  }
+  for (const auto& icon : icons) out.insert(out.end(), icon.begin() + 22, icon.end());
+  return out;
+}
+
+TEST_F(ImageIoTest, IconShowsItsLargestPicture) {
+  Image small;
+  Image large;
+  ASSERT_TRUE(small.Create(16, 16, false, kRed));
+  ASSERT_TRUE(large.Create(48, 32, false, kBlue));
+  std::vector<uint8_t> small_ico, large_ico;
+  ASSERT_TRUE(small.SaveToMemory(&small_ico, ImageFormat::kIco));
+  ASSERT_TRUE(large.SaveToMemory(&large_ico, ImageFormat::kIco));
+  const std::vector<uint8_t> joined = JoinIcons({small_ico, large_ico});
+
+  Image image;
+  ASSERT_TRUE(image.LoadFromMemory(joined.data(), joined.size())) << image.last_error();
+  EXPECT_EQ(image.width(), 48);
+  EXPECT_EQ(image.height(), 32);
+  EXPECT_EQ(image.GetPixel(5, 5), kBlue);
+}
+
 TEST_F(ImageIoTest, IconsLargerThan256AreRefusedWithAReason) {
   Image image = Quadrants(300, 20);
   std::vector<uint8_t> bytes;
