@@ -119,7 +119,7 @@ class ImageIoTest : public ::testing::Test {
       vips_image_set_string(tagged, "exif-ifd2-DateTimeOriginal", date_taken);
     }
     const fs::path path = dir_ / "camera.jpg";
-    EXPECT_EQ(vips_jpegsave(tagged, path.c_str(), "Q", 95, nullptr), 0);
+    EXPECT_EQ(vips_jpegsave(tagged, path.string().c_str(), "Q", 95, nullptr), 0);
     g_object_unref(tagged);
     g_object_unref(decoded);
     return path;
@@ -142,7 +142,7 @@ TEST_F(ImageIoTest, PaletteImagesReportTheirDepthUntilRaised) {
   VipsImage* base = nullptr;
   ASSERT_EQ(vips_black(&base, 16, 16, "bands", 3, nullptr), 0);
   const fs::path path = dir_ / "palette.png";
-  ASSERT_EQ(vips_pngsave(base, path.c_str(), "palette", TRUE, "bitdepth", 8, nullptr), 0);
+  ASSERT_EQ(vips_pngsave(base, path.string().c_str(), "palette", TRUE, "bitdepth", 8, nullptr), 0);
   g_object_unref(base);
 
   Image image;
@@ -177,8 +177,8 @@ TEST_F(ImageIoTest, GreyAndSixteenBitImagesBecomeEightBitRgb) {
   grey->Type = VIPS_INTERPRETATION_B_W;
   const fs::path tiff = dir_ / "deep.tif";
   const fs::path png = dir_ / "grey.png";
-  ASSERT_EQ(vips_tiffsave(wide16, tiff.c_str(), nullptr), 0);
-  ASSERT_EQ(vips_pngsave(grey, png.c_str(), nullptr), 0);
+  ASSERT_EQ(vips_tiffsave(wide16, tiff.string().c_str(), nullptr), 0);
+  ASSERT_EQ(vips_pngsave(grey, png.string().c_str(), nullptr), 0);
   for (VipsImage* image : {ramp, x, wide, wide16, grey}) g_object_unref(image);
 
   for (const fs::path& path : {tiff, png}) {
@@ -201,7 +201,7 @@ TEST_F(ImageIoTest, CmykJpegLoadsAsRgb) {
   VipsImage* cmyk = nullptr;
   ASSERT_EQ(vips_icc_transform(rgb, &cmyk, "cmyk", nullptr), 0);
   const fs::path path = dir_ / "print.jpg";
-  ASSERT_EQ(vips_jpegsave(cmyk, path.c_str(), "Q", 98, nullptr), 0);
+  ASSERT_EQ(vips_jpegsave(cmyk, path.string().c_str(), "Q", 98, nullptr), 0);
   g_object_unref(cmyk);
   g_object_unref(rgb);
 
