@@ -7,6 +7,10 @@ target_compile_options(quorvane_options INTERFACE
 if(QUORVANE_WERROR)
   target_compile_options(quorvane_options INTERFACE -Werror)
 endif()
+if(QUORVANE_FUZZ)
+  # Coverage feedback for libFuzzer in every library, not only in the fuzzer's own file.
+  target_compile_options(quorvane_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 if(QUORVANE_SANITIZE)
   target_compile_options(quorvane_options INTERFACE
     -fsanitize=${QUORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

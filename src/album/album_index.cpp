@@ -1,7 +1,9 @@
 #include "album/album_index.h"
 
 #include <climits>
+#include <iterator>
 #include <string>
+#include <unordered_set>
 
 #include "xml/xml_document.h"
 
@@ -14,6 +16,7 @@ using xml::XmlNode;
 constexpr std::string_view kRootName = "Quorvane";
 constexpr std::string_view kLegacyRootName = "Tarnwell";
 constexpr std::string_view kUserVarName = "UserVar";
+constexpr size_t kListingThreshold = 64;
 
 std::string Decoded(const XmlNode& node, std::string_view attribute) {
   return xml::DecodeEntities(node.GetAttribute(attribute));
@@ -24,9 +27,9 @@ std::string FirstTextDecoded(XmlNode& node) {
   return text != nullptr ? text->GetTextDecoded() : std::string();
 }
 
-platform::OleDate DateOf(const XmlNode& node) {
+platform::OleDate ParsedDate(std::string_view text) {
   platform::OleDate date = platform::kNoDate;
-  return platform::ParseOleDate(node.GetAttribute("Date"), &date) ? date : platform::kNoDate;
+  return platform::ParseOleDate(text, &date) ? date : platform::kNoDate;
 }
 
 // A "%d" conversion as sscanf does it: optional white space and sign, then digits.
@@ -90,21 +93,44 @@ bool AlbumIndex::LoadIndex(Album& album) {
   album.set_title(Decoded(*root, "Title"));
   album.set_title_image_file(root->GetAttribute("TitleImageFileName"));
   album.set_version(root->GetAttribute("Version"));
-  album.set_date(DateOf(*root));
+  album.set_date(ParsedDate(root->GetAttribute("Date")));
   album.set_description(FirstTextDecoded(*root));
+
+  // A large album asks its store for one listing instead of one query per photo.
+  std::unordered_set<std::string> listed;
+  std::vector<std::string> names;
+  const bool use_listing = root->ChildCount() > kListingThreshold && store.ListFiles(&names);
+  if (use_listing)
+    listed.insert(std::make_move_iterator(names.begin()), std::make_move_iterator(names.end()));
+  auto exists = [&](const std::string& name) {
+    return use_listing ? IsPlainFileName(name) && listed.contains(name) : store.FileExists(name);
+  };
 
   for (size_t i = 0; i < root->ChildCount(); ++i) {
     XmlNode& image = *root->ChildAt(i);
     if (image.name() != "Image") continue;
     AlbumPhoto photo;
     photo.description = FirstTextDecoded(image);
-    photo.image_file = image.GetAttribute("ImageFile");
-    photo.format = image.GetAttribute("Format");
-    photo.title = Decoded(image, "Title");
-    photo.keywords = Decoded(image, "Keywords");
-    photo.date = DateOf(image);
-    ReadImageSize(image.GetAttribute("ImageSize"), &photo);
-    if (store.FileExists(photo.image_file)) photos.push_back(std::move(photo));
+    // One pass over the attributes: a large album has tens of thousands of photos.
+    for (size_t a = 0; a < image.AttributeCount(); ++a) {
+      const XmlNode& attribute = *image.AttributeAt(a);
+      const std::string& name = attribute.name();
+      const std::string& value = attribute.value();
+      if (name == "ImageFile") {
+        photo.image_file = value;
+      } else if (name == "Format") {
+        photo.format = value;
+      } else if (name == "Title") {
+        photo.title = xml::DecodeEntities(value);
+      } else if (name == "Keywords") {
+        photo.keywords = xml::DecodeEntities(value);
+      } else if (name == "Date") {
+        photo.date = ParsedDate(value);
+      } else if (name == "ImageSize") {
+        ReadImageSize(value, &photo);
+      }
+    }
+    if (exists(photo.image_file)) photos.push_back(std::move(photo));
   }
 
   UserVariables& variables = album.user_variables();
@@ -121,21 +147,21 @@ bool AlbumIndex::LoadIndex(Album& album) {
 
 bool AlbumIndex::SaveIndex(Album& album) {
   XmlDocument document;
-  XmlNode& root = *document.AppendChild(XmlNode::CreateElement(std::string(kRootName)));
+  XmlNode& root = *document.AppendChild(document.CreateElement(std::string(kRootName)));
   root.SetAttribute("Version", "1.0");
   if (!album.title().empty()) SetEncoded(root, "Title", album.title());
   if (!album.title_image_file().empty()) {
     root.SetAttribute("TitleImageFileName", album.title_image_file());
   }
   if (!album.description().empty()) {
-    root.AppendChild(XmlNode::CreateText(xml::EncodeEntities(album.description())));
+    root.AppendChild(document.CreateText(xml::EncodeEntities(album.description())));
   }
   if (platform::IsValidOleDate(album.date())) {
     root.SetAttribute("Date", platform::FormatOleDate(album.date()));
   }
 
   for (const AlbumPhoto& photo : album.photos()) {
-    XmlNode& image = *root.AppendChild(XmlNode::CreateElement("Image"));
+    XmlNode& image = *root.AppendChild(document.CreateElement("Image"));
     image.SetAttribute("ImageFile", photo.image_file);
     image.SetAttribute("ImageSize",
                        std::to_string(photo.width) + "x" + std::to_string(photo.height));
@@ -145,13 +171,13 @@ bool AlbumIndex::SaveIndex(Album& album) {
     if (platform::IsValidOleDate(photo.date)) {
       image.SetAttribute("Date", platform::FormatOleDate(photo.date));
     }
-    image.AppendChild(XmlNode::CreateText(xml::EncodeEntities(photo.description)));
+    image.AppendChild(document.CreateText(xml::EncodeEntities(photo.description)));
   }
 
   if (!album.user_variables().empty()) {
-    XmlNode& user_vars = *document.AppendChild(XmlNode::CreateElement(std::string(kUserVarName)));
+    XmlNode& user_vars = *document.AppendChild(document.CreateElement(std::string(kUserVarName)));
     for (const auto& [name, value] : album.user_variables()) {
-      XmlNode& var = *user_vars.AppendChild(XmlNode::CreateElement("Var"));
+      XmlNode& var = *user_vars.AppendChild(document.CreateElement("Var"));
       SetEncoded(var, "Name", name);
       SetEncoded(var, "Value", value);
     }

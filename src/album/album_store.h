@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvane::album {
 
@@ -21,6 +22,12 @@ class AlbumStore {
   virtual bool FileExists(std::string_view name) = 0;
   // The message of the last failed operation.
   virtual const std::string& LastError() const = 0;
+  // The names of all the album's files, for a caller that asks about many names at once
+  // (loading a large index); false when the store cannot list, and FileExists is the way.
+  virtual bool ListFiles(std::vector<std::string>* names) {
+    (void)names;
+    return false;
+  }
   // Makes what was written so far durable where the album really lives. A folder's writes
   // already are, so this does nothing; an archive store repacks its working copy into the
   // archive. Called by the album's save after the index was written. On failure returns

@@ -29,4 +29,14 @@ bool FolderStore::FileExists(std::string_view name) {
   return IsPlainFileName(name) && platform::IsRegularFile(PathOf(name));
 }
 
+bool FolderStore::ListFiles(std::vector<std::string>* names) {
+  std::error_code ec;
+  std::filesystem::directory_iterator it(folder_, ec), end;
+  if (ec) return false;
+  for (; it != end; it.increment(ec)) {
+    if (it->is_regular_file(ec)) names->push_back(it->path().filename().string());
+  }
+  return !ec;
+}
+
 }  // namespace quorvane::album

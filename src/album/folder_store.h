@@ -18,6 +18,8 @@ class FolderStore : public AlbumStore {
   bool ReadFile(std::string_view name, std::string* bytes) override;
   bool WriteFile(std::string_view name, std::string_view bytes) override;
   bool FileExists(std::string_view name) override;
+  // Regular files only, as FileExists counts them.
+  bool ListFiles(std::vector<std::string>* names) override;
   const std::string& LastError() const override { return last_error_; }
 
  private:

@@ -34,22 +34,28 @@ class ByteBuffer {
   std::string_view bytes() const { return data_; }
 
   // Reading. Input ends at the length or at the first 0xFF byte.
-  bool AtEnd() const { return position_ >= readable_end_; }
+  bool AtEnd() const { return position_ >= ReadableEnd(); }
   unsigned char Peek() const { return static_cast<unsigned char>(data_[position_]); }
   // The readable bytes from the read position to the end of input.
   std::string_view Remaining() const {
-    return std::string_view(data_).substr(position_, readable_end_ - position_);
+    return std::string_view(data_).substr(position_, ReadableEnd() - position_);
   }
   void Advance(size_t count) { position_ += count; }
 
  private:
-  void FindReadableEnd();
+  // Where input ends; looked for only when read, so that writing stays cheap.
+  size_t ReadableEnd() const {
+    if (searched_up_to_ != data_.size()) FindReadableEnd();
+    return readable_end_;
+  }
+  void FindReadableEnd() const;
 
   std::string data_;
   size_t capacity_ = 0;
   size_t position_ = 0;
-  size_t readable_end_ = 0;
-  bool ended_by_ff_ = false;
+  mutable size_t readable_end_ = 0;
+  mutable size_t searched_up_to_ = 0;
+  mutable bool ended_by_ff_ = false;
 };
 
 }  // namespace quorvane::xml

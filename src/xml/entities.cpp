@@ -1,5 +1,7 @@
 #include "xml/entities.h"
 
+#include <algorithm>
+
 #include "xml/internal/char_class.h"
 
 namespace quorvane::xml {
@@ -63,26 +65,57 @@ class DecodedOutput {
   std::string tag_;
 };
 
+// Decoding without line-end or tag rules: runs between ampersands are copied whole.
+std::string DecodePlain(std::string_view encoded) {
+  std::string out;
+  size_t amp = encoded.find('&');
+  if (amp == std::string_view::npos) return std::string(encoded);
+  out.reserve(encoded.size());
+  size_t from = 0;
+  while (amp != std::string_view::npos) {
+    out.append(encoded.substr(from, amp - from));
+    const size_t semicolon = encoded.find(';', amp + 1);
+    const size_t name_end = semicolon == std::string_view::npos ? encoded.size() : semicolon;
+    const std::string_view name = encoded.substr(amp + 1, name_end - amp - 1);
+    if (const Entity* e = EntityForName(name)) {
+      out.push_back(e->character);
+    } else {
+      out.push_back('&');
+      out.append(name);
+      out.push_back(';');
+    }
+    from = std::min(name_end + 1, encoded.size());
+    amp = encoded.find('&', from);
+  }
+  out.append(encoded.substr(from));
+  return out;
+}
+
 }  // namespace
 
 std::string EncodeEntities(std::string_view plain) {
+  auto needs_entity = [](char c) {
+    return !internal::IsAlnum(c) && !internal::IsSpace(c) && EntityForCharacter(c) != nullptr;
+  };
   std::string out;
   out.reserve(plain.size() + plain.size() / 8);
-  for (const char c : plain) {
-    if (internal::IsAlnum(c) || internal::IsSpace(c)) {
-      out.push_back(c);
-    } else if (const Entity* e = EntityForCharacter(c)) {
-      out.push_back('&');
-      out.append(e->name);
-      out.push_back(';');
-    } else {
-      out.push_back(c);
-    }
+  size_t from = 0;
+  for (size_t i = 0; i < plain.size(); ++i) {
+    if (!needs_entity(plain[i])) continue;
+    out.append(plain.substr(from, i - from));
+    const Entity* e = EntityForCharacter(plain[i]);
+    out.push_back('&');
+    out.append(e->name);
+    out.push_back(';');
+    from = i + 1;
   }
+  out.append(plain.substr(from));
   return out;
 }
 
 std::string DecodeEntities(std::string_view encoded, int flags, const TagHandler* tag_handler) {
+  const bool hand_off = (flags & kDecodeTagHandOff) && tag_handler != nullptr;
+  if (!hand_off && !(flags & kDecodeLineEnds)) return DecodePlain(encoded);
   std::string out;
   out.reserve(encoded.size());
   DecodedOutput output(&out, (flags & kDecodeTagHandOff) ? tag_handler : nullptr);

@@ -1,8 +1,10 @@
 #include "xml/xml_document.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "xml/internal/char_class.h"
+#include "xml/internal/node_arena.h"
 
 namespace quorvane::xml {
 namespace {
@@ -88,6 +90,15 @@ std::string ReadValueToken(std::string_view text, size_t* i, unsigned flags) {
   const char quote = text[*i];
   if (quote == '"' || quote == '\'') {
     ++*i;
+    // The common case, a value without line breaks, is one copy.
+    const size_t close = std::min(text.find(quote, *i), text.size());
+    const std::string_view run = text.substr(*i, std::min(close - *i, kTagLimit));
+    if (std::none_of(run.begin(), run.end(), [](char c) { return c == '\r' || c == '\n'; })) {
+      value.assign(run);
+      *i += run.size();
+      if (*i < text.size() && text[*i] == quote) ++*i;
+      return value;
+    }
     while (*i < text.size() && text[*i] != quote && value.size() < kTagLimit) {
       const char c = text[(*i)++];
       if (c == '\r') continue;
@@ -192,7 +203,29 @@ void ParseAttributes(XmlNode* element, std::string_view text, unsigned flags) {
 
 XmlDocument::XmlDocument() : XmlNode(kDocumentNode, "#document") {}
 
+XmlDocument::~XmlDocument() {
+  // The tree goes first: its nodes may live in the arena, which members outlive only until
+  // this body ends.
+  Clear();
+}
+
+internal::NodeArena* XmlDocument::Arena() {
+  if (!arena_) arena_ = std::make_unique<internal::NodeArena>();
+  return arena_.get();
+}
+
+std::unique_ptr<XmlNode> XmlDocument::CreateElement(std::string name) {
+  const internal::NodeArena::Scope use_arena(Arena());
+  return XmlNode::CreateElement(std::move(name));
+}
+
+std::unique_ptr<XmlNode> XmlDocument::CreateText(std::string value) {
+  const internal::NodeArena::Scope use_arena(Arena());
+  return XmlNode::CreateText(std::move(value));
+}
+
 void XmlDocument::Parse(ByteBuffer& input) {
+  const internal::NodeArena::Scope use_arena(Arena());
   // The reading loop of every level, with the open elements on an explicit stack so that
   // nesting depth is bounded only by memory.
   std::vector<XmlNode*> open;

@@ -43,6 +43,7 @@ struct Placement {
 class XmlDocument : public XmlNode {
  public:
   XmlDocument();
+  ~XmlDocument() override;
 
   unsigned parse_flags() const { return parse_flags_; }
   void set_parse_flags(unsigned flags) { parse_flags_ = flags; }
@@ -51,8 +52,14 @@ class XmlDocument : public XmlNode {
   const std::string& version() const { return version_; }
   XmlDocument* owner() { return this; }
 
+  // Elements and text nodes made in the document's own arena, for building a large document
+  // quickly; they must be appended to this document's tree, never to another.
+  std::unique_ptr<XmlNode> CreateElement(std::string name);
+  std::unique_ptr<XmlNode> CreateText(std::string value);
+
   // Reads `input` from its read position and appends the parsed nodes to the document.
-  // Nesting depth is bounded only by memory.
+  // Nesting depth is bounded only by memory. The nodes it makes live in the document's own
+  // arena: a replaced hook must not hand them to another tree.
   void Parse(ByteBuffer& input);
 
   // Decides where a freshly parsed node goes under `parent`: appended (continue or descend)
@@ -66,6 +73,10 @@ class XmlDocument : public XmlNode {
   virtual bool AtTagStart(const ByteBuffer& input) const;
 
  private:
+  internal::NodeArena* Arena();
+
+  // Holds the nodes made by Parse; destroyed after the tree (see the destructor).
+  std::unique_ptr<internal::NodeArena> arena_;
   unsigned parse_flags_ = 0;
   std::string encoding_;
   std::string version_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "xml/internal/node_arena.h"
 #include "xml/xml_document.h"
 
 namespace quorvane::xml {
@@ -28,19 +29,49 @@ auto AttributeLowerBound(const std::vector<std::unique_ptr<XmlNode>>& attributes
 
 }  // namespace
 
+// Every node carries a header that tells whether its memory belongs to an arena (which frees
+// it with the document) or to the heap.
+namespace {
+constexpr size_t kHeader = 16;
+}  // namespace
+
+void* XmlNode::operator new(size_t size) {
+  internal::NodeArena* arena = internal::NodeArena::Current();
+  void* block = arena != nullptr ? arena->Allocate(size + kHeader) : ::operator new(size + kHeader);
+  *static_cast<internal::NodeArena**>(block) = arena;
+  return static_cast<std::byte*>(block) + kHeader;
+}
+
+void XmlNode::operator delete(void* memory) {
+  if (memory == nullptr) return;
+  void* block = static_cast<std::byte*>(memory) - kHeader;
+  if (*static_cast<internal::NodeArena**>(block) == nullptr) ::operator delete(block);
+}
+
 XmlNode::XmlNode(int kind, std::string name, std::string value)
-    : name_(std::move(name)), value_(std::move(value)), kind_(kind) {}
+    : name_(std::move(name)),
+      value_(std::move(value)),
+      arena_(internal::NodeArena::Current()),
+      kind_(kind) {}
 
 XmlNode::~XmlNode() { DestroyChildren(); }
 
 void XmlNode::DestroyChildren() {
-  std::vector<std::unique_ptr<XmlNode>> pending = std::move(children_);
-  children_.clear();
+  if (children_.empty()) return;
+  // Leaves are destroyed on the spot; only nodes with children of their own wait in a flat
+  // list, so no destructor ever recurses.
+  std::vector<std::unique_ptr<XmlNode>> pending;
+  auto take_children = [&pending](std::vector<std::unique_ptr<XmlNode>>& children) {
+    for (auto& child : children) {
+      if (!child->children_.empty()) pending.push_back(std::move(child));
+    }
+    children.clear();
+  };
+  take_children(children_);
   while (!pending.empty()) {
     std::unique_ptr<XmlNode> node = std::move(pending.back());
     pending.pop_back();
-    for (auto& child : node->children_) pending.push_back(std::move(child));
-    node->children_.clear();
+    take_children(node->children_);
   }
 }
 
@@ -102,6 +133,7 @@ void XmlNode::SetAttribute(std::string_view name, std::string_view value) {
     (*it)->value_.assign(value);
     return;
   }
+  const internal::NodeArena::Scope same_memory(arena_);
   auto attribute = std::make_unique<XmlNode>(kAttributeNode, std::string(name), std::string(value));
   attribute->parent_ = this;
   attributes_.insert(it, std::move(attribute));
@@ -113,6 +145,7 @@ const std::string& XmlNode::GetAttribute(std::string_view name) const {
 }
 
 XmlNode* XmlNode::InsertAttribute(std::unique_ptr<XmlNode> attribute) {
+  if (attributes_.empty()) attributes_.reserve(8);  // one allocation for a typical element
   auto it = AttributeLowerBound(attributes_, attribute->name());
   if (it != attributes_.end() && (*it)->name() == attribute->name()) return nullptr;
   attribute->parent_ = this;

@@ -15,6 +15,9 @@
 namespace quorvane::xml {
 
 class XmlDocument;
+namespace internal {
+class NodeArena;
+}  // namespace internal
 
 // Node kinds.
 inline constexpr int kDocumentNode = 1;
@@ -36,6 +39,11 @@ class XmlNode {
   XmlNode& operator=(const XmlNode&) = delete;
   // Destroys children and attributes first; safe for trees of any depth.
   virtual ~XmlNode();
+
+  // Nodes made while a document parses come from that document's arena and must stay in
+  // its tree; all others come from the heap.
+  static void* operator new(size_t size);
+  static void operator delete(void* memory);
 
   // Destroys all children and all attributes.
   virtual void Clear();
@@ -109,6 +117,9 @@ class XmlNode {
   std::string name_;
   std::string value_;
   std::unique_ptr<Namespace> namespace_;
+  // The arena that was current when the node was made (null: the heap). Nodes it makes for
+  // itself (attributes, path creation) take their memory from the same place.
+  internal::NodeArena* arena_;
   int kind_;
   bool self_closed_ = false;
   XmlNode* parent_ = nullptr;

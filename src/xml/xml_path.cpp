@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "xml/internal/char_class.h"
+#include "xml/internal/node_arena.h"
 #include "xml/xml_node.h"
 
 namespace quorvane::xml {
@@ -87,6 +88,7 @@ XmlNode* XmlNode::FindPath(std::string_view path, int path_flags) {
     }
 
     if (match == nullptr && (path_flags & kPathCreate) && !segment.name.empty()) {
+      const internal::NodeArena::Scope same_memory(node->arena_);
       int kind = kElementNode;
       if (segment.name[0] != '#') {
         match = node->AppendChild(CreateElement(std::string(segment.name)));

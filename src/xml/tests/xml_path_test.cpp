@@ -69,6 +69,26 @@ TEST_F(XmlPathTest, CreatesTextKindsButNoOtherHashNames) {
   EXPECT_EQ(album->FindPath("#document", kPathCreate), nullptr);
 }
 
+TEST(XmlPathCreateTest, CreatesUnderDocumentsAndNodesWhereverTheyLive) {
+  // A document on the stack, a parsed one (arena nodes) and a detached heap element all get
+  // new children and attributes that live as long as they do.
+  XmlDocument on_stack;
+  on_stack.FindPath("Tips.Tip.@n", kPathCreate)->set_value("1");
+  auto parsed = std::make_unique<XmlDocument>();
+  ByteBuffer in("<r><a/></r>");
+  parsed->Parse(in);
+  parsed->FindPath("r.a.b.#text", kPathCreate)->set_value("x");
+  parsed->FindPath("r.a", 0)->SetAttribute("k", "v");
+  auto detached = XmlNode::CreateElement("e");
+  detached->FindPath("f.@g", kPathCreate)->set_value("h");
+  ByteBuffer out;
+  WriteXml(on_stack, out, 1);
+  WriteXml(*parsed, out, 1);
+  WriteXml(*detached, out, 1);
+  EXPECT_EQ(out.bytes(),
+            "<Tips><Tip n=\"1\" /></Tips><r><a k=\"v\"><b>x</b></a></r><e><f g=\"h\" /></e>");
+}
+
 TEST(XmlPathLocalNameTest, LocalNamesMatchOnlyWithFlag) {
   XmlDocument document;
   document.set_parse_flags(kParseNamespaces);
