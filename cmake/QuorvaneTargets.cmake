@@ -34,6 +34,6 @@ function(quorvane_tests sub)
   add_executable(quorvane_${sub}_tests ${ARG_SOURCES})
   target_link_libraries(quorvane_${sub}_tests PRIVATE quorvane_${sub} quorvane_testing ${ARG_DEPS}
                         quorvane_options GTest::gtest GTest::gmock GTest::gtest_main)
-  gtest_discover_tests(quorvane_${sub}_tests DISCOVERY_TIMEOUT 60
+  gtest_discover_tests(quorvane_${sub}_tests DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
                        PROPERTIES ENVIRONMENT "QUORVANE_TESTDATA=${PROJECT_SOURCE_DIR}/testdata")
 endfunction()

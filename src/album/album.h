@@ -50,17 +50,27 @@ class Album {
   AlbumStore& store() { return *store_; }
 
   const std::string& title() const { return title_; }
-  void set_title(std::string title) { title_ = std::move(title), modified_ = true; }
+  void set_title(std::string title) {
+    title_ = std::move(title);
+    modified_ = true;
+  }
   const std::string& title_image_file() const { return title_image_file_; }
   void set_title_image_file(std::string name) {
-    title_image_file_ = std::move(name), modified_ = true;
+    title_image_file_ = std::move(name);
+    modified_ = true;
   }
   const std::string& description() const { return description_; }
-  void set_description(std::string text) { description_ = std::move(text), modified_ = true; }
+  void set_description(std::string text) {
+    description_ = std::move(text);
+    modified_ = true;
+  }
   const std::string& version() const { return version_; }
   void set_version(std::string version) { version_ = std::move(version); }
   platform::OleDate date() const { return date_; }
-  void set_date(platform::OleDate date) { date_ = date, modified_ = true; }
+  void set_date(platform::OleDate date) {
+    date_ = date;
+    modified_ = true;
+  }
 
   std::vector<AlbumPhoto>& photos() { return photos_; }
   const std::vector<AlbumPhoto>& photos() const { return photos_; }
