@@ -64,14 +64,21 @@ void SetEncoded(XmlNode& element, std::string_view attribute, std::string_view p
 
 }  // namespace
 
+bool AlbumIndex::ReadIndexFile(AlbumStore& store, std::string* bytes) {
+  for (std::string_view name : kIndexFileNames) {
+    if (store.ReadFile(name, bytes)) return true;
+  }
+  return false;
+}
+
+bool AlbumIndex::IsRootName(std::string_view name) {
+  return name == kRootName || name == kLegacyRootName;
+}
+
 bool AlbumIndex::LoadIndex(Album& album) {
   AlbumStore& store = album.store();
   std::string bytes;
-  bool read = false;
-  for (std::string_view name : kIndexFileNames) {
-    if ((read = store.ReadFile(name, &bytes))) break;
-  }
-  if (!read) {
+  if (!ReadIndexFile(store, &bytes)) {
     album.set_last_error(store.LastError());
     return false;
   }
@@ -83,7 +90,7 @@ bool AlbumIndex::LoadIndex(Album& album) {
   document.Parse(input);
 
   XmlNode* root = document.ChildAt(0);
-  if (root == nullptr || (root->name() != kRootName && root->name() != kLegacyRootName)) {
+  if (root == nullptr || !IsRootName(root->name())) {
     album.set_last_error(std::string(kMalformedIndexError));
     return false;
   }

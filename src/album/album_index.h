@@ -3,6 +3,7 @@
 // "Image" element per photo, then a "UserVar" element beside the root.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "album/album.h"
@@ -17,6 +18,12 @@ inline constexpr std::string_view kMalformedIndexError =
 
 class AlbumIndex {
  public:
+  // Reads the first index file the store has, in the order of preference. On failure the
+  // store's LastError() holds the reason for the last name tried.
+  [[nodiscard]] static bool ReadIndexFile(AlbumStore& store, std::string* bytes);
+  // "Quorvane", or the older "Tarnwell".
+  static bool IsRootName(std::string_view name);
+
   // Reads the first index file the store has and replaces the album's fields, photos and
   // user variables with it; photos whose image file is not in the store are left out. On
   // failure returns false with the reason in album.last_error(); a failure before the root

@@ -52,15 +52,7 @@ class IndexSummaryDocument : public xml::XmlDocument {
 
   std::unique_ptr<xml::XmlNode> ParseText(xml::ByteBuffer& input) override {
     if (!InRootImage()) return XmlDocument::ParseText(input);
-    const std::string_view rest = input.Remaining();
-    size_t end = rest.size();
-    for (size_t lt = rest.find('<'); lt != std::string_view::npos; lt = rest.find('<', lt + 1)) {
-      if (lt + 1 < rest.size()) {
-        end = lt;
-        break;
-      }
-    }
-    input.Advance(end);
+    input.Advance(TextRunLength(input.Remaining()));
     return nullptr;
   }
 
@@ -241,11 +233,7 @@ std::string AlbumCaption(std::string_view title, platform::OleDate date, int32_t
 bool ReadAlbumListEntry(const std::string& path, AlbumListEntry* entry, std::string* error) {
   FolderStore store{fs::path(path)};
   std::string bytes;
-  bool read = false;
-  for (std::string_view name : kIndexFileNames) {
-    if ((read = store.ReadFile(name, &bytes))) break;
-  }
-  if (!read) {
+  if (!AlbumIndex::ReadIndexFile(store, &bytes)) {
     *error = store.LastError();
     return false;
   }
@@ -255,7 +243,7 @@ bool ReadAlbumListEntry(const std::string& path, AlbumListEntry* entry, std::str
   input.Adopt(std::move(bytes));
   document.Parse(input);
   const xml::XmlNode* root = document.ChildAt(0);
-  if (root == nullptr || (root->name() != "Quorvane" && root->name() != "Tarnwell")) {
+  if (root == nullptr || !AlbumIndex::IsRootName(root->name())) {
     *error = std::string(kMalformedIndexError);
     return false;
   }

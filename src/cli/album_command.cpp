@@ -22,15 +22,6 @@ constexpr OptionSpec kSetOptions[] = {{"--title", true},
                                       {"--title-image", true},
                                       {"--var", true}};
 
-// Tabs and line breaks would break the one-line-per-photo listing.
-std::string OneLine(std::string_view text) {
-  std::string line(text);
-  for (char& c : line) {
-    if (c == '\t' || c == '\n' || c == '\r') c = ' ';
-  }
-  return line;
-}
-
 std::string DateText(platform::OleDate date) {
   return platform::IsValidOleDate(date) ? platform::FormatOleDate(date) : "-";
 }

@@ -16,7 +16,7 @@ std::vector<std::string> Arguments::Values(std::string_view name) const {
   return values;
 }
 
-bool ParseArguments(std::span<const std::string> args, std::span<const OptionSpec> specs,
+bool ParseArguments(std::span<const std::string> args, std::span<const OptionSpec> known,
                     Arguments* out, std::string* error) {
   bool options_done = false;
   for (size_t i = 0; i < args.size(); ++i) {
@@ -36,21 +36,21 @@ bool ParseArguments(std::span<const std::string> args, std::span<const OptionSpe
       value = arg.substr(eq + 1);
       inline_value = true;
     }
-    const OptionSpec* spec = nullptr;
-    for (const OptionSpec& s : specs) {
-      if (s.name == name) spec = &s;
+    const OptionSpec* option = nullptr;
+    for (const OptionSpec& s : known) {
+      if (s.name == name) option = &s;
     }
-    if (spec == nullptr) {
+    if (option == nullptr) {
       *error = "unknown option " + name;
       return false;
     }
-    if (spec->takes_value && !inline_value) {
+    if (option->takes_value && !inline_value) {
       if (i + 1 >= args.size()) {
         *error = "option " + name + " needs a value";
         return false;
       }
       value = args[++i];
-    } else if (!spec->takes_value && inline_value) {
+    } else if (!option->takes_value && inline_value) {
       *error = "option " + name + " takes no value";
       return false;
     }
@@ -62,6 +62,14 @@ bool ParseArguments(std::span<const std::string> args, std::span<const OptionSpe
 int UsageError(std::string_view problem, std::string_view usage) {
   std::cerr << "quorvane-cli: " << problem << "; usage: quorvane-cli " << usage << '\n';
   return kExitUsage;
+}
+
+std::string OneLine(std::string_view text) {
+  std::string line(text);
+  for (char& c : line) {
+    if (c == '\t' || c == '\n' || c == '\r') c = ' ';
+  }
+  return line;
 }
 
 int Failure(std::string_view message) {

@@ -29,9 +29,9 @@ struct Arguments {
   std::vector<std::string> Values(std::string_view name) const;
 };
 
-// Splits `args` into positional arguments and the options of `specs`. "--" ends the options.
+// Splits `args` into positional arguments and the options in `known`. "--" ends the options.
 // On an unknown option or a missing value returns false and sets *error.
-bool ParseArguments(std::span<const std::string> args, std::span<const OptionSpec> specs,
+bool ParseArguments(std::span<const std::string> args, std::span<const OptionSpec> known,
                     Arguments* out, std::string* error);
 
 // Prints "quorvane-cli: <problem>; usage: quorvane-cli <usage>" on one line to stderr and
@@ -40,5 +40,8 @@ int UsageError(std::string_view problem, std::string_view usage);
 
 // Prints "quorvane-cli: <message>" to stderr and returns kExitFailure.
 int Failure(std::string_view message);
+
+// The text with tabs and line breaks turned into spaces, for listings of one line per item.
+std::string OneLine(std::string_view text);
 
 }  // namespace quorvane::cli

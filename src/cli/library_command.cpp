@@ -5,6 +5,7 @@
 #include "album/album_library.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "cli/user_settings.h"
 #include "settings/settings.h"
 
 namespace quorvane::cli {
@@ -20,20 +21,6 @@ constexpr OptionSpec kListOptions[] = {{"--sort", true}, {"--library", true}};
 constexpr OptionSpec kCreateOptions[] = {
     {"--description", true}, {"--date", true}, {"--library", true}};
 constexpr OptionSpec kDeleteOptions[] = {{"--yes", false}, {"--library", true}};
-
-std::string OneLine(std::string_view text) {
-  std::string line(text);
-  for (char& c : line) {
-    if (c == '\t' || c == '\n' || c == '\r') c = ' ';
-  }
-  return line;
-}
-
-settings::UserSettings Load() {
-  settings::UserSettings user = settings::LoadUserSettings(settings::ProcessEnvironment());
-  for (const std::string& problem : user.problems) Failure(problem);
-  return user;
-}
 
 fs::path LibraryOf(const Arguments& parsed, const settings::Settings& settings) {
   const std::string* library = parsed.Value("--library");
@@ -51,7 +38,7 @@ int List(std::span<const std::string> args) {
     return UsageError("--sort takes 0, 1, 2 or 3", kListUsage);
   }
 
-  settings::UserSettings user = Load();
+  settings::UserSettings user = LoadSettingsReportingProblems();
   int sort_order = user.settings.app_openalbumsorttype.value_or(album::kSortByTitle);
   if (sort_text != nullptr) {
     // Choosing an order keeps it for the next listing, as the album dialog does.
@@ -87,7 +74,7 @@ int Create(std::span<const std::string> args) {
       date != nullptr && !platform::ParseOleDate(*date, &values.date)) {
     return UsageError("invalid date \"" + *date + "\"", kCreateUsage);
   }
-  const settings::UserSettings user = Load();
+  const settings::UserSettings user = LoadSettingsReportingProblems();
   fs::path folder;
   if (!album::CreateAlbum(LibraryOf(parsed, user.settings), values, &folder, &error)) {
     return Failure(error);
@@ -118,7 +105,7 @@ int Delete(std::span<const std::string> args) {
     return UsageError(error, kDeleteUsage);
   }
   if (parsed.positional.size() != 1) return UsageError("expected one album name", kDeleteUsage);
-  const settings::UserSettings user = Load();
+  const settings::UserSettings user = LoadSettingsReportingProblems();
   album::AlbumList list;
   if (!list.Load(LibraryOf(parsed, user.settings), album::kSortByTitle)) {
     return Failure(list.last_error());

@@ -4,6 +4,7 @@
 
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "cli/user_settings.h"
 #include "settings/settings.h"
 
 namespace quorvane::cli {
@@ -12,24 +13,9 @@ namespace {
 constexpr std::string_view kUsage =
     "settings show | settings get <key> | settings set <key> <value>";
 
-// A line per key: line breaks inside a value would start a false key.
-std::string OneLine(std::string_view text) {
-  std::string line(text);
-  for (char& c : line) {
-    if (c == '\t' || c == '\n' || c == '\r') c = ' ';
-  }
-  return line;
-}
-
-settings::UserSettings Load() {
-  settings::UserSettings user = settings::LoadUserSettings(settings::ProcessEnvironment());
-  for (const std::string& problem : user.problems) Failure(problem);
-  return user;
-}
-
 int Show(const Arguments& parsed) {
   if (!parsed.positional.empty()) return UsageError("show takes no arguments", kUsage);
-  const settings::UserSettings user = Load();
+  const settings::UserSettings user = LoadSettingsReportingProblems();
   for (const settings::SettingKey& key : settings::SettingKeys()) {
     std::string text;
     if (!settings::GetSettingText(user.settings, key.name, &text)) continue;
@@ -48,7 +34,7 @@ int Show(const Arguments& parsed) {
 
 int Get(const Arguments& parsed) {
   if (parsed.positional.size() != 1) return UsageError("get takes one key", kUsage);
-  const settings::UserSettings user = Load();
+  const settings::UserSettings user = LoadSettingsReportingProblems();
   std::string text;
   if (!settings::GetSettingText(user.settings, parsed.positional[0], &text)) {
     return UsageError("unknown setting \"" + parsed.positional[0] + "\"", kUsage);
@@ -59,7 +45,7 @@ int Get(const Arguments& parsed) {
 
 int Set(const Arguments& parsed) {
   if (parsed.positional.size() != 2) return UsageError("set takes a key and a value", kUsage);
-  settings::UserSettings user = Load();
+  settings::UserSettings user = LoadSettingsReportingProblems();
   std::string error;
   if (!settings::SetSettingText(&user.settings, parsed.positional[0], parsed.positional[1],
                                 &error)) {

@@ -257,17 +257,17 @@ bool XmlDocument::AtTagStart(const ByteBuffer& input) const {
   return rest.size() >= 2 && rest[0] == '<';
 }
 
+size_t XmlDocument::TextRunLength(std::string_view rest) {
+  for (size_t lt = rest.find('<'); lt != std::string_view::npos; lt = rest.find('<', lt + 1)) {
+    if (lt + 1 < rest.size()) return lt;
+  }
+  return rest.size();
+}
+
 std::unique_ptr<XmlNode> XmlDocument::ParseText(ByteBuffer& input) {
   const std::string_view rest = input.Remaining();
-  size_t end = rest.size();
-  for (size_t lt = rest.find('<'); lt != std::string_view::npos; lt = rest.find('<', lt + 1)) {
-    if (lt + 1 < rest.size()) {
-      end = lt;
-      break;
-    }
-  }
-  const std::string_view run = rest.substr(0, end);
-  input.Advance(end);
+  const std::string_view run = rest.substr(0, TextRunLength(rest));
+  input.Advance(run.size());
 
   auto node = CreateText({});
   std::string& value = node->mutable_value();

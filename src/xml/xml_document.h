@@ -72,6 +72,10 @@ class XmlDocument : public XmlNode {
   // True at "<" followed by another readable byte.
   virtual bool AtTagStart(const ByteBuffer& input) const;
 
+ protected:
+  // How many bytes of `rest` a text run takes: up to the next "<" that has a byte after it.
+  static size_t TextRunLength(std::string_view rest);
+
  private:
   internal::NodeArena* Arena();
 
