@@ -24,46 +24,26 @@ class AlbumIndexTest : public ::testing::Test {
   std::unique_ptr<Album> AlbumAt(const fs::path& folder) {
     return std::make_unique<Album>(std::make_unique<FolderStore>(folder));
   }
-  fs::path AlbumWithIndex(std::string_view index_bytes,
-                          std::string_view index_name = "index.quorvane") {
+  fs::path AlbumWithIndex(std::string_view index_bytes) {
     const fs::path folder = dir_ / "album";
-    WriteTextFile(folder / index_name, index_bytes);
+    WriteTextFile(folder / "index.quorvane", index_bytes);
     return folder;
   }
 
   TempDir dir_;
 };
 
-TEST_F(AlbumIndexTest, LoadsTarnwellRootWithEveryField) {
+// The end-to-end "album show" test checks every listed field of this fixture; here only what
+// that listing cannot show.
+TEST_F(AlbumIndexTest, LoadsTarnwellRootKeepingCarriageReturnsAndDroppingMissingFiles) {
   auto album = AlbumAt(CopyFixture("tarnwell"));
+  album->set_modified(true);
   ASSERT_TRUE(AlbumIndex::LoadIndex(*album)) << album->last_error();
-  EXPECT_EQ(album->title(), "Old & Gold");
-  EXPECT_EQ(album->description(), "A trip to the coast.");
-  EXPECT_EQ(album->version(), "1.0");
-  EXPECT_EQ(platform::FormatOleDate(album->date()), "2003-07-14");
   EXPECT_FALSE(album->modified());
-
-  // gone.bmp is not in the folder, so it is silently left out.
-  ASSERT_EQ(album->photos().size(), 2u);
-  const AlbumPhoto& beach = album->photos()[0];
-  EXPECT_EQ(beach.image_file, "beach.jpg");
-  EXPECT_EQ(beach.format, "JPEG");
-  EXPECT_EQ(beach.title, "The beach");
-  EXPECT_EQ(beach.keywords, "sea, sand");
-  EXPECT_EQ(beach.description, "Waves");
-  EXPECT_EQ(beach.width, 640);
-  EXPECT_EQ(beach.height, 480);
-  EXPECT_EQ(platform::FormatOleDate(beach.date), "2003-07-14");
-
-  const AlbumPhoto& sunset = album->photos()[1];
-  EXPECT_EQ(sunset.width, 0);  // "abc" leaves the defaults
-  EXPECT_EQ(sunset.height, 0);
-  EXPECT_EQ(sunset.date, platform::kNoDate);
-  EXPECT_EQ(sunset.description, "\r\nSecond line");  // carriage returns are kept
-
-  ASSERT_EQ(album->user_variables().size(), 1u);
-  EXPECT_EQ(album->user_variables()[0].first, "Photographer");
-  EXPECT_EQ(album->user_variables()[0].second, "Ann 'Ace' Lee");
+  EXPECT_EQ(album->description(), "A trip to the coast.");
+  ASSERT_EQ(album->photos().size(), 2u);  // gone.bmp is not in the folder
+  EXPECT_EQ(album->photos()[0].description, "Waves");
+  EXPECT_EQ(album->photos()[1].description, "\r\nSecond line");
 }
 
 TEST_F(AlbumIndexTest, SavingTarnwellWritesQuorvaneAndKeepsTheOldFile) {
@@ -111,8 +91,9 @@ TEST_F(AlbumIndexTest, WritesTheExactFileFormat) {
   photo.keywords = "k1, k2";
   photo.date = date;
   album->photos().push_back(photo);
-  AlbumPhoto bare;
-  bare.image_file = "a.jpg";
+  AlbumPhoto bare;  // listed after a.jpg although its name sorts first: order is the album's
+  bare.image_file = "0.png";
+  WriteTextFile(folder / "0.png", "x");
   album->photos().push_back(bare);
   album->user_variables().Set("Name", "<v>");
   album->user_variables().Set("Empty", "");
@@ -125,7 +106,7 @@ TEST_F(AlbumIndexTest, WritesTheExactFileFormat) {
             "TitleImageFileName=\"a.jpg\" Version=\"1.0\">Line 1\r\nLine &lt;2&gt;"
             "<Image Date=\"2024-02-29\" Format=\"JPEG\" ImageFile=\"a.jpg\" ImageSize=\"640x480\" "
             "Keywords=\"k1, k2\" Title=\"cap&quot;tion\"></Image>"
-            "<Image Format=\"\" ImageFile=\"a.jpg\" ImageSize=\"0x0\"></Image></Quorvane>"
+            "<Image Format=\"\" ImageFile=\"0.png\" ImageSize=\"0x0\"></Image></Quorvane>"
             "<UserVar><Var Name=\"Name\" Value=\"&lt;v&gt;\" /><Var Name=\"Empty\" Value=\"\" />"
             "</UserVar>");
 
@@ -133,12 +114,9 @@ TEST_F(AlbumIndexTest, WritesTheExactFileFormat) {
   ASSERT_TRUE(AlbumIndex::LoadIndex(*reloaded)) << reloaded->last_error();
   EXPECT_EQ(reloaded->title(), album->title());
   EXPECT_EQ(reloaded->description(), album->description());
-  EXPECT_EQ(reloaded->date(), date);
-  EXPECT_EQ(reloaded->title_image_file(), "a.jpg");
   ASSERT_EQ(reloaded->photos().size(), 2u);
   EXPECT_EQ(reloaded->photos()[0].title, "cap\"tion");
-  EXPECT_EQ(reloaded->photos()[0].keywords, "k1, k2");
-  EXPECT_EQ(reloaded->photos()[1].description, "");
+  EXPECT_EQ(reloaded->photos()[1].image_file, "0.png");
   ASSERT_EQ(reloaded->user_variables().size(), 2u);
   EXPECT_EQ(*reloaded->user_variables().Find("Name"), "<v>");
   EXPECT_EQ(*reloaded->user_variables().Find("Empty"), "");
@@ -152,49 +130,17 @@ TEST_F(AlbumIndexTest, EmptyAlbumIsOneSelfClosedRoot) {
   EXPECT_EQ(ReadTextFile(folder / "index.quorvane"), "<Quorvane Version=\"1.0\" />");
 }
 
-TEST_F(AlbumIndexTest, PhotoOrderSurvivesSaveAndLoad) {
-  const fs::path folder = dir_ / "ordered";
+TEST_F(AlbumIndexTest, LoadsEachNameAndPrefersTheNewest) {
+  const fs::path folder = dir_ / "album";
   auto album = AlbumAt(folder);
-  for (const char* name : {"c.jpg", "a.jpg", "b.png", "a.png"}) {
-    WriteTextFile(folder / name, "x");
-    AlbumPhoto photo;
-    photo.image_file = name;
-    album->photos().push_back(photo);
+  for (const auto& [name, title] :
+       {std::pair("_index.xml", "oldest"), {"index.qvo", "middle"}, {"index.quorvane", "newest"}}) {
+    // A leading declaration is fine: the parser keeps no node for it.
+    WriteTextFile(folder / name,
+                  "<?xml version=\"1.0\"?><Quorvane Title=\"" + std::string(title) + "\" />");
+    ASSERT_TRUE(AlbumIndex::LoadIndex(*album)) << album->last_error();
+    EXPECT_EQ(album->title(), title);
   }
-  ASSERT_TRUE(AlbumIndex::SaveIndex(*album));
-  auto reloaded = AlbumAt(folder);
-  ASSERT_TRUE(AlbumIndex::LoadIndex(*reloaded));
-  std::vector<std::string> names;
-  for (const AlbumPhoto& p : reloaded->photos()) names.push_back(p.image_file);
-  EXPECT_EQ(names, (std::vector<std::string>{"c.jpg", "a.jpg", "b.png", "a.png"}));
-}
-
-class IndexNameTest : public AlbumIndexTest, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(IndexNameTest, LoadsUnderEachAcceptedName) {
-  auto album = AlbumAt(AlbumWithIndex("<Quorvane Title=\"t\" />", GetParam()));
-  ASSERT_TRUE(AlbumIndex::LoadIndex(*album)) << album->last_error();
-  EXPECT_EQ(album->title(), "t");
-}
-
-INSTANTIATE_TEST_SUITE_P(Names, IndexNameTest,
-                         ::testing::Values("index.quorvane", "index.qvo", "_index.xml"),
-                         [](const auto& row) {
-                           std::string n = row.param;
-                           for (char& c : n)
-                             c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-                           return n;
-                         });
-
-TEST_F(AlbumIndexTest, PrefersNewestName) {
-  const fs::path folder = AlbumWithIndex("<Quorvane Title=\"oldest\" />", "_index.xml");
-  WriteTextFile(folder / "index.qvo", "<Quorvane Title=\"middle\" />");
-  auto album = AlbumAt(folder);
-  ASSERT_TRUE(AlbumIndex::LoadIndex(*album));
-  EXPECT_EQ(album->title(), "middle");
-  WriteTextFile(folder / "index.quorvane", "<Quorvane Title=\"newest\" />");
-  ASSERT_TRUE(AlbumIndex::LoadIndex(*album));
-  EXPECT_EQ(album->title(), "newest");
 }
 
 struct Malformed {
@@ -226,12 +172,6 @@ INSTANTIATE_TEST_SUITE_P(
                       Malformed{"LowerCaseRoot", "<quorvane/>"},
                       Malformed{"Binary", "\xff\xd8\xff\xe0"}),
     [](const auto& row) { return std::string(row.param.name); });
-
-TEST_F(AlbumIndexTest, LeadingDeclarationIsAccepted) {
-  auto album = AlbumAt(AlbumWithIndex("<?xml version=\"1.0\"?><Quorvane Title=\"d\"/>"));
-  ASSERT_TRUE(AlbumIndex::LoadIndex(*album)) << album->last_error();
-  EXPECT_EQ(album->title(), "d");
-}
 
 TEST_F(AlbumIndexTest, MissingIndexReportsTheStoresMessage) {
   const fs::path folder = dir_ / "no-index";
