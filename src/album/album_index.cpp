@@ -1,7 +1,6 @@
 #include "album/album_index.h"
 
 #include <climits>
-#include <iterator>
 #include <string>
 #include <unordered_set>
 
@@ -104,11 +103,13 @@ bool AlbumIndex::LoadIndex(Album& album) {
   album.set_description(FirstTextDecoded(*root));
 
   // A large album asks its store for one listing instead of one query per photo.
-  std::unordered_set<std::string> listed;
   std::vector<std::string> names;
+  std::unordered_set<std::string_view> listed;
   const bool use_listing = root->ChildCount() > kListingThreshold && store.ListFiles(&names);
-  if (use_listing)
-    listed.insert(std::make_move_iterator(names.begin()), std::make_move_iterator(names.end()));
+  if (use_listing) {
+    listed.reserve(names.size());
+    listed.insert(names.begin(), names.end());
+  }
   auto exists = [&](const std::string& name) {
     return use_listing ? IsPlainFileName(name) && listed.contains(name) : store.FileExists(name);
   };
