@@ -203,16 +203,25 @@ TEST_F(AlbumIndexTest, ImageSizeAndDateParsing) {
   EXPECT_EQ(std::pair(photos[3].width, photos[3].height), std::pair(0, 0));
 }
 
-TEST_F(AlbumIndexTest, PhotoNamesThatLeaveTheAlbumAreDropped) {
-  const fs::path folder = AlbumWithIndex(
-      "<Quorvane><Image ImageFile=\"../outside.jpg\"/><Image ImageFile=\"/etc/passwd\"/>"
-      "<Image ImageFile=\"\"/><Image ImageFile=\"..\"/><Image ImageFile=\"in.jpg\"/></Quorvane>");
-  WriteTextFile(dir_ / "outside.jpg", "x");
-  WriteTextFile(folder / "in.jpg", "x");
-  auto album = AlbumAt(folder);
-  ASSERT_TRUE(AlbumIndex::LoadIndex(*album));
-  ASSERT_EQ(album->photos().size(), 1u);
-  EXPECT_EQ(album->photos()[0].image_file, "in.jpg");
+TEST_F(AlbumIndexTest, MissingPhotosAndNamesThatLeaveTheAlbumAreDropped) {
+  // A small album asks about each file; a large one lists the folder once. Both must agree.
+  for (const int filler : {0, 100}) {
+    std::string index = "<Quorvane>";
+    for (int i = 0; i < filler; ++i)
+      index += "<Image ImageFile=\"missing" + std::to_string(i) + "\"/>";
+    index +=
+        "<Image ImageFile=\"../outside.jpg\"/><Image ImageFile=\"/etc/passwd\"/>"
+        "<Image ImageFile=\"\"/><Image ImageFile=\"..\"/><Image ImageFile=\"sub\"/>"
+        "<Image ImageFile=\"in.jpg\"/></Quorvane>";
+    const fs::path folder = AlbumWithIndex(index);
+    WriteTextFile(dir_ / "outside.jpg", "x");
+    WriteTextFile(folder / "in.jpg", "x");
+    fs::create_directories(folder / "sub");  // a folder is not a photo
+    auto album = AlbumAt(folder);
+    ASSERT_TRUE(AlbumIndex::LoadIndex(*album));
+    ASSERT_EQ(album->photos().size(), 1u) << filler;
+    EXPECT_EQ(album->photos()[0].image_file, "in.jpg");
+  }
 }
 
 TEST_F(AlbumIndexTest, UserVariablesReadFromBesideTheRootOnly) {
