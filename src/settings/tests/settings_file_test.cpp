@@ -38,7 +38,6 @@ TEST_P(SettingsFileRoundTrip, KeepsNameAndValueByteForByte) {
 INSTANTIATE_TEST_SUITE_P(
     Values, SettingsFileRoundTrip,
     ::testing::Values(
-        RoundTripCase{"Plain", "smtp.server", std::string("mail.example.com")},
         RoundTripCase{"EmptyText", "email.name", std::string()},
         RoundTripCase{"TextThatLooksLikeANumber", "app.lastrunver", std::string("25")},
         RoundTripCase{"LineBreaks", "options.note", std::string("one\ntwo\r\nthree\r")},
@@ -52,8 +51,6 @@ INSTANTIATE_TEST_SUITE_P(
         RoundTripCase{"LooksLikeSectionOrComment", "[Main]", std::string("# not a comment")},
         RoundTripCase{"CommentName", "#name", std::string("]")},
         RoundTripCase{"HighBytes", "\xFF\xFE", std::string("\xFF\x80\xC0")},
-        RoundTripCase{"Zero", "n", int32_t{0}},
-        RoundTripCase{"Negative", "frame.ptMinPosition.x", int32_t{-1}},
         RoundTripCase{"Largest", "n", INT32_MAX}, RoundTripCase{"Smallest", "n", INT32_MIN}),
     [](const auto& row) { return std::string(row.param.label); });
 
@@ -99,48 +96,27 @@ mode_t ModeOf(const fs::path& path) {
   return info.st_mode & 07777;
 }
 
-TEST(FileBackendTest, FirstWriteCreatesPrivateFolderAndFile) {
+TEST(FileBackendTest, WritesArePrivateAndMergeIntoOtherValuesAndSections) {
   TempDir temp;
   const fs::path file = temp / "config" / "Quorvane" / "settings.conf";
   FileBackend backend(file);
+  SettingValues main{{"stale", 1}}, recent;
+  EXPECT_TRUE(backend.ReadSection("Main", &main));  // no file yet reads as empty
+  EXPECT_TRUE(main.empty());
 
-  ASSERT_TRUE(backend.WriteValues("Main", {{"smtp.pass", std::string("secret")}}))
+  ASSERT_TRUE(backend.WriteValues("Main", {{"a", 1}, {"b", std::string("x")}}))
       << backend.LastError();
   EXPECT_EQ(ModeOf(file), 0600u);
   EXPECT_EQ(ModeOf(file.parent_path()), 0700u);
-}
-
-TEST(FileBackendTest, RewriteTakesAReadableFileBackToPrivate) {
-  TempDir temp;
-  const fs::path file = temp / "settings.conf";
-  WriteTextFile(file, "[Main]\na=1\n");
   ASSERT_EQ(::chmod(file.c_str(), 0644), 0);
-  FileBackend backend(file);
-
-  ASSERT_TRUE(backend.WriteValues("Main", {{"b", 2}})) << backend.LastError();
-  EXPECT_EQ(ModeOf(file), 0600u);
-}
-
-TEST(FileBackendTest, WriteMergesIntoOtherValuesAndSections) {
-  TempDir temp;
-  FileBackend backend(temp / "settings.conf");
-  ASSERT_TRUE(backend.WriteValues("Main", {{"a", 1}, {"b", std::string("x")}}));
   ASSERT_TRUE(backend.WriteValues("Recent Document List", {{"DocumentCount", 0}}));
   ASSERT_TRUE(backend.WriteValues("Main", {{"b", 3}}));
+  EXPECT_EQ(ModeOf(file), 0600u);  // a rewrite takes a readable file back to private
 
-  SettingValues main, recent;
   ASSERT_TRUE(backend.ReadSection("Main", &main));
   ASSERT_TRUE(backend.ReadSection("Recent Document List", &recent));
   EXPECT_EQ(main, (SettingValues{{"a", 1}, {"b", 3}}));
   EXPECT_EQ(recent, (SettingValues{{"DocumentCount", 0}}));
-}
-
-TEST(FileBackendTest, MissingFileReadsAsEmpty) {
-  TempDir temp;
-  FileBackend backend(temp / "nowhere" / "settings.conf");
-  SettingValues values{{"stale", 1}};
-  EXPECT_TRUE(backend.ReadSection("Main", &values));
-  EXPECT_TRUE(values.empty());
 }
 
 TEST(FileBackendTest, UnreadableStoreFailsAndWriteLeavesItAlone) {
@@ -159,16 +135,14 @@ TEST(FileBackendTest, UnreadableStoreFailsAndWriteLeavesItAlone) {
 TEST(FileBackendTest, FailedWriteKeepsThePreviousFile) {
   if (::geteuid() == 0) GTEST_SKIP() << "root writes into read-only folders";
   TempDir temp;
-  const fs::path folder = temp / "ro";
-  FileBackend backend(folder / "settings.conf");
+  FileBackend backend(temp / "ro" / "settings.conf");
   ASSERT_TRUE(backend.WriteValues("Main", {{"a", 1}}));
-  const std::string before = ReadTextFile(folder / "settings.conf");
-  fs::permissions(folder, fs::perms::owner_read | fs::perms::owner_exec);
-
+  const std::string before = ReadTextFile(temp / "ro" / "settings.conf");
+  fs::permissions(temp / "ro", fs::perms::owner_read | fs::perms::owner_exec);
   EXPECT_FALSE(backend.WriteValues("Main", {{"a", 2}}));
-  EXPECT_NE(backend.LastError().find("Unable to write"), std::string::npos) << backend.LastError();
-  fs::permissions(folder, fs::perms::owner_all);
-  EXPECT_EQ(ReadTextFile(folder / "settings.conf"), before);
+  EXPECT_TRUE(backend.LastError().starts_with("Unable to write")) << backend.LastError();
+  fs::permissions(temp / "ro", fs::perms::owner_all);
+  EXPECT_EQ(ReadTextFile(temp / "ro" / "settings.conf"), before);
 }
 
 TEST(FileBackendTest, SavesFromTwoWritersAtOnceKeepEveryValue) {
