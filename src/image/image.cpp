@@ -384,6 +384,13 @@ void CopyMetadata(VipsImage* from, VipsImage* to) {
     }
   }
   g_strfreev(fields);
+  // Setting "exif-data" makes libvips parse the blob again, which brings back fields the source
+  // no longer has, the camera's orientation among them; the pixels are already upright.
+  fields = vips_image_get_fields(to);
+  for (gchar** field = fields; *field != nullptr; ++field) {
+    if (vips_image_get_typeof(from, *field) == 0) vips_image_remove(to, *field);
+  }
+  g_strfreev(fields);
 }
 
 VipsKernel KernelFor(ResampleMode mode) {
