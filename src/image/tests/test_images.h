@@ -2,13 +2,21 @@
 // distinct, widely spaced colours so that lossy formats still tell the corners apart.
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
+#include <ostream>
 
 #include <gtest/gtest.h>
 
 #include "image/image.h"
 
-namespace quorvane::image::testing {
+namespace quorvane::image {
+
+inline void PrintTo(const Rgba& c, std::ostream* os) {
+  *os << "{" << int{c.r} << "," << int{c.g} << "," << int{c.b} << "," << int{c.a} << "}";
+}
+
+namespace testing {
 
 inline constexpr Rgba kRed{220, 30, 30, 255};
 inline constexpr Rgba kGreen{30, 200, 40, 255};
@@ -40,23 +48,18 @@ inline bool Near(Rgba a, Rgba b, int tolerance) {
          std::abs(a.b - b.b) <= tolerance;
 }
 
-// Corners read one pixel in from the edge, away from JPEG's block borders.
-inline void ExpectCorners(const Image& image, Rgba top_left, Rgba top_right, Rgba bottom_left,
-                          Rgba bottom_right, int tolerance) {
-  const int w = image.width();
-  const int h = image.height();
+// Checks the size, then the corners one pixel in from the edge, away from JPEG's block borders;
+// by default those of an unturned Quadrants picture.
+inline void ExpectCorners(const Image& image, int width, int height, int tolerance,
+                          Rgba top_left = kRed, Rgba top_right = kGreen, Rgba bottom_left = kBlue,
+                          Rgba bottom_right = kWhite) {
+  ASSERT_EQ(image.width(), width);
+  ASSERT_EQ(image.height(), height);
   EXPECT_PRED3(Near, image.GetPixel(1, 1), top_left, tolerance);
-  EXPECT_PRED3(Near, image.GetPixel(w - 2, 1), top_right, tolerance);
-  EXPECT_PRED3(Near, image.GetPixel(1, h - 2), bottom_left, tolerance);
-  EXPECT_PRED3(Near, image.GetPixel(w - 2, h - 2), bottom_right, tolerance);
+  EXPECT_PRED3(Near, image.GetPixel(width - 2, 1), top_right, tolerance);
+  EXPECT_PRED3(Near, image.GetPixel(1, height - 2), bottom_left, tolerance);
+  EXPECT_PRED3(Near, image.GetPixel(width - 2, height - 2), bottom_right, tolerance);
 }
 
-inline void PrintTo(const Rgba& c, std::ostream* os) {
-  *os << "{" << int{c.r} << "," << int{c.g} << "," << int{c.b} << "," << int{c.a} << "}";
-}
-
-}  // namespace quorvane::image::testing
-
-namespace quorvane::image {
-inline void PrintTo(const Rgba& c, std::ostream* os) { testing::PrintTo(c, os); }
+}  // namespace testing
 }  // namespace quorvane::image
