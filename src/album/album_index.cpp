@@ -21,9 +21,13 @@ std::string Decoded(const XmlNode& node, std::string_view attribute) {
   return xml::DecodeEntities(node.GetAttribute(attribute));
 }
 
-std::string FirstTextDecoded(XmlNode& node) {
-  const XmlNode* text = node.FindPath("#text");
-  return text != nullptr ? text->GetTextDecoded() : std::string();
+// What the path "#text" finds, without parsing a path for each of many photos.
+std::string FirstTextDecoded(const XmlNode& node) {
+  for (size_t i = 0; i < node.ChildCount(); ++i) {
+    const XmlNode& child = *node.ChildAt(i);
+    if (child.name() == "#text") return child.GetTextDecoded();
+  }
+  return {};
 }
 
 platform::OleDate ParsedDate(std::string_view text) {
@@ -97,8 +101,8 @@ bool AlbumIndex::LoadIndex(Album& album) {
   std::vector<AlbumPhoto>& photos = album.photos();
   photos.clear();
   album.set_title(Decoded(*root, "Title"));
-  album.set_title_image_file(root->GetAttribute("TitleImageFileName"));
-  album.set_version(root->GetAttribute("Version"));
+  album.set_title_image_file(std::string(root->GetAttribute("TitleImageFileName")));
+  album.set_version(std::string(root->GetAttribute("Version")));
   album.set_date(ParsedDate(root->GetAttribute("Date")));
   album.set_description(FirstTextDecoded(*root));
 
@@ -122,8 +126,8 @@ bool AlbumIndex::LoadIndex(Album& album) {
     // One pass over the attributes: a large album has tens of thousands of photos.
     for (size_t a = 0; a < image.AttributeCount(); ++a) {
       const XmlNode& attribute = *image.AttributeAt(a);
-      const std::string& name = attribute.name();
-      const std::string& value = attribute.value();
+      const std::string_view name = attribute.name();
+      const std::string_view value = attribute.value();
       if (name == "ImageFile") {
         photo.image_file = value;
       } else if (name == "Format") {

@@ -1,29 +1,28 @@
 #include "xml/internal/node_arena.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace quorvane::xml::internal {
 namespace {
 
 thread_local NodeArena* current_arena = nullptr;
 
-constexpr size_t kAlign = 16;
-constexpr size_t kLargestBlock = 4 * 1024 * 1024;
-
 }  // namespace
 
-void* NodeArena::Allocate(size_t size) {
-  size = (size + kAlign - 1) & ~(kAlign - 1);
-  if (size > left_) {
-    const size_t block_size = std::max(size, next_block_size_);
-    next_block_size_ = std::min(next_block_size_ * 2, kLargestBlock);
+void* NodeArena::do_allocate(size_t size, size_t alignment) {
+  const size_t pad = (alignment - reinterpret_cast<uintptr_t>(cursor_) % alignment) % alignment;
+  if (cursor_ == nullptr || pad + size > left_) {
+    // Anything larger than a block gets a block of its own.
+    const size_t block_size = std::max(size + alignment, kBlockSize);
     blocks_.push_back(std::make_unique_for_overwrite<std::byte[]>(block_size));
     cursor_ = blocks_.back().get();
     left_ = block_size;
+    return do_allocate(size, alignment);
   }
-  void* memory = cursor_;
-  cursor_ += size;
-  left_ -= size;
+  std::byte* memory = cursor_ + pad;
+  cursor_ = memory + size;
+  left_ -= pad + size;
   return memory;
 }
 

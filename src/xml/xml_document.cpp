@@ -1,6 +1,7 @@
 #include "xml/xml_document.h"
 
 #include <algorithm>
+#include <typeinfo>
 #include <vector>
 
 #include "xml/internal/char_class.h"
@@ -148,10 +149,13 @@ std::string LookupNamespaceUri(const XmlNode* node, const std::string& prefix) {
   const std::string key = prefix.empty() ? "xmlns" : "xmlns:" + prefix;
   while (node != nullptr) {
     if (node->prefix() != "xmlns") {
-      if (const XmlNode* declaration = node->FindAttribute(key)) return declaration->value();
+      if (const XmlNode* declaration = node->FindAttribute(key)) {
+        return std::string(declaration->value());
+      }
     }
     if (node->kind() == kAttributeNode && node->prefix().empty()) {
-      return node->parent() != nullptr ? node->parent()->namespace_uri() : std::string();
+      return node->parent() != nullptr ? std::string(node->parent()->namespace_uri())
+                                       : std::string();
     }
     node = node->parent();
   }
@@ -159,10 +163,10 @@ std::string LookupNamespaceUri(const XmlNode* node, const std::string& prefix) {
 }
 
 void ApplyNamespace(XmlNode* node) {
-  const std::string& name = node->name();
+  const std::string_view name = node->name();
   const size_t colon = name.find(':');
-  std::string prefix, local = name;
-  if (colon != std::string::npos && colon >= 1) {
+  std::string prefix, local(name);
+  if (colon != std::string_view::npos && colon >= 1) {
     prefix = name.substr(0, colon);
     local = name.substr(colon + 1);
   }
@@ -204,24 +208,35 @@ void ParseAttributes(XmlNode* element, std::string_view text, unsigned flags) {
 XmlDocument::XmlDocument() : XmlNode(kDocumentNode, "#document") {}
 
 XmlDocument::~XmlDocument() {
-  // The tree goes first: its nodes may live in the arena, which members outlive only until
-  // this body ends.
+  // When everything under the arena's nodes lives in the arena, those nodes need no
+  // destructor: dropping the arena frees them all. Anything else is destroyed node by node.
+  if (own_arena_ && !own_arena_->foreign()) {
+    for (NodeList* list : {&children_, &attributes_}) {
+      for (std::unique_ptr<XmlNode>& node : *list) {
+        if (node->arena_ == own_arena_.get() && typeid(*node) == typeid(XmlNode)) {
+          (void)node.release();
+        }
+      }
+      std::erase_if(*list, [](const std::unique_ptr<XmlNode>& node) { return !node; });
+    }
+  }
+  // The tree goes before the arena, which members outlive only until this body ends.
   Clear();
 }
 
 internal::NodeArena* XmlDocument::Arena() {
-  if (!arena_) arena_ = std::make_unique<internal::NodeArena>();
-  return arena_.get();
+  if (!own_arena_) own_arena_ = std::make_unique<internal::NodeArena>();
+  return own_arena_.get();
 }
 
-std::unique_ptr<XmlNode> XmlDocument::CreateElement(std::string name) {
+std::unique_ptr<XmlNode> XmlDocument::CreateElement(std::string_view name) {
   const internal::NodeArena::Scope use_arena(Arena());
-  return XmlNode::CreateElement(std::move(name));
+  return XmlNode::CreateElement(name);
 }
 
-std::unique_ptr<XmlNode> XmlDocument::CreateText(std::string value) {
+std::unique_ptr<XmlNode> XmlDocument::CreateText(std::string_view value) {
   const internal::NodeArena::Scope use_arena(Arena());
-  return XmlNode::CreateText(std::move(value));
+  return XmlNode::CreateText(value);
 }
 
 void XmlDocument::Parse(ByteBuffer& input) {
@@ -270,7 +285,7 @@ std::unique_ptr<XmlNode> XmlDocument::ParseText(ByteBuffer& input) {
   input.Advance(run.size());
 
   auto node = CreateText({});
-  std::string& value = node->mutable_value();
+  std::pmr::string& value = node->mutable_value();
   const bool keep_cr = parse_flags_ & kParseKeepCarriageReturns;
   const bool lf_to_space = parse_flags_ & kParseLineFeedsToSpaces;
   if (keep_cr && !lf_to_space) {

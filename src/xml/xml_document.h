@@ -54,8 +54,8 @@ class XmlDocument : public XmlNode {
 
   // Elements and text nodes made in the document's own arena, for building a large document
   // quickly; they must be appended to this document's tree, never to another.
-  std::unique_ptr<XmlNode> CreateElement(std::string name);
-  std::unique_ptr<XmlNode> CreateText(std::string value);
+  std::unique_ptr<XmlNode> CreateElement(std::string_view name);
+  std::unique_ptr<XmlNode> CreateText(std::string_view value);
 
   // Reads `input` from its read position and appends the parsed nodes to the document.
   // Nesting depth is bounded only by memory. The nodes it makes live in the document's own
@@ -79,8 +79,9 @@ class XmlDocument : public XmlNode {
  private:
   internal::NodeArena* Arena();
 
-  // Holds the nodes made by Parse; destroyed after the tree (see the destructor).
-  std::unique_ptr<internal::NodeArena> arena_;
+  // Holds the nodes made by Parse and the Create calls; destroyed after the tree (see the
+  // destructor).
+  std::unique_ptr<internal::NodeArena> own_arena_;
   unsigned parse_flags_ = 0;
   std::string encoding_;
   std::string version_;

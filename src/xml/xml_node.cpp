@@ -1,6 +1,7 @@
 #include "xml/xml_node.h"
 
 #include <algorithm>
+#include <typeinfo>
 
 #include "xml/internal/node_arena.h"
 #include "xml/xml_document.h"
@@ -15,13 +16,8 @@ struct XmlNode::Namespace {
 
 namespace {
 
-const std::string& EmptyString() {
-  static const std::string* const empty = new std::string();
-  return *empty;
-}
-
-auto AttributeLowerBound(const std::vector<std::unique_ptr<XmlNode>>& attributes,
-                         std::string_view name) {
+template <typename List>
+auto AttributeLowerBound(const List& attributes, std::string_view name) {
   return std::lower_bound(
       attributes.begin(), attributes.end(), name,
       [](const std::unique_ptr<XmlNode>& a, std::string_view n) { return a->name() < n; });
@@ -48,11 +44,26 @@ void XmlNode::operator delete(void* memory) {
   if (*static_cast<internal::NodeArena**>(block) == nullptr) ::operator delete(block);
 }
 
-XmlNode::XmlNode(int kind, std::string name, std::string value)
-    : name_(std::move(name)),
-      value_(std::move(value)),
-      arena_(internal::NodeArena::Current()),
-      kind_(kind) {}
+namespace {
+std::pmr::memory_resource* ResourceOf(internal::NodeArena* arena) {
+  return arena != nullptr ? arena->resource() : std::pmr::new_delete_resource();
+}
+}  // namespace
+
+XmlNode::XmlNode(int kind, std::string_view name, std::string_view value)
+    : arena_(internal::NodeArena::Current()),
+      name_(name, ResourceOf(arena_)),
+      value_(value, ResourceOf(arena_)),
+      kind_(kind),
+      children_(ResourceOf(arena_)),
+      attributes_(ResourceOf(arena_)) {}
+
+void XmlNode::CheckForeign(const XmlNode& child) {
+  if (arena_ != nullptr &&
+      (child.arena_ != arena_ || child.namespace_ || typeid(child) != typeid(XmlNode))) {
+    arena_->MarkForeign();
+  }
+}
 
 XmlNode::~XmlNode() { DestroyChildren(); }
 
@@ -61,7 +72,7 @@ void XmlNode::DestroyChildren() {
   // Leaves are destroyed on the spot; only nodes with children of their own wait in a flat
   // list, so no destructor ever recurses.
   std::vector<std::unique_ptr<XmlNode>> pending;
-  auto take_children = [&pending](std::vector<std::unique_ptr<XmlNode>>& children) {
+  auto take_children = [&pending](NodeList& children) {
     for (auto& child : children) {
       if (!child->children_.empty()) pending.push_back(std::move(child));
     }
@@ -82,27 +93,29 @@ void XmlNode::Clear() {
 
 XmlNode* XmlNode::ResolveUnmatched(std::string_view, int) { return nullptr; }
 
-std::unique_ptr<XmlNode> XmlNode::CreateElement(std::string name) {
-  return std::make_unique<XmlNode>(kElementNode, std::move(name));
+std::unique_ptr<XmlNode> XmlNode::CreateElement(std::string_view name) {
+  return std::make_unique<XmlNode>(kElementNode, name);
 }
 
-std::unique_ptr<XmlNode> XmlNode::CreateText(std::string value) {
-  return std::make_unique<XmlNode>(kTextNode, "#text", std::move(value));
+std::unique_ptr<XmlNode> XmlNode::CreateText(std::string_view value) {
+  return std::make_unique<XmlNode>(kTextNode, "#text", value);
 }
 
-const std::string& XmlNode::namespace_uri() const {
-  return namespace_ ? namespace_->uri : EmptyString();
+std::string_view XmlNode::namespace_uri() const {
+  return namespace_ ? std::string_view(namespace_->uri) : std::string_view();
 }
-const std::string& XmlNode::prefix() const {
-  return namespace_ ? namespace_->prefix : EmptyString();
+std::string_view XmlNode::prefix() const {
+  return namespace_ ? std::string_view(namespace_->prefix) : std::string_view();
 }
-const std::string& XmlNode::local_name() const {
-  return namespace_ ? namespace_->local_name : EmptyString();
+std::string_view XmlNode::local_name() const {
+  return namespace_ ? std::string_view(namespace_->local_name) : std::string_view();
 }
 
 void XmlNode::SetNamespace(std::string prefix, std::string local_name, std::string uri) {
   namespace_ = std::make_unique<Namespace>(
       Namespace{std::move(prefix), std::move(local_name), std::move(uri)});
+  // The fields live on the heap, so this node's tree can no longer be dropped as a whole.
+  if (arena_ != nullptr) arena_->MarkForeign();
 }
 
 XmlDocument* XmlNode::OwnerDocument() {
@@ -117,6 +130,7 @@ XmlNode* XmlNode::AppendChild(std::unique_ptr<XmlNode> child) {
   raw->previous_ = children_.empty() ? nullptr : children_.back().get();
   raw->next_ = nullptr;
   if (raw->previous_ != nullptr) raw->previous_->next_ = raw;
+  CheckForeign(*raw);
   children_.push_back(std::move(child));
   self_closed_ = false;
   return raw;
@@ -134,14 +148,14 @@ void XmlNode::SetAttribute(std::string_view name, std::string_view value) {
     return;
   }
   const internal::NodeArena::Scope same_memory(arena_);
-  auto attribute = std::make_unique<XmlNode>(kAttributeNode, std::string(name), std::string(value));
+  auto attribute = std::make_unique<XmlNode>(kAttributeNode, name, value);
   attribute->parent_ = this;
   attributes_.insert(it, std::move(attribute));
 }
 
-const std::string& XmlNode::GetAttribute(std::string_view name) const {
+std::string_view XmlNode::GetAttribute(std::string_view name) const {
   const XmlNode* attribute = FindAttribute(name);
-  return attribute != nullptr ? attribute->value_ : EmptyString();
+  return attribute != nullptr ? std::string_view(attribute->value_) : std::string_view();
 }
 
 XmlNode* XmlNode::InsertAttribute(std::unique_ptr<XmlNode> attribute) {
@@ -149,6 +163,7 @@ XmlNode* XmlNode::InsertAttribute(std::unique_ptr<XmlNode> attribute) {
   auto it = AttributeLowerBound(attributes_, attribute->name());
   if (it != attributes_.end() && (*it)->name() == attribute->name()) return nullptr;
   attribute->parent_ = this;
+  CheckForeign(*attribute);
   return attributes_.insert(it, std::move(attribute))->get();
 }
 

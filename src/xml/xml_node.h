@@ -6,6 +6,7 @@
 #pragma once
 
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,7 +35,9 @@ inline constexpr int kPathCreate = 2;
 
 class XmlNode {
  public:
-  XmlNode(int kind, std::string name, std::string value = {});
+  // The node's strings and lists take their memory from the arena current on this thread
+  // (a parsing document's), or from the heap.
+  XmlNode(int kind, std::string_view name, std::string_view value = {});
   XmlNode(const XmlNode&) = delete;
   XmlNode& operator=(const XmlNode&) = delete;
   // Destroys children and attributes first; safe for trees of any depth.
@@ -52,22 +55,22 @@ class XmlNode {
   // after it) at `index`. Returns the node the lookup ends at, or null. The base returns null.
   virtual XmlNode* ResolveUnmatched(std::string_view rest_of_path, int index);
 
-  static std::unique_ptr<XmlNode> CreateElement(std::string name);
-  static std::unique_ptr<XmlNode> CreateText(std::string value);
+  static std::unique_ptr<XmlNode> CreateElement(std::string_view name);
+  static std::unique_ptr<XmlNode> CreateText(std::string_view value);
 
   int kind() const { return kind_; }
-  const std::string& name() const { return name_; }
-  void set_name(std::string name) { name_ = std::move(name); }
-  const std::string& value() const { return value_; }
-  std::string& mutable_value() { return value_; }
-  void set_value(std::string value) { value_ = std::move(value); }
+  std::string_view name() const { return name_; }
+  void set_name(std::string_view name) { name_.assign(name); }
+  std::string_view value() const { return value_; }
+  std::pmr::string& mutable_value() { return value_; }
+  void set_value(std::string_view value) { value_.assign(value); }
   bool self_closed() const { return self_closed_; }
   void set_self_closed(bool self_closed) { self_closed_ = self_closed; }
 
   // Namespace fields, filled only by namespace processing; empty otherwise.
-  const std::string& namespace_uri() const;
-  const std::string& prefix() const;
-  const std::string& local_name() const;
+  std::string_view namespace_uri() const;
+  std::string_view prefix() const;
+  std::string_view local_name() const;
   void SetNamespace(std::string prefix, std::string local_name, std::string uri);
 
   XmlNode* parent() const { return parent_; }
@@ -92,7 +95,7 @@ class XmlNode {
   // Replaces the value of the attribute of that name, or adds one.
   void SetAttribute(std::string_view name, std::string_view value);
   // The attribute's value, or an empty string when there is none.
-  const std::string& GetAttribute(std::string_view name) const;
+  std::string_view GetAttribute(std::string_view name) const;
   // Adds an attribute node unless one of that name exists; then the new one is dropped and
   // null returned (the first of two same-named attributes stays).
   XmlNode* InsertAttribute(std::unique_ptr<XmlNode> attribute);
@@ -111,22 +114,28 @@ class XmlNode {
  private:
   struct Namespace;
 
+  using NodeList = std::pmr::vector<std::unique_ptr<XmlNode>>;
+  friend class XmlDocument;
+
   // Detaches every descendant into a flat list so that destruction never recurses deeply.
   void DestroyChildren();
+  // Notes in this node's arena that `child` owns memory outside it.
+  void CheckForeign(const XmlNode& child);
 
-  std::string name_;
-  std::string value_;
-  std::unique_ptr<Namespace> namespace_;
-  // The arena that was current when the node was made (null: the heap). Nodes it makes for
-  // itself (attributes, path creation) take their memory from the same place.
+  // The arena that was current when the node was made (null: the heap). The node's strings
+  // and lists, and the nodes it makes for itself (attributes, path creation), take their
+  // memory from the same place. Declared first: the members below are built with it.
   internal::NodeArena* arena_;
+  std::pmr::string name_;
+  std::pmr::string value_;
+  std::unique_ptr<Namespace> namespace_;
   int kind_;
   bool self_closed_ = false;
   XmlNode* parent_ = nullptr;
   XmlNode* previous_ = nullptr;
   XmlNode* next_ = nullptr;
-  std::vector<std::unique_ptr<XmlNode>> children_;
-  std::vector<std::unique_ptr<XmlNode>> attributes_;
+  NodeList children_;
+  NodeList attributes_;
 };
 
 }  // namespace quorvane::xml
