@@ -1,4 +1,4 @@
-// Header inspection without a decoder: which format the first bytes carry and the depth they
+// Reading headers without a decoder: which format the first bytes carry and the depth they
 // declare, and the EXIF date texts cameras write.
 #include "image/internal/format_sniff.h"
 
@@ -90,17 +90,14 @@ TEST_P(ImageExifDateTest, Parses) {
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, ImageExifDateTest,
-    ::testing::Values(
-        // libvips appends a description of the tag after the value.
-        DateCase{"2021:07:14 09:30:05 (2021:07:14 09:30:05, ASCII, 20 components, 20 bytes)",
-                 PhotoDateTime{2021, 7, 14, 9, 30, 5}},
-        DateCase{"2004-02-29T23:59:59", PhotoDateTime{2004, 2, 29, 23, 59, 59}},
-        // A missing or impossible time reads as midnight of a valid date.
-        DateCase{"2004:02:29", PhotoDateTime{2004, 2, 29, 0, 0, 0}},
-        DateCase{"2004:02:29 25:00:00", PhotoDateTime{2004, 2, 29, 0, 0, 0}},
-        DateCase{"2003:02:29 10:00:00", std::nullopt},
-        DateCase{"0000:00:00 00:00:00", std::nullopt},
-        DateCase{"    :  :     :  :  ", std::nullopt}, DateCase{"", std::nullopt}));
+    ::testing::Values(DateCase{"2004-02-29T23:59:59 and more",
+                               PhotoDateTime{2004, 2, 29, 23, 59, 59}},
+                      // A missing or impossible time reads as midnight of a valid date.
+                      DateCase{"2004:02:29", PhotoDateTime{2004, 2, 29, 0, 0, 0}},
+                      DateCase{"2004:02:29 25:00:00", PhotoDateTime{2004, 2, 29, 0, 0, 0}},
+                      DateCase{"2003:02:29 10:00:00", std::nullopt},
+                      DateCase{"0000:00:00 00:00:00", std::nullopt},
+                      DateCase{"    :  :     :  :  ", std::nullopt}, DateCase{"", std::nullopt}));
 
 }  // namespace
 }  // namespace quorvane::image::internal
