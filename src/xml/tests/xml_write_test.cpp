@@ -60,6 +60,32 @@ TEST(XmlNodeTest, AppendChildLinksSiblingsAndClearsSelfClosed) {
   EXPECT_EQ(a->ChildAt(2), nullptr);
 }
 
+// A node type with memory of its own, counting its destructions.
+class CountedNode : public XmlNode {
+ public:
+  explicit CountedNode(int* destroyed)
+      : XmlNode(kElementNode, "counted"), destroyed_(destroyed), payload_(1000, 'p') {}
+  ~CountedNode() override { ++*destroyed_; }
+
+ private:
+  int* destroyed_;
+  std::string payload_;
+};
+
+TEST(XmlNodeTest, NodesOwningOutsideMemoryAreDestroyedWithAParsedTree) {
+  int destroyed = 0;
+  {
+    auto document = std::make_unique<XmlDocument>();
+    ByteBuffer in("<r><a/></r>");
+    document->Parse(in);
+    XmlNode* a = document->FindPath("r.a");
+    a->AppendChild(std::make_unique<CountedNode>(&destroyed));
+    a->AppendChild(XmlNode::CreateElement(std::string(100, 'h')))->SetAttribute("k", "v");
+    document->AppendChild(std::make_unique<CountedNode>(&destroyed));
+  }  // under ASan, anything not freed here is reported as a leak
+  EXPECT_EQ(destroyed, 2);
+}
+
 TEST(XmlNodeTest, SetAttributeReplacesAndGetAttributeDefaultsToEmpty) {
   auto e = XmlNode::CreateElement("e");
   e->SetAttribute("k", "1");
