@@ -74,8 +74,15 @@ bool AlbumIndex::ReadIndexFile(AlbumStore& store, std::string* bytes) {
   return false;
 }
 
-bool AlbumIndex::IsRootName(std::string_view name) {
-  return name == kRootName || name == kLegacyRootName;
+XmlNode* AlbumIndex::ParseIndex(XmlDocument& document, std::string bytes) {
+  document.set_parse_flags(xml::kParseKeepCarriageReturns);
+  xml::ByteBuffer input;
+  input.Adopt(std::move(bytes));
+  document.Parse(input);
+  XmlNode* root = document.ChildAt(0);
+  return root != nullptr && (root->name() == kRootName || root->name() == kLegacyRootName)
+             ? root
+             : nullptr;
 }
 
 bool AlbumIndex::LoadIndex(Album& album) {
@@ -87,13 +94,8 @@ bool AlbumIndex::LoadIndex(Album& album) {
   }
 
   XmlDocument document;
-  document.set_parse_flags(xml::kParseKeepCarriageReturns);
-  xml::ByteBuffer input;
-  input.Adopt(std::move(bytes));
-  document.Parse(input);
-
-  XmlNode* root = document.ChildAt(0);
-  if (root == nullptr || !IsRootName(root->name())) {
+  XmlNode* root = ParseIndex(document, std::move(bytes));
+  if (root == nullptr) {
     album.set_last_error(std::string(kMalformedIndexError));
     return false;
   }

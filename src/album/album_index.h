@@ -8,6 +8,11 @@
 
 #include "album/album.h"
 
+namespace quorvane::xml {
+class XmlDocument;
+class XmlNode;
+}  // namespace quorvane::xml
+
 namespace quorvane::album {
 
 // Index file names, in the reader's order of preference; only the first is ever written.
@@ -21,8 +26,9 @@ class AlbumIndex {
   // Reads the first index file the store has, in the order of preference. On failure the
   // store's LastError() holds the reason for the last name tried.
   [[nodiscard]] static bool ReadIndexFile(AlbumStore& store, std::string* bytes);
-  // "Quorvane", or the older "Tarnwell".
-  static bool IsRootName(std::string_view name);
+  // Parses index bytes into `document` (a derived document may read only what it needs) and
+  // returns the root element, or null when the first node is not "Quorvane" or "Tarnwell".
+  static xml::XmlNode* ParseIndex(xml::XmlDocument& document, std::string bytes);
 
   // Reads the first index file the store has and replaces the album's fields, photos and
   // user variables with it; photos whose image file is not in the store are left out. On

@@ -238,12 +238,8 @@ bool ReadAlbumListEntry(const std::string& path, AlbumListEntry* entry, std::str
     return false;
   }
   IndexSummaryDocument document;
-  document.set_parse_flags(xml::kParseKeepCarriageReturns);
-  xml::ByteBuffer input;
-  input.Adopt(std::move(bytes));
-  document.Parse(input);
-  const xml::XmlNode* root = document.ChildAt(0);
-  if (root == nullptr || !AlbumIndex::IsRootName(root->name())) {
+  const xml::XmlNode* root = AlbumIndex::ParseIndex(document, std::move(bytes));
+  if (root == nullptr) {
     *error = std::string(kMalformedIndexError);
     return false;
   }
