@@ -1,0 +1,63 @@
+// The decoding pipeline behind Image: where encoded bytes come from, opening them lazily
+// against our limits, bringing pixels to 8-bit sRGB, turning them upright, and the metadata
+// that travels with them. Internal to src/image; it may include libvips.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <vips/vips.h>
+
+#include "image/image.h"
+#include "image/internal/vips_support.h"
+
+namespace quorvane::image::internal {
+
+inline constexpr int kMaxSide = 65500;  // the largest side JPEG can store; no format goes beyond
+inline constexpr int kMaxIconSide = 256;
+
+// The path as UTF-8 text, for messages and for libvips.
+std::string PathText(const std::filesystem::path& path);
+
+// Where the encoded bytes come from: a file, or memory the caller keeps alive for the call.
+// A file that had to be read whole keeps its path, so errors still name it.
+struct Source {
+  std::filesystem::path path;  // empty for the caller's memory
+  const uint8_t* data = nullptr;
+  size_t size = 0;
+  std::vector<uint8_t> owned;  // a whole file read for the ImageMagick bridge
+  bool in_memory() const { return data != nullptr; }
+};
+
+struct Decoded {
+  VipsPtr image;  // lazy until materialised
+  ImageFormat format = ImageFormat::kUnknown;
+  int bits_per_pixel = 0;
+  int orientation = 1;
+  std::optional<PhotoDateTime> date_taken;
+};
+
+// "image data" or the quoted path, for messages.
+std::string DescribeSource(const Source& source);
+
+// Opens the encoded image lazily: the header is read and checked against our limits, pixels are
+// decoded later. `jpeg_shrink` (1, 2, 4 or 8) asks the JPEG decoder for a reduced image.
+bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::string* error);
+// Brings any band layout and depth to 8-bit sRGB with 3 or 4 bands.
+bool ToRgb8(VipsPtr& image, std::string* error);
+// Decodes a lazy image into memory; `what` starts the message on failure.
+bool Materialise(VipsPtr& image, std::string* error, const char* what);
+// Drops an alpha band that is opaque everywhere.
+bool DropOpaqueAlpha(VipsPtr& image, std::string* error);
+// Applies an EXIF orientation (1..8) to the pixels.
+bool MakeUpright(VipsPtr& image, int orientation, std::string* error);
+// Open, normalise, decode and turn upright: a whole image ready for Image.
+bool DecodeWhole(Source& source, ImageFormat hint, Decoded* decoded, std::string* error);
+// Removes the orientation tag (the pixels are already upright), or copies metadata across.
+void StripMetadata(VipsImage* image);
+void CopyMetadata(VipsImage* from, VipsImage* to);
+
+}  // namespace quorvane::image::internal
