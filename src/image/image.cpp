@@ -172,9 +172,7 @@ bool Image::Create(int width, int height, bool with_alpha, Rgba fill) {
   return true;
 }
 
-bool Image::Load(const fs::path& path, ImageFormat format_hint) {
-  Source source;
-  source.path = path;
+bool Image::LoadFrom(Source& source, ImageFormat format_hint) {
   Decoded decoded;
   std::string error;
   if (!DecodeWhole(source, format_hint, &decoded, &error)) return Fail(std::move(error));
@@ -187,21 +185,18 @@ bool Image::Load(const fs::path& path, ImageFormat format_hint) {
   return true;
 }
 
+bool Image::Load(const fs::path& path, ImageFormat format_hint) {
+  Source source;
+  source.path = path;
+  return LoadFrom(source, format_hint);
+}
+
 bool Image::LoadFromMemory(const void* data, size_t size, ImageFormat format_hint) {
   if (data == nullptr || size == 0) return Fail("Cannot read image data: it is empty");
   Source source;
   source.data = static_cast<const uint8_t*>(data);
   source.size = size;
-  Decoded decoded;
-  std::string error;
-  if (!DecodeWhole(source, format_hint, &decoded, &error)) return Fail(std::move(error));
-  auto impl = std::make_shared<Impl>();
-  impl->pixels = std::move(decoded.image);
-  impl->bits_per_pixel = decoded.bits_per_pixel;
-  impl->format = decoded.format;
-  impl->date_taken = decoded.date_taken;
-  impl_ = std::move(impl);
-  return true;
+  return LoadFrom(source, format_hint);
 }
 
 bool Image::LoadThumbnail(const fs::path& path, int width, int height, ResampleMode mode,

@@ -20,6 +20,10 @@
 
 namespace quorvane::image {
 
+namespace internal {
+struct Source;
+}  // namespace internal
+
 // File formats, numbered as the album index and the settings store record them.
 enum class ImageFormat : int {
   kUnknown = 0,
@@ -174,6 +178,8 @@ class Image {
 
   bool Fail(std::string text) const;
   Impl* Detach();
+  // Decodes a whole image from `source` and makes it this image's.
+  bool LoadFrom(internal::Source& source, ImageFormat format_hint);
 
   std::shared_ptr<Impl> impl_;
   mutable std::string last_error_;
