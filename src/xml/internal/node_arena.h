@@ -49,9 +49,12 @@ class NodeArena : public std::pmr::memory_resource {
     return this == &other;
   }
 
-  // Blocks stay small enough for the heap to hand back memory it already has, instead of
-  // fresh pages the system must clear for every document.
-  static constexpr size_t kBlockSize = 256 * 1024;
+  // Blocks start small, for the many small documents, and double up to a cap that keeps them
+  // small enough for the heap to hand back memory it already has, instead of fresh pages the
+  // system must clear for every large document.
+  static constexpr size_t kFirstBlockSize = 4 * 1024;
+  static constexpr size_t kLargestBlockSize = 256 * 1024;
+  size_t next_block_size_ = kFirstBlockSize;
   std::vector<std::unique_ptr<std::byte[]>> blocks_;
   std::byte* cursor_ = nullptr;
   size_t left_ = 0;
