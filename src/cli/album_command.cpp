@@ -105,7 +105,7 @@ int Set(std::span<const std::string> args) {
     changed->user_variables().Set(var.substr(0, eq), var.substr(eq + 1));
   }
   if (!album::AlbumIndex::SaveIndex(*changed)) return Failure(changed->last_error());
-  if (!changed->store().Commit()) return Failure(changed->store().LastError());
+  if (!changed->store().Commit({})) return Failure(changed->store().LastError());
   return kExitOk;
 }
 
