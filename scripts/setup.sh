@@ -10,6 +10,8 @@ PACKAGES=(
   libvips-dev libzip-dev zlib1g-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev python3 libvips-tools zip unzip
+  # a font for the text drawn into pictures (placeholders)
+  fonts-dejavu-core
 )
 
 missing=()

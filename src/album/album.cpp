@@ -1,5 +1,7 @@
 #include "album/album.h"
 
+#include "album/photo_naming.h"
+
 namespace quorvane::album {
 
 void UserVariables::Set(std::string_view name, std::string_view value) {
@@ -26,6 +28,27 @@ bool UserVariables::Remove(std::string_view name) {
     if (index > removed) --index;
   }
   return true;
+}
+
+}  // namespace quorvane::album
+
+namespace quorvane::album {
+
+void Album::SetLocation(std::string location) {
+  location_ = std::move(location);
+  location_is_url_ = IsUrl(location_);
+  size_t end = location_.find_last_of('\\');
+  if (end == std::string::npos) {
+    // Our own paths use the platform's separator; a URL has only "/".
+    end = location_.find_last_of('/');
+  }
+  location_folder_ = end == std::string::npos ? std::string() : location_.substr(0, end + 1);
+}
+
+void Album::NoteSaved() {
+  saved_image_files_.clear();
+  saved_image_files_.reserve(photos_.size());
+  for (const AlbumPhoto& photo : photos_) saved_image_files_.push_back(photo.image_file);
 }
 
 }  // namespace quorvane::album

@@ -13,6 +13,7 @@
 
 #include "album/album_photo.h"
 #include "album/album_store.h"
+#include "image/image.h"
 #include "platform/ole_date.h"
 
 namespace quorvane::album {
@@ -41,6 +42,12 @@ class UserVariables {
  private:
   std::vector<Entry> entries_;
   std::unordered_map<std::string, size_t> positions_;  // name -> index in entries_
+};
+
+// How the album makes thumbnails. Both are user settings.
+struct ThumbnailOptions {
+  int jpeg_quality = 85;  // thumbnails are small; 85 keeps them sharp at a third of 100's size
+  image::ResampleMode mode = image::ResampleMode::kBicubic;
 };
 
 class Album {
@@ -77,6 +84,35 @@ class Album {
   UserVariables& user_variables() { return user_variables_; }
   const UserVariables& user_variables() const { return user_variables_; }
 
+  // Where the album lives: a folder path or a URL. SetLocation also fills the location's
+  // folder (up to and including its last separator) and the URL flag.
+  void SetLocation(std::string location);
+  const std::string& location() const { return location_; }
+  const std::string& location_folder() const { return location_folder_; }
+  bool location_is_url() const { return location_is_url_; }
+
+  // Thumbnails are made to fit 2 pixels inside a cell of this size.
+  int thumbnail_cell_width() const { return cell_width_; }
+  int thumbnail_cell_height() const { return cell_height_; }
+  void set_thumbnail_cell_size(int width, int height) {
+    cell_width_ = width;
+    cell_height_ = height;
+  }
+  const ThumbnailOptions& thumbnail_options() const { return thumbnail_options_; }
+  void set_thumbnail_options(const ThumbnailOptions& options) { thumbnail_options_ = options; }
+
+  // Files of the album's store that no photo uses any more but that undo may still need:
+  // earlier versions of edited photos and the files of removed photos. They are deleted
+  // when the album is closed (photo_operations.h, ReleaseRetainedFiles), never before.
+  void RetainFile(std::string name) { retained_files_.push_back(std::move(name)); }
+  const std::vector<std::string>& retained_files() const { return retained_files_; }
+  std::vector<std::string> TakeRetainedFiles() { return std::move(retained_files_); }
+
+  // The image files the index on disk names, as of the last load or save: a retained file
+  // among them stays, because the saved album still shows it.
+  const std::vector<std::string>& saved_image_files() const { return saved_image_files_; }
+  void NoteSaved();
+
   bool modified() const { return modified_; }
   void set_modified(bool modified) { modified_ = modified; }
 
@@ -95,6 +131,14 @@ class Album {
   UserVariables user_variables_;
   bool modified_ = false;
   std::string last_error_;
+  std::string location_;
+  std::string location_folder_;
+  bool location_is_url_ = false;
+  int cell_width_ = 120;
+  int cell_height_ = 90;
+  ThumbnailOptions thumbnail_options_;
+  std::vector<std::string> retained_files_;
+  std::vector<std::string> saved_image_files_;
 };
 
 }  // namespace quorvane::album

@@ -404,6 +404,10 @@ bool PackAlbumFolder(const fs::path& folder, const fs::path& archive, const Pack
     // file from elsewhere on the disk.
     if (!it->is_regular_file(ec) || it->is_symlink(ec)) continue;
     std::string name = Utf8(it->path().filename());
+    if (std::find(options.leave_out.begin(), options.leave_out.end(), name) !=
+        options.leave_out.end()) {
+      continue;
+    }
     if (const std::string problem = NameProblem(name); !problem.empty()) {
       *error = prefix + "the file " + Quoted(name) + " " + problem;
       return false;

@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvane::album {
 
@@ -23,6 +24,8 @@ struct PackOptions {
   // JPEG photos and thumbnails barely shrink under deflate, so by default they are stored
   // as they are and only the other files (index, PNG/BMP/TIFF photos) are deflated.
   bool deflate_jpeg = false;
+  // Names of files in the folder that stay out of the archive.
+  std::vector<std::string> leave_out;
   // Called now and then with the fraction done (0..1); returning false cancels the pack.
   std::function<bool(double fraction)> progress;
 };

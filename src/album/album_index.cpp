@@ -156,6 +156,7 @@ bool AlbumIndex::LoadIndex(Album& album) {
     }
   }
   album.set_modified(false);
+  album.NoteSaved();
   return true;
 }
 
@@ -204,6 +205,7 @@ bool AlbumIndex::SaveIndex(Album& album) {
     return false;
   }
   album.set_modified(false);
+  album.NoteSaved();
   return true;
 }
 

@@ -3,6 +3,7 @@
 // archive store serves the working copy of an album archive.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,11 +29,31 @@ class AlbumStore {
     (void)names;
     return false;
   }
+
+  // Photos come in and go out as whole files, never through memory.
+  //
+  // Copies the file at `source` (outside the album) into the album as `name`, replacing any
+  // file of that name atomically.
+  [[nodiscard]] virtual bool ImportFile(const std::filesystem::path& source,
+                                        std::string_view name) = 0;
+  // Where the named file can be opened by path (for the image decoder and for copying out);
+  // empty for a name that is not a plain file name.
+  virtual std::filesystem::path LocalPath(std::string_view name) const = 0;
+  // Deletes the named file; a file that is already gone counts as deleted.
+  [[nodiscard]] virtual bool RemoveFile(std::string_view name) = 0;
+  // Swaps the contents of two existing files in one step: how the album keeps an earlier
+  // version of a photo under a name of its own and brings it back.
+  [[nodiscard]] virtual bool ExchangeFiles(std::string_view a, std::string_view b) = 0;
+
   // Makes what was written so far durable where the album really lives. A folder's writes
   // already are, so this does nothing; an archive store repacks its working copy into the
-  // archive. Called by the album's save after the index was written. On failure returns
-  // false and sets LastError().
-  [[nodiscard]] virtual bool Commit() { return true; }
+  // archive, leaving out the files named in `leave_out` (versions only the album's undo
+  // history needs). Called by the album's save after the index was written. On failure
+  // returns false and sets LastError().
+  [[nodiscard]] virtual bool Commit(const std::vector<std::string>& leave_out) {
+    (void)leave_out;
+    return true;
+  }
 };
 
 // True for a name that stays inside the album: not empty, no folder separators, no drive

@@ -69,20 +69,13 @@ ArchiveStore::~ArchiveStore() {
   fs::remove_all(folder(), ec);
 }
 
-bool ArchiveStore::ReadFile(std::string_view name, std::string* bytes) {
-  if (FolderStore::ReadFile(name, bytes)) return true;
-  last_error_ = FolderStore::LastError();
+bool ArchiveStore::Commit(const std::vector<std::string>& leave_out) {
+  PackOptions options = pack_options_;
+  options.leave_out = leave_out;
+  std::string error;
+  if (PackAlbumFolder(folder(), archive_, options, &error)) return true;
+  set_last_error(std::move(error));
   return false;
-}
-
-bool ArchiveStore::WriteFile(std::string_view name, std::string_view bytes) {
-  if (FolderStore::WriteFile(name, bytes)) return true;
-  last_error_ = FolderStore::LastError();
-  return false;
-}
-
-bool ArchiveStore::Commit() {
-  return PackAlbumFolder(folder(), archive_, pack_options_, &last_error_);
 }
 
 }  // namespace quorvane::album

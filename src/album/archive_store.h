@@ -25,7 +25,7 @@ class ArchiveStore : public FolderStore {
   //   std::string error;
   //   auto store = ArchiveStore::Open("trip.qvo", {}, &error);
   //   Album album(std::move(store));  // after checking it is not null
-  //   ... AlbumIndex::SaveIndex(album) && album.store().Commit() ...
+  //   ... AlbumIndex::SaveIndex(album) && album.store().Commit({}) ...
   static std::unique_ptr<ArchiveStore> Open(const std::filesystem::path& archive,
                                             const ArchiveLimits& limits, std::string* error);
   ~ArchiveStore() override;
@@ -37,14 +37,10 @@ class ArchiveStore : public FolderStore {
   // How Commit packs; the defaults store JPEGs and deflate the rest at level 6.
   void set_pack_options(PackOptions options) { pack_options_ = std::move(options); }
 
-  bool ReadFile(std::string_view name, std::string* bytes) override;
-  bool WriteFile(std::string_view name, std::string_view bytes) override;
-  bool FileExists(std::string_view name) override { return FolderStore::FileExists(name); }
-  const std::string& LastError() const override { return last_error_; }
-
-  // Packs the working copy into the archive, atomically: on failure the previous archive is
-  // untouched, the working copy keeps every change, and LastError() says why.
-  [[nodiscard]] bool Commit() override;
+  // Packs the working copy, less the files named in `leave_out`, into the archive,
+  // atomically: on failure the previous archive is untouched, the working copy keeps every
+  // change, and LastError() says why.
+  [[nodiscard]] bool Commit(const std::vector<std::string>& leave_out) override;
 
  private:
   ArchiveStore(std::filesystem::path archive, std::filesystem::path working_copy)
@@ -52,7 +48,6 @@ class ArchiveStore : public FolderStore {
 
   std::filesystem::path archive_;
   PackOptions pack_options_;
-  std::string last_error_;
 };
 
 }  // namespace quorvane::album

@@ -29,6 +29,28 @@ bool FolderStore::FileExists(std::string_view name) {
   return IsPlainFileName(name) && platform::IsRegularFile(PathOf(name));
 }
 
+bool FolderStore::ImportFile(const std::filesystem::path& source, std::string_view name) {
+  return CheckName(name) && platform::CopyFileAtomically(source, PathOf(name), &last_error_);
+}
+
+std::filesystem::path FolderStore::LocalPath(std::string_view name) const {
+  return IsPlainFileName(name) ? PathOf(name) : std::filesystem::path();
+}
+
+bool FolderStore::RemoveFile(std::string_view name) {
+  if (!CheckName(name)) return false;
+  std::error_code ec;
+  std::filesystem::remove(PathOf(name), ec);
+  if (!ec) return true;
+  last_error_ = "Unable to delete \"" + PathOf(name).string() + "\": " + ec.message();
+  return false;
+}
+
+bool FolderStore::ExchangeFiles(std::string_view a, std::string_view b) {
+  return CheckName(a) && CheckName(b) &&
+         platform::ExchangeFiles(PathOf(a), PathOf(b), &last_error_);
+}
+
 bool FolderStore::ListFiles(std::vector<std::string>* names) {
   std::error_code ec;
   std::filesystem::directory_iterator it(folder_, ec), end;

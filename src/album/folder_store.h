@@ -20,7 +20,14 @@ class FolderStore : public AlbumStore {
   bool FileExists(std::string_view name) override;
   // Regular files only, as FileExists counts them.
   bool ListFiles(std::vector<std::string>* names) override;
+  bool ImportFile(const std::filesystem::path& source, std::string_view name) override;
+  std::filesystem::path LocalPath(std::string_view name) const override;
+  bool RemoveFile(std::string_view name) override;
+  bool ExchangeFiles(std::string_view a, std::string_view b) override;
   const std::string& LastError() const override { return last_error_; }
+
+ protected:
+  void set_last_error(std::string text) { last_error_ = std::move(text); }
 
  private:
   bool CheckName(std::string_view name);

@@ -1,13 +1,13 @@
 // quorvane-cli album: show an album's index, or change its title, date, description and
-// user variables.
+// user variables. The verbs on photos are in album_photos_command.cpp.
 #include <iostream>
 #include <memory>
 
 #include "album/album_index.h"
-#include "album/archive_store.h"
-#include "album/folder_store.h"
+#include "album/photo_operations.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "cli/open_album.h"
 
 namespace quorvane::cli {
 namespace {
@@ -24,26 +24,6 @@ constexpr OptionSpec kSetOptions[] = {{"--title", true},
 
 std::string DateText(platform::OleDate date) {
   return platform::IsValidOleDate(date) ? platform::FormatOleDate(date) : "-";
-}
-
-std::unique_ptr<album::Album> OpenAlbum(const std::string& folder) {
-  std::unique_ptr<album::AlbumStore> store;
-  if (album::IsArchivePath(folder)) {
-    std::string error;
-    store = album::ArchiveStore::Open(folder, {}, &error);
-    if (!store) {
-      Failure(error);
-      return nullptr;
-    }
-  } else {
-    store = std::make_unique<album::FolderStore>(folder);
-  }
-  auto opened = std::make_unique<album::Album>(std::move(store));
-  if (!album::AlbumIndex::LoadIndex(*opened)) {
-    Failure(opened->last_error());
-    return nullptr;
-  }
-  return opened;
 }
 
 int Show(std::span<const std::string> args) {
@@ -104,18 +84,22 @@ int Set(std::span<const std::string> args) {
     const size_t eq = var.find('=');
     changed->user_variables().Set(var.substr(0, eq), var.substr(eq + 1));
   }
-  if (!album::AlbumIndex::SaveIndex(*changed)) return Failure(changed->last_error());
-  if (!changed->store().Commit()) return Failure(changed->store().LastError());
+  if (!album::SaveAlbum(*changed)) return Failure(changed->last_error());
   return kExitOk;
 }
 
 }  // namespace
 
 int RunAlbumCommand(std::span<const std::string> args) {
-  if (!args.empty() && args[0] == "show") return Show(args.subspan(1));
-  if (!args.empty() && args[0] == "set") return Set(args.subspan(1));
-  return UsageError("expected \"show\" or \"set\"",
-                    std::string(kShowUsage) + " | " + std::string(kSetUsage));
+  const std::string verb = args.empty() ? "" : args[0];
+  if (verb == "show") return Show(args.subspan(1));
+  if (verb == "set") return Set(args.subspan(1));
+  if (verb == "create") return CreateAlbumCommand(args.subspan(1));
+  if (verb == "add") return AddPhotosCommand(args.subspan(1));
+  if (verb == "remove") return RemovePhotosCommand(args.subspan(1));
+  if (verb == "export") return ExportPhotoCommand(args.subspan(1));
+  return UsageError("expected \"show\", \"set\", \"create\", \"add\", \"remove\" or \"export\"",
+                    "album show|set|create|add|remove|export ... (see --help)");
 }
 
 }  // namespace quorvane::cli

@@ -15,6 +15,11 @@ struct Command {
 };
 
 int RunAlbumCommand(std::span<const std::string> args);
+// The verbs of "album" that work on photos (album_photos_command.cpp).
+int CreateAlbumCommand(std::span<const std::string> args);
+int AddPhotosCommand(std::span<const std::string> args);
+int RemovePhotosCommand(std::span<const std::string> args);
+int ExportPhotoCommand(std::span<const std::string> args);
 int RunArchiveCommand(std::span<const std::string> args);
 int RunLibraryCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
@@ -22,9 +27,13 @@ int RunXmlCommand(std::span<const std::string> args);
 
 inline constexpr Command kCommands[] = {
     {"album",
-     "album show <folder>\n"
+     "album show <folder|file.qvo>\n"
      "album set <folder> [--title T] [--description D] [--date YYYY-MM-DD|none] "
-     "[--title-image FILE] [--var NAME=VALUE]...",
+     "[--title-image FILE] [--var NAME=VALUE]...\n"
+     "album create <folder|file.qvo> [--title T]\n"
+     "album add <album> <files...> [--at N] [--cell WxH]\n"
+     "album remove <album> <number...>\n"
+     "album export <album> <number> <dest-folder> [--fit WxH] [--thumbnail]",
      RunAlbumCommand},
     {"archive",
      "archive pack <album-folder> <file.qvo> [--level 0-9] [--deflate-jpeg]\n"

@@ -349,6 +349,56 @@ uint8_t* Image::MutableRow(int y) {
   return VIPS_IMAGE_ADDR(Detach()->pixels.get(), 0, y);
 }
 
+bool Image::DrawCenteredText(std::string_view text, Rgba color, int pixel_height) {
+  if (!impl_) return Fail("There is no image");
+  if (text.empty()) return true;
+  // The renderer reads Pango markup; plain text must not be taken for it.
+  std::string markup;
+  for (char c : text) {
+    switch (c) {
+      case '&':
+        markup += "&amp;";
+        break;
+      case '<':
+        markup += "&lt;";
+        break;
+      case '>':
+        markup += "&gt;";
+        break;
+      default:
+        markup += c;
+    }
+  }
+  // At 72 dpi a font's size in points is its size in pixels.
+  const std::string font = "sans " + std::to_string(std::clamp(pixel_height, 4, 512));
+  VipsImage* raw = nullptr;
+  if (vips_text(&raw, markup.c_str(), "font", font.c_str(), "dpi", 72, nullptr) != 0) {
+    return Fail("Cannot draw the text: " + TakeVipsError());
+  }
+  VipsPtr mask(raw);
+  if (vips_image_wio_input(mask.get()) != 0) {
+    return Fail("Cannot draw the text: " + TakeVipsError());
+  }
+  const int mask_width = mask->Xsize, mask_height = mask->Ysize;
+  const int left = (width() - mask_width) / 2, top = (height() - mask_height) / 2;
+  const int bands = channels();
+  for (int my = 0; my < mask_height; ++my) {
+    uint8_t* row = MutableRow(top + my);
+    if (row == nullptr) continue;
+    const uint8_t* coverage = VIPS_IMAGE_ADDR(mask.get(), 0, my);
+    for (int mx = 0; mx < mask_width; ++mx) {
+      const int x = left + mx;
+      if (x < 0 || x >= width() || coverage[mx] == 0) continue;
+      uint8_t* p = row + static_cast<size_t>(x) * bands;
+      const int a = coverage[mx];
+      p[0] = static_cast<uint8_t>((color.r * a + p[0] * (255 - a) + 127) / 255);
+      p[1] = static_cast<uint8_t>((color.g * a + p[1] * (255 - a) + 127) / 255);
+      p[2] = static_cast<uint8_t>((color.b * a + p[2] * (255 - a) + 127) / 255);
+    }
+  }
+  return true;
+}
+
 Rgba Image::GetPixel(int x, int y) const {
   if (!impl_ || x < 0 || y < 0 || x >= width() || y >= height()) return Rgba{0, 0, 0, 0};
   const uint8_t* p = VIPS_IMAGE_ADDR(impl_->pixels.get(), x, y);

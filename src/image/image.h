@@ -16,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quorvane::image {
@@ -155,6 +156,11 @@ class Image {
   // Keeps the pixels in [left, right) x [top, bottom), clipped to the image. Fails when
   // nothing is left.
   [[nodiscard]] bool Crop(int left, int top, int right, int bottom);
+
+  // Draws one line of plain `text` in `color`, in the system's sans-serif font at about
+  // `pixel_height` pixels, centred on the image and clipped to it. Fails (image unchanged)
+  // when the text cannot be laid out.
+  [[nodiscard]] bool DrawCenteredText(std::string_view text, Rgba color, int pixel_height);
 
   // Pixel access. Coordinates outside the image read as {0,0,0,0} and are ignored on write.
   Rgba GetPixel(int x, int y) const;

@@ -20,6 +20,19 @@ bool ReadWholeFile(const std::filesystem::path& path, std::string* bytes, std::s
 bool WriteFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                          std::string* error);
 
+// Copies the file `source` to `target` the same crash-safe way: the copy is flushed to disk
+// under a temporary name and renamed into place, so `target` is either the old file or the whole
+// new one. On failure returns false, leaves `target` untouched and sets *error ("Unable to read
+// ..." for the source, "Unable to write ..." for the target).
+bool CopyFileAtomically(const std::filesystem::path& source, const std::filesystem::path& target,
+                        std::string* error);
+
+// Swaps two files in one step where the system can (Linux), with three renames otherwise.
+// When only one of them exists it moves to the other name; when neither does, nothing
+// happens. On failure returns false with *error; both files keep their names and contents.
+bool ExchangeFiles(const std::filesystem::path& a, const std::filesystem::path& b,
+                   std::string* error);
+
 // True when `path` names an existing regular file (not a folder).
 bool IsRegularFile(const std::filesystem::path& path);
 

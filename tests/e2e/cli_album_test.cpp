@@ -11,8 +11,17 @@ namespace {
 namespace fs = std::filesystem;
 using testing::RunCli;
 
+// Every folder the CLI would find through the environment points into the test's folder.
 class CliAlbumTest : public ::testing::Test {
  protected:
+  void SetUp() override {
+    for (const auto& [name, folder] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
+                                       {"QUORVANE_LIBRARY_DIR", "albums"},
+                                       {"QUORVANE_THUMBNAIL_DIR", "cache/Thumbnail"},
+                                       {"QUORVANE_BROWSER_DIR", "pictures"}}) {
+      ::setenv(name, (dir_ / folder).c_str(), 1);
+    }
+  }
   std::string Fixture(std::string_view name) {
     const fs::path target = dir_ / name;
     fs::copy(testing::TestDataPath("albums") / name, target, fs::copy_options::recursive);
@@ -100,6 +109,54 @@ TEST_F(CliAlbumTest, FailedLoadPrintsTheAlbumsErrorAndExitsOne) {
   EXPECT_NE(r.err.find("No such file or directory"), std::string::npos) << r.err;
 }
 
+// A photo's life on the command line: into a new album (progress on stderr), out again at a
+// smaller size, and removed with its files; the same for an album archive.
+TEST_F(CliAlbumTest, CreateAddExportRemove) {
+  const fs::path album = dir_ / "trip";
+  ASSERT_EQ(RunCli({"album", "create", album.string(), "--title", "Trip"}).exit_code, 0);
+  EXPECT_EQ(RunCli({"album", "create", album.string()}).exit_code, 1);  // not over an album
+
+  const fs::path photo = dir_ / "sea~side.jpg";
+  fs::copy_file(testing::TestDataPath("images/taken-2021-07-14.jpg"), photo);
+  auto r = RunCli({"album", "add", album.string(), photo.string(), "--cell", "34x34"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.err,
+            "Adding \"sea~side.jpg\" (image 1 of 1) ...\n"
+            "  Loading image from disk...\n"
+            "  Creating thumbnail...\n"
+            "  Adding image to album...\n");
+  r = RunCli({"album", "show", album.string()});
+  EXPECT_NE(r.out.find("Title: Trip\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("1\tsea-side.jpg\tJPEG\t64x48\t2021-07-14\t"), std::string::npos) << r.out;
+  EXPECT_TRUE(fs::exists(album / "_thumb_sea-side.jpg"));
+
+  const fs::path out = dir_ / "out";
+  fs::create_directories(out);
+  r = RunCli({"album", "export", album.string(), "1", out.string(), "--fit", "32x32"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_TRUE(fs::file_size(out / "sea-side.jpg") > 0);
+  r = RunCli({"album", "export", album.string(), "1", out.string()});
+  EXPECT_EQ(r.exit_code, 1);  // never over an existing file
+  EXPECT_NE(r.err.find("already exists"), std::string::npos) << r.err;
+  EXPECT_EQ(RunCli({"album", "export", album.string(), "2", out.string()}).exit_code, 2);
+
+  r = RunCli({"album", "remove", album.string(), "1"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.err, "Deleting sea-side.jpg (image 1 of 1) ...\n");
+  EXPECT_FALSE(fs::exists(album / "sea-side.jpg"));
+  EXPECT_FALSE(fs::exists(album / "_thumb_sea-side.jpg"));
+
+  const fs::path archive = dir_ / "trip.qvo";
+  ASSERT_EQ(RunCli({"album", "create", archive.string(), "--title", "Packed"}).exit_code, 0);
+  r = RunCli({"album", "add", archive.string(), photo.string(), photo.string()});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  r = RunCli({"album", "show", archive.string()});
+  EXPECT_NE(r.out.find("Title: Packed\nDate: -\nDescription: \nVersion: 1.0\nPhotos: 2\n"),
+            std::string::npos)
+      << r.out;
+  EXPECT_NE(r.out.find("2\tsea-side-0.jpg\t"), std::string::npos) << r.out;
+}
+
 TEST_F(CliAlbumTest, XmlCheckWritesTheDocumentBack) {
   const fs::path file = dir_ / "doc.xml";
   testing::WriteTextFile(file, "<?xml version='1.0'?><A b=1>x<!-- c --></A><B/>");
@@ -115,7 +172,7 @@ TEST_F(CliAlbumTest, XmlCheckWritesTheDocumentBack) {
 TEST(CliHelpTest, HelpListsEveryCommand) {
   const auto r = RunCli({"--help"});
   ASSERT_EQ(r.exit_code, 0);
-  EXPECT_NE(r.out.find("quorvane-cli album show <folder>"), std::string::npos);
+  EXPECT_NE(r.out.find("quorvane-cli album show <folder|file.qvo>"), std::string::npos);
   EXPECT_NE(r.out.find("quorvane-cli xml check <file>"), std::string::npos);
 }
 

@@ -137,7 +137,7 @@ TEST_F(AlbumArchiveTest, PackOpenChangeCommitAndReopen) {
     EXPECT_EQ(album.title(), "Summer & sea");
     album.set_title("Renamed");
     ASSERT_TRUE(album.store().WriteFile("notes.png", "new file"));
-    ASSERT_TRUE(AlbumIndex::SaveIndex(album) && album.store().Commit())
+    ASSERT_TRUE(AlbumIndex::SaveIndex(album) && album.store().Commit({}))
         << album.store().LastError();
   }
   EXPECT_FALSE(fs::exists(working_copy));

@@ -42,5 +42,44 @@ TEST(FileUtilTest, ErrorsNameThePathAndTheReason) {
   EXPECT_FALSE(IsRegularFile(dir.path()));
 }
 
+TEST(FileUtilTest, CopyIsWholeOrNothing) {
+  testing::TempDir dir;
+  std::string big(300000, 'x');
+  for (size_t i = 0; i < big.size(); i += 7) big[i] = static_cast<char>(i % 251);
+  std::string error, bytes;
+  ASSERT_TRUE(WriteFileAtomically(dir / "source", big, &error)) << error;
+  ASSERT_TRUE(WriteFileAtomically(dir / "target", "old", &error)) << error;
+  ASSERT_TRUE(CopyFileAtomically(dir / "source", dir / "target", &error)) << error;
+  ASSERT_TRUE(ReadWholeFile(dir / "target", &bytes, &error));
+  EXPECT_EQ(bytes, big);
+
+  EXPECT_FALSE(CopyFileAtomically(dir / "missing", dir / "target", &error));
+  EXPECT_EQ(error,
+            "Unable to read \"" + (dir / "missing").string() + "\": No such file or directory");
+  EXPECT_FALSE(CopyFileAtomically(dir.path(), dir / "target", &error));  // a folder
+  ASSERT_TRUE(ReadWholeFile(dir / "target", &bytes, &error));
+  EXPECT_EQ(bytes, big);
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 2);
+}
+
+TEST(FileUtilTest, ExchangeSwapsOrMovesTheOneThatExists) {
+  testing::TempDir dir;
+  std::string error;
+  ASSERT_TRUE(WriteFileAtomically(dir / "a", "A", &error));
+  ASSERT_TRUE(WriteFileAtomically(dir / "b", "B", &error));
+  ASSERT_TRUE(ExchangeFiles(dir / "a", dir / "b", &error)) << error;
+  EXPECT_EQ(testing::ReadTextFile(dir / "a"), "B");
+  EXPECT_EQ(testing::ReadTextFile(dir / "b"), "A");
+
+  ASSERT_TRUE(ExchangeFiles(dir / "a", dir / "c", &error)) << error;
+  EXPECT_FALSE(fs::exists(dir / "a"));
+  EXPECT_EQ(testing::ReadTextFile(dir / "c"), "B");
+  ASSERT_TRUE(ExchangeFiles(dir / "a", dir / "c", &error)) << error;  // and back
+  EXPECT_EQ(testing::ReadTextFile(dir / "a"), "B");
+  EXPECT_TRUE(ExchangeFiles(dir / "x", dir / "y", &error));  // neither: nothing to do
+  EXPECT_FALSE(ExchangeFiles(dir / "a", dir / "no" / "b", &error));
+  EXPECT_EQ(testing::ReadTextFile(dir / "a"), "B");
+}
+
 }  // namespace
 }  // namespace quorvane::platform

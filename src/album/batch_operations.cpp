@@ -1,0 +1,132 @@
+#include "album/batch_operations.h"
+
+#include "album/photo_naming.h"
+
+namespace quorvane::album {
+namespace fs = std::filesystem;
+namespace {
+
+bool Cancelled(const BatchProgress& progress) {
+  return progress.cancel != nullptr && progress.cancel->load(std::memory_order_relaxed);
+}
+
+void Report(const BatchProgress& progress, const std::string& text, int step, int steps) {
+  if (progress.batch) progress.batch(text, step, steps);
+}
+
+std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+void AddFailure(BatchResult* result, std::string_view name, const std::string& error) {
+  result->failures.push_back(std::string(name) + ": " + error);
+}
+
+}  // namespace
+
+std::string BatchProgressText(std::string_view verb, std::string_view label, int number,
+                              int total) {
+  return std::string(verb) + " " + std::string(label) + " (image " + std::to_string(number) +
+         " of " + std::to_string(total) + ") ...";
+}
+
+std::string PhotoLabel(const AlbumPhoto& photo) {
+  return photo.title.empty() ? photo.image_file : Quoted(photo.title);
+}
+
+BatchResult AddImages(Album& album, std::span<const fs::path> sources, int position,
+                      const BatchProgress& progress, std::vector<size_t>* added) {
+  BatchResult result;
+  const int total = static_cast<int>(sources.size());
+  for (int k = 0; k < total; ++k) {
+    if (Cancelled(progress)) {
+      result.cancelled = true;
+      break;
+    }
+    const fs::path& source = sources[static_cast<size_t>(k)];
+    const std::string file_name = source.filename().string();
+    Report(progress, BatchProgressText("Adding", Quoted(file_name), k + 1, total), k, total);
+    const std::string name = MakeUniqueName(album, AlbumFileName(file_name));
+    const size_t count = album.photos().size();
+    const size_t at =
+        position < 0
+            ? count
+            : std::min(count, static_cast<size_t>(position) + static_cast<size_t>(result.done));
+    if (AddImageFromDisk(album, source, name, static_cast<int>(at), progress.step)) {
+      ++result.done;
+      if (added != nullptr) added->push_back(at);
+      continue;
+    }
+    AddFailure(&result, file_name, album.last_error());
+    // A record whose file never arrived would name a missing file; one that only lacks its
+    // thumbnail is a photo all the same.
+    auto& photos = album.photos();
+    if (photos.size() > count && !album.store().FileExists(name)) {
+      photos.erase(photos.begin() + static_cast<std::ptrdiff_t>(at));
+    } else if (photos.size() > count) {
+      ++result.done;
+      if (added != nullptr) added->push_back(at);
+    }
+  }
+  return result;
+}
+
+BatchResult CopyImages(Album& album, std::span<const size_t> positions,
+                       const fs::path& target_folder, const std::optional<FitSize>& fit,
+                       const BatchProgress& progress) {
+  BatchResult result;
+  const int total = static_cast<int>(positions.size());
+  for (int k = 0; k < total; ++k) {
+    if (Cancelled(progress)) {
+      result.cancelled = true;
+      break;
+    }
+    const size_t index = positions[static_cast<size_t>(k)];
+    if (index >= album.photos().size()) {
+      result.failures.push_back("There is no photo " + std::to_string(index + 1));
+      continue;
+    }
+    const std::string name = album.photos()[index].image_file;
+    Report(progress, BatchProgressText("Copying", Quoted(name), k + 1, total), k, total);
+    if (CopyImageOut(album, index, target_folder / name, fit, progress.step)) {
+      ++result.done;
+    } else {
+      AddFailure(&result, name, album.last_error());
+    }
+  }
+  return result;
+}
+
+BatchResult DeletePhotos(Album& album, std::span<const size_t> positions,
+                         const BatchProgress& progress, std::vector<RemovedPhoto>* removed) {
+  BatchResult result;
+  const int total = static_cast<int>(positions.size());
+  auto& photos = album.photos();
+  // Checked whole first: a wrong list changes nothing.
+  for (size_t i = 0; i < positions.size(); ++i) {
+    if (positions[i] >= photos.size() || (i > 0 && positions[i] <= positions[i - 1])) {
+      result.failures.push_back(
+          "The photos to delete must be given in ascending order, each "
+          "once, from 1 to " +
+          std::to_string(photos.size()));
+      return result;
+    }
+  }
+  for (int k = 0; k < total; ++k) {
+    if (Cancelled(progress)) {
+      result.cancelled = true;
+      break;
+    }
+    // Every earlier removal moved the later photos down by one.
+    const size_t at = positions[static_cast<size_t>(k)] - static_cast<size_t>(k);
+    Report(progress, BatchProgressText("Deleting", PhotoLabel(photos[at]), k + 1, total), k, total);
+    AlbumPhoto photo = std::move(photos[at]);
+    photos.erase(photos.begin() + static_cast<std::ptrdiff_t>(at));
+    album.RetainFile(photo.image_file);
+    album.RetainFile(ThumbnailName(photo.image_file));
+    album.set_modified(true);
+    if (removed != nullptr) removed->push_back({at, std::move(photo)});
+    ++result.done;
+  }
+  return result;
+}
+
+}  // namespace quorvane::album

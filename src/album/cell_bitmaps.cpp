@@ -1,0 +1,85 @@
+#include "album/cell_bitmaps.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace quorvane::album {
+namespace {
+
+using image::Image;
+using image::Rgba;
+
+constexpr Rgba kBlack{0, 0, 0, 255};
+
+// A line from (x0, y0) to (x1, y1), both ends included.
+void DrawLine(Image& image, int x0, int y0, int x1, int y1, Rgba color) {
+  const int dx = std::abs(x1 - x0), sx = x0 < x1 ? 1 : -1;
+  const int dy = -std::abs(y1 - y0), sy = y0 < y1 ? 1 : -1;
+  int error = dx + dy;
+  for (;;) {
+    image.SetPixel(x0, y0, color);
+    if (x0 == x1 && y0 == y1) return;
+    const int twice = 2 * error;
+    if (twice >= dy) {
+      error += dy;
+      x0 += sx;
+    }
+    if (twice <= dx) {
+      error += dx;
+      y0 += sy;
+    }
+  }
+}
+
+}  // namespace
+
+Image MakeNoImageBitmap(int width, int height, std::string_view text) {
+  Image bitmap;
+  if (width < 1 || height < 1 || !bitmap.Create(width, height, false, Rgba{192, 192, 192, 255})) {
+    return Image();
+  }
+  const int right = width - 1, bottom = height - 1;
+  DrawLine(bitmap, 0, 0, right, 0, kBlack);
+  DrawLine(bitmap, right, 0, right, bottom, kBlack);
+  DrawLine(bitmap, right, bottom, 0, bottom, kBlack);
+  DrawLine(bitmap, 0, bottom, 0, 0, kBlack);
+  DrawLine(bitmap, 0, 0, right, bottom, kBlack);
+  DrawLine(bitmap, right, 0, 0, bottom, kBlack);
+  // Without a usable font the placeholder still reads as one: the frame and cross stay.
+  (void)bitmap.DrawCenteredText(text.empty() ? "No Image" : text, kBlack,
+                                std::clamp(height / 8, 8, 14));
+  return bitmap;
+}
+
+Image MakeCellBitmap(const Image& thumbnail, int cell_width, int cell_height) {
+  Image cell;
+  if (cell_width < 1 || cell_height < 1 ||
+      !cell.Create(cell_width, cell_height, false, Rgba{255, 255, 255, 255})) {
+    return Image();
+  }
+  if (!thumbnail.IsValid()) return cell;
+  const int left = (cell_width - thumbnail.width()) / 2;
+  const int top = (cell_height - thumbnail.height()) / 2;
+  const int source_channels = thumbnail.channels();
+  for (int y = std::max(0, -top); y < thumbnail.height() && top + y < cell_height; ++y) {
+    const uint8_t* from = thumbnail.Row(y);
+    uint8_t* to = cell.MutableRow(top + y);
+    for (int x = std::max(0, -left); x < thumbnail.width() && left + x < cell_width; ++x) {
+      const uint8_t* p = from + static_cast<size_t>(x) * source_channels;
+      uint8_t* q = to + static_cast<size_t>(left + x) * 3;
+      if (source_channels == 4) {
+        // Transparent parts show the white cell.
+        const int a = p[3];
+        for (int c = 0; c < 3; ++c)
+          q[c] = static_cast<uint8_t>((p[c] * a + 255 * (255 - a) + 127) / 255);
+      } else {
+        q[0] = p[0];
+        q[1] = p[1];
+        q[2] = p[2];
+      }
+    }
+  }
+  return cell;
+}
+
+}  // namespace quorvane::album

@@ -1,0 +1,43 @@
+// How photos are named and typed inside an album: the image type table, thumbnail names,
+// unique names, and the location rules (URL or folder).
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "image/image.h"
+
+namespace quorvane::album {
+
+class Album;
+
+// One row of the image type table.
+struct ImageType {
+  std::string_view extension;  // upper case, without the dot
+  std::string_view type_name;  // what the photo's "Format" field holds
+  image::ImageFormat format;
+};
+
+// The table, in lookup order (the first matching row wins).
+std::span<const ImageType> ImageTypes();
+
+// The row for the text after the last "." of `path`, compared without regard to case; null
+// when there is no "." or no row matches.
+const ImageType* FindImageType(std::string_view path);
+
+// "_thumb_" + the name without its extension + ".jpg": thumbnails are always JPEG files.
+std::string ThumbnailName(std::string_view image_file_name);
+
+// True when `path`, lower-cased, begins with "http://", "https://" or "ftp://".
+bool IsUrl(std::string_view path);
+
+// The name a file gets inside an album: every "~" becomes "-", so tildes never reach an
+// album's file names (the album keeps its own files under names that begin with one).
+std::string AlbumFileName(std::string_view name);
+
+// `wanted` when the album holds no file of that name, else the first free one of
+// base-0.ext, base-1.ext, ... (base = the name up to its last ".", ext = the rest).
+std::string MakeUniqueName(Album& album, std::string_view wanted);
+
+}  // namespace quorvane::album

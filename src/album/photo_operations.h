@@ -1,0 +1,98 @@
+// The operations that bring photos into an album, replace them, copy them out and let them
+// go. Every photo has a thumbnail beside it (photo_naming.h, ThumbnailName), made to fit
+// 2 pixels inside the album's thumbnail cell.
+//
+// Nothing here deletes a photo's file at once: a replaced version or a removed photo's files
+// are retained (Album::RetainFile) so the album's undo can bring them back, and
+// ReleaseRetainedFiles deletes them when the album closes. Thread-compatible, like Album.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "album/album.h"
+#include "image/image.h"
+
+namespace quorvane::album {
+
+// Told about each step of a long operation: a text for the user, the step (from 0) and the
+// number of steps.
+using ProgressCallback = std::function<void(std::string_view text, int step, int steps)>;
+
+// Loads an image file whose type comes from its extension (the image type table). On failure
+// sets the album's last error: "Unable to determine image format", or the decoder's own text.
+[[nodiscard]] bool LoadImageFile(Album& album, image::Image* image,
+                                 const std::filesystem::path& path);
+
+// Fits `image` into max_width x max_height. With `only_shrink` an image that already fits
+// stays as it is. With `keep_proportions` the bound side takes its maximum and the other side
+// follows the ratio, truncated toward zero (a 1600x1200 image in 118x88 becomes 117x88).
+[[nodiscard]] bool FitImage(image::Image& image, int max_width, int max_height,
+                            bool keep_proportions, bool only_shrink, image::ResampleMode mode);
+
+// Adds the image file `source` to the album as `file_name` ("~" becomes "-") at `position`
+// (-1 appends): loads it, records its size, date (EXIF date taken, else the file's time) and
+// type, makes its thumbnail, then copies the file and writes the thumbnail into the album.
+// Refuses a name the album already holds, before any step. A failure after the photo's
+// record was inserted leaves the record in place; the album's last error says why. Sets the
+// modified flag on success.
+[[nodiscard]] bool AddImageFromDisk(Album& album, const std::filesystem::path& source,
+                                    std::string_view file_name, int position,
+                                    const ProgressCallback& progress = {});
+
+// Makes the thumbnail of `image` for this album: a true-colour copy fitted into the cell less
+// 2 pixels, never enlarged.
+[[nodiscard]] bool MakeThumbnail(Album& album, const image::Image& image, image::Image* thumbnail);
+
+// Loads the photo at `index` from the album ("Loading image from album...").
+[[nodiscard]] bool LoadAlbumImage(Album& album, size_t index, image::Image* image,
+                                  const ProgressCallback& progress = {});
+
+// The other version of one photo's image and thumbnail, kept in the album's store under
+// names of its own, with the size that version has.
+struct PhotoVersion {
+  std::string photo_file;      // the photo's image file name (its name in the index)
+  std::string image_file;      // the kept image
+  std::string thumbnail_file;  // the kept thumbnail
+  int32_t width = 0;
+  int32_t height = 0;
+};
+
+// Replaces the photo at `index` with `image` (saved in the photo's own format) and a new
+// thumbnail. The replaced image and thumbnail are kept; *kept tells where. Sets the modified
+// flag. On failure nothing has changed.
+[[nodiscard]] bool ReplacePhotoImage(Album& album, size_t index, const image::Image& image,
+                                     PhotoVersion* kept, const ProgressCallback& progress = {});
+
+// Swaps the photo's current image, thumbnail and size with the kept version. Calling it again
+// swaps them back, so one routine serves undo and redo. Fails when the photo is no longer in
+// the album or a file cannot be moved (then nothing has changed).
+[[nodiscard]] bool ExchangePhotoVersion(Album& album, PhotoVersion& version);
+
+// Copies the photo at `index` out of the album to `target` (a file path), as it is, or fitted
+// into *fit (never enlarged, proportions kept, the thumbnail resampling mode) and saved in the
+// photo's format. Refuses to overwrite an existing file.
+struct FitSize {
+  int width = 0;
+  int height = 0;
+};
+[[nodiscard]] bool CopyImageOut(Album& album, size_t index, const std::filesystem::path& target,
+                                const std::optional<FitSize>& fit,
+                                const ProgressCallback& progress = {});
+// Copies the thumbnail of the photo at `index` to `target` ("Copying thumbnail...").
+[[nodiscard]] bool CopyThumbnailOut(Album& album, size_t index, const std::filesystem::path& target,
+                                    const ProgressCallback& progress = {});
+
+// Writes the index and makes the album durable where it lives (an archive is repacked,
+// without the retained files).
+[[nodiscard]] bool SaveAlbum(Album& album);
+
+// Deletes the retained files that neither a photo of the album nor the saved index uses: the
+// album's undo history is gone (the album is closing). Files still named by the saved index
+// stay, so closing without saving never loses a photo the album on disk shows.
+void ReleaseRetainedFiles(Album& album);
+
+}  // namespace quorvane::album

@@ -1,0 +1,328 @@
+// Photos in and out of an album folder: naming, fitting, adding, replacing with kept
+// versions, copying out, and when the files of removed photos may go.
+#include "album/photo_operations.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "album/album_index.h"
+#include "album/folder_store.h"
+#include "album/photo_naming.h"
+#include "platform/ole_date.h"
+#include "testing/temp_dir.h"
+
+namespace quorvane::album {
+namespace {
+
+namespace fs = std::filesystem;
+using image::Image;
+using image::ImageFormat;
+using image::Rgba;
+
+// A picture with four coloured quarters, so turns and shrinks can be told apart.
+Image Quarters(int width, int height) {
+  Image image;
+  EXPECT_TRUE(image.Create(width, height, false));
+  for (int y = 0; y < height; ++y) {
+    uint8_t* row = image.MutableRow(y);
+    for (int x = 0; x < width; ++x) {
+      row[3 * x] = x >= width / 2 ? 220 : 30;
+      row[3 * x + 1] = y >= height / 2 ? 200 : 40;
+      row[3 * x + 2] = 90;
+    }
+  }
+  return image;
+}
+
+class PhotoOperationsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fs::create_directories(album_dir());
+    album_ = std::make_unique<Album>(std::make_unique<FolderStore>(album_dir()));
+  }
+
+  fs::path album_dir() const { return dir_ / "album"; }
+  fs::path Source(const Image& image, const std::string& name, ImageFormat format) {
+    const fs::path path = dir_ / "sources" / name;
+    fs::create_directories(path.parent_path());
+    EXPECT_TRUE(image.Save(path, format)) << image.last_error();
+    return path;
+  }
+  bool InAlbum(const std::string& name) const { return fs::exists(album_dir() / name); }
+
+  testing::TempDir dir_;
+  std::unique_ptr<Album> album_;
+};
+
+TEST(PhotoNamingTest, TypesThumbnailsUrlsAndLocations) {
+  ASSERT_NE(FindImageType("IMG.Jpeg"), nullptr);
+  EXPECT_EQ(FindImageType("IMG.Jpeg")->type_name, "JPEG");
+  EXPECT_EQ(FindImageType("a.b.tif")->format, ImageFormat::kTiff);
+  EXPECT_EQ(FindImageType("x.ico")->type_name, "Icon");
+  EXPECT_EQ(FindImageType("x.tga")->type_name, "Targa");
+  EXPECT_EQ(FindImageType("noextension"), nullptr);
+  EXPECT_EQ(FindImageType("photo.jpg.txt"), nullptr);
+
+  EXPECT_EQ(ThumbnailName("IMG_0012.png"), "_thumb_IMG_0012.jpg");
+  EXPECT_EQ(ThumbnailName("a.b.jpeg"), "_thumb_a.b.jpg");
+  EXPECT_EQ(ThumbnailName("plain"), "_thumb_plain.jpg");
+  EXPECT_EQ(AlbumFileName("holiday~1~.JPG"), "holiday-1-.JPG");
+
+  EXPECT_TRUE(IsUrl("HTTPS://example.org/a"));
+  EXPECT_TRUE(IsUrl("ftp://host/x"));
+  EXPECT_FALSE(IsUrl("http:/host"));
+  EXPECT_FALSE(IsUrl("/home/me/http://x"));
+
+  Album album(std::make_unique<FolderStore>("."));
+  album.SetLocation("http://example.org/albums/trip/index.xml");
+  EXPECT_TRUE(album.location_is_url());
+  EXPECT_EQ(album.location_folder(), "http://example.org/albums/trip/");
+  album.SetLocation("C:\\Albums\\Trip");
+  EXPECT_FALSE(album.location_is_url());
+  EXPECT_EQ(album.location_folder(), "C:\\Albums\\");
+  album.SetLocation("/home/me/Albums/Trip");
+  EXPECT_EQ(album.location_folder(), "/home/me/Albums/");
+}
+
+TEST_F(PhotoOperationsTest, UniqueNamesCountFromZeroBeforeTheLastDot) {
+  EXPECT_EQ(MakeUniqueName(*album_, "a.b.jpg"), "a.b.jpg");
+  testing::WriteTextFile(album_dir() / "a.b.jpg", "x");
+  testing::WriteTextFile(album_dir() / "a.b-0.jpg", "x");
+  EXPECT_EQ(MakeUniqueName(*album_, "a.b.jpg"), "a.b-1.jpg");
+  testing::WriteTextFile(album_dir() / "readme", "x");
+  EXPECT_EQ(MakeUniqueName(*album_, "readme"), "readme-0");
+}
+
+TEST_F(PhotoOperationsTest, FitImageTruncatesAndNeverEnlargesWhenAsked) {
+  struct Case {
+    int width, height, max_width, max_height;
+    bool keep, only_shrink;
+    int expected_width, expected_height;
+  };
+  const Case cases[] = {
+      {1600, 1200, 118, 88, true, true, 117, 88},  // sy 0.0733 <= sx 0.07375: height bound
+      {100, 50, 118, 88, true, true, 100, 50},     // already fits
+      {100, 50, 118, 88, true, false, 118, 59},    // enlarged: width bound, 118 / 2
+      {300, 100, 118, 88, true, true, 118, 39},    // 118 / 3 = 39.33
+      {300, 100, 118, 88, false, true, 118, 88},   // proportions not kept
+      {2000, 3, 118, 88, true, true, 118, 1},      // a sliver keeps one row
+  };
+  for (const Case& c : cases) {
+    Image image = Quarters(c.width, c.height);
+    ASSERT_TRUE(FitImage(image, c.max_width, c.max_height, c.keep, c.only_shrink,
+                         image::ResampleMode::kBilinear));
+    EXPECT_EQ(image.width(), c.expected_width) << c.width << "x" << c.height;
+    EXPECT_EQ(image.height(), c.expected_height) << c.width << "x" << c.height;
+  }
+}
+
+TEST_F(PhotoOperationsTest, AddingStoresTheFileItsThumbnailAndTheRecord) {
+  const fs::path source = Source(Quarters(1600, 1200), "holiday~1.JPG", ImageFormat::kJpeg);
+  std::vector<std::string> steps;
+  ASSERT_TRUE(AddImageFromDisk(*album_, source, "holiday~1.JPG", -1,
+                               [&](std::string_view text, int step, int count) {
+                                 steps.push_back(std::string(text) + " " + std::to_string(step) +
+                                                 "/" + std::to_string(count));
+                               }))
+      << album_->last_error();
+  EXPECT_EQ(steps,
+            (std::vector<std::string>{"Loading image from disk... 0/3", "Creating thumbnail... 1/3",
+                                      "Adding image to album... 2/3"}));
+  ASSERT_EQ(album_->photos().size(), 1u);
+  const AlbumPhoto& photo = album_->photos()[0];
+  EXPECT_EQ(photo.image_file, "holiday-1.JPG");
+  EXPECT_EQ(photo.format, "JPEG");
+  EXPECT_EQ(photo.width, 1600);
+  EXPECT_EQ(photo.height, 1200);
+  EXPECT_TRUE(album_->modified());
+  EXPECT_EQ(testing::ReadTextFile(album_dir() / "holiday-1.JPG"), testing::ReadTextFile(source));
+
+  Image thumbnail;
+  ASSERT_TRUE(thumbnail.Load(album_dir() / "_thumb_holiday-1.jpg"));
+  EXPECT_EQ(thumbnail.format(), ImageFormat::kJpeg);
+  EXPECT_EQ(thumbnail.width(), 117);
+  EXPECT_EQ(thumbnail.height(), 88);
+  // Upper left stays dark red, lower right light: the picture was shrunk, not cropped.
+  EXPECT_LT(thumbnail.GetPixel(5, 5).r, 80);
+  EXPECT_GT(thumbnail.GetPixel(110, 80).r, 170);
+
+  // Inserting at a position puts the record there.
+  const fs::path second = Source(Quarters(40, 30), "b.png", ImageFormat::kPng);
+  ASSERT_TRUE(AddImageFromDisk(*album_, second, "b.png", 0));
+  EXPECT_EQ(album_->photos()[0].image_file, "b.png");
+  EXPECT_EQ(album_->photos()[0].format, "PNG");
+}
+
+TEST_F(PhotoOperationsTest, BadSourcesFailWithTheirReasonAndTakeNothingIn) {
+  testing::WriteTextFile(dir_ / "noextension", "whatever");
+  EXPECT_FALSE(AddImageFromDisk(*album_, dir_ / "noextension", "noextension", -1));
+  EXPECT_EQ(album_->last_error(), "Unable to determine image format");
+
+  testing::WriteTextFile(dir_ / "random.gif", std::string(300, '\x5a'));
+  EXPECT_FALSE(AddImageFromDisk(*album_, dir_ / "random.gif", "random.gif", -1));
+  EXPECT_FALSE(album_->last_error().empty());
+
+  EXPECT_TRUE(album_->photos().empty());
+  EXPECT_FALSE(album_->modified());
+  EXPECT_TRUE(fs::is_empty(album_dir()));
+
+  // A name the album already holds is never overwritten.
+  const fs::path source = Source(Quarters(20, 20), "a.png", ImageFormat::kPng);
+  ASSERT_TRUE(AddImageFromDisk(*album_, source, "a.png", -1));
+  EXPECT_FALSE(AddImageFromDisk(*album_, source, "a.png", -1));
+  EXPECT_EQ(album_->last_error(), "The album already has a file named \"a.png\"");
+  EXPECT_EQ(album_->photos().size(), 1u);
+}
+
+TEST_F(PhotoOperationsTest, PhotoDateComesFromTheCameraElseFromTheFile) {
+  const fs::path camera = dir_ / "camera.jpg";
+  fs::copy_file(testing::TestDataPath("images/taken-2021-07-14.jpg"), camera);
+  ASSERT_TRUE(AddImageFromDisk(*album_, camera, "camera.jpg", -1)) << album_->last_error();
+  EXPECT_EQ(platform::FormatOleDate(album_->photos()[0].date).substr(0, 10), "2021-07-14");
+
+  const fs::path plain = Source(Quarters(20, 20), "plain.png", ImageFormat::kPng);
+  const auto when = fs::file_time_type::clock::now() - std::chrono::hours(24 * 400);
+  fs::last_write_time(plain, when);
+  ASSERT_TRUE(AddImageFromDisk(*album_, plain, "plain.png", -1));
+  const platform::OleDate date = album_->photos()[1].date;
+  ASSERT_TRUE(platform::IsValidOleDate(date));
+  const double days_ago =
+      platform::OleDateFromUnixSeconds(std::time(nullptr)) - date;  // local vs UTC: +-1 day
+  EXPECT_NEAR(days_ago, 400.0, 1.01);
+}
+
+// Every type of the table goes in, gets a JPEG thumbnail, and comes out again; the lossless
+// ones come out pixel for pixel.
+TEST_F(PhotoOperationsTest, EveryImageTypeRoundTripsThroughAddThumbnailAndCopyOut) {
+  struct Kind {
+    const char* name;
+    ImageFormat format;
+    bool lossless;
+  };
+  const Kind kinds[] = {{"p.jpg", ImageFormat::kJpeg, false}, {"p.bmp", ImageFormat::kBmp, true},
+                        {"p.gif", ImageFormat::kGif, true},   {"p.tif", ImageFormat::kTiff, true},
+                        {"p.png", ImageFormat::kPng, true},   {"p.tga", ImageFormat::kTga, true},
+                        {"p.pcx", ImageFormat::kPcx, true},   {"p.ico", ImageFormat::kIco, true}};
+  const Image picture = Quarters(160, 120);
+  const fs::path out = dir_ / "out";
+  fs::create_directories(out);
+  for (const Kind& kind : kinds) {
+    SCOPED_TRACE(kind.name);
+    const fs::path source = Source(picture, kind.name, kind.format);
+    const std::string name = MakeUniqueName(*album_, kind.name);
+    ASSERT_TRUE(AddImageFromDisk(*album_, source, name, -1)) << album_->last_error();
+    const size_t index = album_->photos().size() - 1;
+    EXPECT_EQ(album_->photos()[index].width, 160);
+    EXPECT_EQ(album_->photos()[index].height, 120);
+    Image thumbnail;
+    ASSERT_TRUE(thumbnail.Load(album_dir() / ThumbnailName(name)));
+    EXPECT_EQ(thumbnail.width(), 117);
+    EXPECT_EQ(thumbnail.height(), 88);
+
+    ASSERT_TRUE(CopyImageOut(*album_, index, out / name, std::nullopt)) << album_->last_error();
+    EXPECT_EQ(testing::ReadTextFile(out / name), testing::ReadTextFile(source));
+    const fs::path small = out / ("small-" + name);
+    ASSERT_TRUE(CopyImageOut(*album_, index, small, FitSize{80, 80})) << album_->last_error();
+    Image exported;
+    ASSERT_TRUE(exported.Load(small, kind.format));
+    EXPECT_EQ(exported.format(), kind.format);
+    EXPECT_EQ(exported.width(), 80);
+    EXPECT_EQ(exported.height(), 60);
+
+    Image loaded;
+    ASSERT_TRUE(LoadAlbumImage(*album_, index, &loaded)) << album_->last_error();
+    if (kind.lossless) {
+      EXPECT_EQ(loaded.GetPixel(10, 10), picture.GetPixel(10, 10));
+      EXPECT_EQ(loaded.GetPixel(150, 110), picture.GetPixel(150, 110));
+    }
+  }
+  // Copying out never overwrites.
+  EXPECT_FALSE(CopyImageOut(*album_, 0, out / "p.jpg", std::nullopt));
+  EXPECT_FALSE(CopyThumbnailOut(*album_, 0, out / "p.jpg"));
+  ASSERT_TRUE(CopyThumbnailOut(*album_, 0, out / "thumb.jpg"));
+  EXPECT_EQ(testing::ReadTextFile(out / "thumb.jpg"),
+            testing::ReadTextFile(album_dir() / "_thumb_p.jpg"));
+}
+
+TEST_F(PhotoOperationsTest, PaletteImageGetsATrueColourThumbnail) {
+  Image palette = Quarters(64, 64);
+  const fs::path source = Source(palette, "pal.gif", ImageFormat::kGif);
+  Image check;
+  ASSERT_TRUE(check.Load(source));
+  ASSERT_LT(check.bits_per_pixel(), 24);  // four colours: a small palette
+  ASSERT_TRUE(AddImageFromDisk(*album_, source, "pal.gif", -1));
+  Image thumbnail;
+  ASSERT_TRUE(thumbnail.Load(album_dir() / "_thumb_pal.jpg"));
+  EXPECT_EQ(thumbnail.bits_per_pixel(), 24);
+  EXPECT_EQ(thumbnail.width(), 64);  // small enough already: not enlarged
+}
+
+// Replacing keeps the earlier image and thumbnail; one exchange routine goes back and forth.
+TEST_F(PhotoOperationsTest, ReplacedVersionsComeBackExactly) {
+  const fs::path source = Source(Quarters(200, 100), "p.png", ImageFormat::kPng);
+  ASSERT_TRUE(AddImageFromDisk(*album_, source, "p.png", -1));
+  const std::string before_image = testing::ReadTextFile(album_dir() / "p.png");
+  const std::string before_thumb = testing::ReadTextFile(album_dir() / "_thumb_p.jpg");
+  album_->set_modified(false);
+
+  Image turned = Quarters(200, 100);
+  ASSERT_TRUE(turned.RotateRight());
+  PhotoVersion kept;
+  ASSERT_TRUE(ReplacePhotoImage(*album_, 0, turned, &kept)) << album_->last_error();
+  EXPECT_TRUE(album_->modified());
+  EXPECT_EQ(album_->photos()[0].width, 100);
+  EXPECT_EQ(album_->photos()[0].height, 200);
+  const std::string after_image = testing::ReadTextFile(album_dir() / "p.png");
+  EXPECT_NE(after_image, before_image);
+  Image thumbnail;
+  ASSERT_TRUE(thumbnail.Load(album_dir() / "_thumb_p.jpg"));
+  EXPECT_EQ(thumbnail.width(), 44);  // 100x200 bound by the height: 88 / 2
+  EXPECT_EQ(thumbnail.height(), 88);
+
+  ASSERT_TRUE(ExchangePhotoVersion(*album_, kept));  // undo
+  EXPECT_EQ(testing::ReadTextFile(album_dir() / "p.png"), before_image);
+  EXPECT_EQ(testing::ReadTextFile(album_dir() / "_thumb_p.jpg"), before_thumb);
+  EXPECT_EQ(album_->photos()[0].width, 200);
+  ASSERT_TRUE(ExchangePhotoVersion(*album_, kept));  // redo
+  EXPECT_EQ(testing::ReadTextFile(album_dir() / "p.png"), after_image);
+  EXPECT_EQ(album_->photos()[0].width, 100);
+
+  // The kept files never reach the index, and closing lets them go.
+  ASSERT_TRUE(SaveAlbum(*album_));
+  EXPECT_TRUE(InAlbum(kept.image_file));
+  ReleaseRetainedFiles(*album_);
+  EXPECT_FALSE(InAlbum(kept.image_file));
+  EXPECT_FALSE(InAlbum(kept.thumbnail_file));
+  EXPECT_EQ(testing::ReadTextFile(album_dir() / "p.png"), after_image);
+}
+
+TEST_F(PhotoOperationsTest, RemovedPhotosStayOnDiskUntilTheSavedAlbumNoLongerNamesThem) {
+  for (const char* name : {"a.png", "b.png"}) {
+    ASSERT_TRUE(
+        AddImageFromDisk(*album_, Source(Quarters(20, 20), name, ImageFormat::kPng), name, -1));
+  }
+  ASSERT_TRUE(SaveAlbum(*album_));
+  album_->photos().erase(album_->photos().begin());  // as a removal does
+  album_->RetainFile("a.png");
+  album_->RetainFile("_thumb_a.jpg");
+
+  // Closed without saving: the album on disk still shows a.png, so it stays.
+  ReleaseRetainedFiles(*album_);
+  EXPECT_TRUE(InAlbum("a.png"));
+  EXPECT_TRUE(InAlbum("_thumb_a.jpg"));
+
+  album_->RetainFile("a.png");
+  album_->RetainFile("_thumb_a.jpg");
+  ASSERT_TRUE(SaveAlbum(*album_));
+  ReleaseRetainedFiles(*album_);
+  EXPECT_FALSE(InAlbum("a.png"));
+  EXPECT_FALSE(InAlbum("_thumb_a.jpg"));
+  EXPECT_TRUE(InAlbum("b.png"));
+}
+
+}  // namespace
+}  // namespace quorvane::album
