@@ -2,13 +2,17 @@
 // branch, and the menus and error texts read as the user sees them.
 #include "album/album_history.h"
 
+#include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "album/album.h"
+#include "album/album_history_records.h"
+#include "album/batch_operations.h"
 #include "album/folder_store.h"
 #include "testing/temp_dir.h"
 
@@ -89,6 +93,88 @@ TEST(ErrorCodeTextTest, KnownCodesHaveMessagesOthersTheirNumber) {
   EXPECT_EQ(ErrorCodeText(0x80004005), "Unspecified error");
   EXPECT_EQ(ErrorCodeText(0x80004001), "Not implemented");
   EXPECT_EQ(ErrorCodeText(0x8007ABCD), "Error 0x8007abcd");
+}
+
+}  // namespace
+}  // namespace quorvane::album
+
+namespace quorvane::album {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Add, remove and move records on a real album folder.
+class PhotoListRecordTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fs::create_directories(temp_ / "album");
+    album_ = std::make_unique<Album>(std::make_unique<FolderStore>(temp_ / "album"));
+    image::Image image;
+    ASSERT_TRUE(image.Create(6, 4, false));
+    for (const char* name : {"a.png", "b.png", "c.png", "d.png"}) {
+      sources_.push_back(temp_ / name);
+      ASSERT_TRUE(image.Save(sources_.back(), image::ImageFormat::kPng));
+    }
+  }
+
+  std::string Names() const {
+    std::string names;
+    for (const AlbumPhoto& photo : album_->photos()) names += photo.image_file.substr(0, 1);
+    return names;
+  }
+
+  testing::TempDir temp_;
+  std::unique_ptr<Album> album_;
+  std::vector<fs::path> sources_;
+  AlbumHistory history_;
+};
+
+TEST_F(PhotoListRecordTest, AddRemoveAndMoveUndoAndRedo) {
+  std::vector<size_t> added;
+  ASSERT_EQ(AddImages(*album_, std::span(sources_).first(2), -1, {}, &added).done, 2);
+  history_.Push(MakeAddPhotoRecord(*album_, added));
+  added.clear();
+  // c and d go in between a and b.
+  ASSERT_EQ(AddImages(*album_, std::span(sources_).subspan(2), 1, {}, &added).done, 2);
+  history_.Push(MakeAddPhotoRecord(*album_, added));
+  EXPECT_EQ(Names(), "acdb");
+
+  const size_t doomed[] = {0, 2};
+  std::vector<RemovedPhoto> removed;
+  ASSERT_EQ(DeletePhotos(*album_, doomed, {}, &removed).done, 2);
+  history_.Push(MakeRemovePhotoRecord(std::move(removed)));
+  EXPECT_EQ(Names(), "cb");
+
+  const size_t last[] = {1};
+  RefPtr<HistoryRecord> move = MovePhotos(*album_, last, 0);
+  ASSERT_TRUE(move);
+  EXPECT_EQ(move->Label(), "Move Photo");
+  history_.Push(move);
+  EXPECT_EQ(Names(), "bc");
+
+  const char* undone[] = {"cb", "acdb", "ab", ""};
+  for (const char* expected : undone) {
+    ASSERT_TRUE(history_.Undo(*album_));
+    EXPECT_EQ(Names(), expected);
+  }
+  const char* redone[] = {"ab", "acdb", "cb", "bc"};
+  for (const char* expected : redone) {
+    ASSERT_TRUE(history_.Redo(*album_));
+    EXPECT_EQ(Names(), expected);
+  }
+  // The files never left the album's folder while undo could need them.
+  EXPECT_TRUE(fs::exists(temp_ / "album" / "a.png"));
+}
+
+TEST_F(PhotoListRecordTest, MoveRefusesBadPositions) {
+  ASSERT_EQ(AddImages(*album_, sources_, -1, {}).done, 4);
+  const size_t unordered[] = {2, 1};
+  EXPECT_FALSE(MovePhotos(*album_, unordered, 0));
+  const size_t outside[] = {4};
+  EXPECT_FALSE(MovePhotos(*album_, outside, 0));
+  const size_t two[] = {0, 1};
+  ASSERT_TRUE(MovePhotos(*album_, two, 4));
+  EXPECT_EQ(Names(), "cdab");
 }
 
 }  // namespace
