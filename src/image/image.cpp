@@ -133,11 +133,25 @@ Image::Impl* Image::Detach() {
     copy->bits_per_pixel = impl_->bits_per_pixel;
     copy->format = impl_->format;
     copy->date_taken = impl_->date_taken;
-    VipsImage* view = nullptr;
+    VipsImage* source = impl_->pixels.get();
     VipsImage* memory = nullptr;
-    if (vips_copy(impl_->pixels.get(), &view, nullptr) == 0) {
-      memory = vips_image_copy_memory(view);
-      g_object_unref(view);
+    if (source->data != nullptr) {
+      // Already in memory: one plain copy of the bytes, not a run of the threaded pipeline.
+      memory = vips_image_new_from_memory_copy(VIPS_IMAGE_ADDR(source, 0, 0),
+                                               VIPS_IMAGE_SIZEOF_IMAGE(source), source->Xsize,
+                                               source->Ysize, source->Bands, source->BandFmt);
+      if (memory != nullptr) {
+        memory->Type = source->Type;
+        memory->Xres = source->Xres;
+        memory->Yres = source->Yres;
+        CopyMetadata(source, memory);
+      }
+    } else {
+      VipsImage* view = nullptr;
+      if (vips_copy(source, &view, nullptr) == 0) {
+        memory = vips_image_copy_memory(view);
+        g_object_unref(view);
+      }
     }
     // Only an out-of-memory failure gets here; sharing is still correct, just not private.
     if (memory == nullptr) {
