@@ -164,6 +164,15 @@ Image::Impl* Image::Detach() {
   return impl_.get();
 }
 
+void Image::UnshareFields() {
+  if (impl_ == nullptr || impl_.use_count() == 1) return;
+  auto own = std::make_shared<Impl>();
+  own->bits_per_pixel = impl_->bits_per_pixel;
+  own->format = impl_->format;
+  own->date_taken = impl_->date_taken;
+  impl_ = std::move(own);
+}
+
 bool Image::Create(int width, int height, bool with_alpha, Rgba fill) {
   if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide ||
       static_cast<uint64_t>(width) * static_cast<uint64_t>(height) > MaxImagePixels()) {
@@ -445,7 +454,7 @@ bool Image::IncreaseBpp(int bits) {
     VipsPtr joined(out);
     std::string error;
     if (!Materialise(joined, &error, "Cannot add an alpha channel")) return Fail(error);
-    Detach();
+    UnshareFields();
     impl_->pixels = std::move(joined);
   } else {
     Detach();
@@ -482,7 +491,7 @@ bool ApplyTransform(const VipsPtr& pixels, VipsPtr* result, std::string* error, 
                         [&](VipsImage* in, VipsImage** out) { return call; })) { \
       return Fail(std::move(error));                                             \
     }                                                                            \
-    Detach();                                                                    \
+    UnshareFields();                                                             \
     impl_->pixels = std::move(result);                                           \
     return true;                                                                 \
   } while (false)
@@ -536,7 +545,7 @@ bool Image::Rotate(double degrees, Rgba background) {
   vips_area_unref(VIPS_AREA(fill_array));
   g_object_unref(bilinear);
   if (!ok) return Fail(std::move(error));
-  Detach();
+  UnshareFields();
   impl_->pixels = std::move(result);
   return true;
 }
@@ -562,7 +571,7 @@ bool Image::Resample(int width, int height, ResampleMode mode) {
     if (!ResizeExact(result, width, height, mode, &error)) return Fail(std::move(error));
     if (!Materialise(result, &error, "Cannot resize the image")) return Fail(std::move(error));
   }
-  Detach();
+  UnshareFields();
   impl_->pixels = std::move(result);
   return true;
 }

@@ -184,6 +184,9 @@ class Image {
 
   bool Fail(std::string text) const;
   Impl* Detach();
+  // Before new pixels are installed: a shared image takes its own copy of the fields only
+  // (its pixels are left null for the caller to set), so the old pixels are never copied.
+  void UnshareFields();
   // Decodes a whole image from `source` and makes it this image's.
   bool LoadFrom(internal::Source& source, ImageFormat format_hint);
 
