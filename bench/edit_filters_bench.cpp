@@ -153,13 +153,3 @@ int main(int argc, char** argv) {
   vips_shutdown();
   return 0;
 }
-namespace {
-void BM_Ours_CopyOnly(benchmark::State& state) {
-  const Image& photo = Photo();
-  for (auto _ : state) {
-    Image copy = photo;
-    benchmark::DoNotOptimize(copy.MutableRow(0));
-  }
-}
-BENCHMARK(BM_Ours_CopyOnly)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
-}  // namespace
