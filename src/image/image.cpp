@@ -422,6 +422,25 @@ bool Image::DrawCenteredText(std::string_view text, Rgba color, int pixel_height
   return true;
 }
 
+uint8_t* Image::PixelsForOverwrite() {
+  if (!impl_) return nullptr;
+  if (impl_.use_count() > 1) {
+    VipsImage* source = impl_->pixels.get();
+    VipsPtr fresh(vips_image_new_memory());
+    vips_image_init_fields(fresh.get(), source->Xsize, source->Ysize, source->Bands,
+                           source->BandFmt, source->Coding, source->Type, source->Xres,
+                           source->Yres);
+    if (vips_image_write_prepare(fresh.get()) != 0 || fresh->data == nullptr) {
+      vips_error_clear();
+      return nullptr;
+    }
+    CopyMetadata(source, fresh.get());
+    UnshareFields();
+    impl_->pixels = std::move(fresh);
+  }
+  return VIPS_IMAGE_ADDR(impl_->pixels.get(), 0, 0);
+}
+
 Rgba Image::GetPixel(int x, int y) const {
   if (!impl_ || x < 0 || y < 0 || x >= width() || y >= height()) return Rgba{0, 0, 0, 0};
   const uint8_t* p = VIPS_IMAGE_ADDR(impl_->pixels.get(), x, y);

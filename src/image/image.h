@@ -175,6 +175,11 @@ class Image {
   size_t stride() const;
   const uint8_t* Row(int y) const;
   uint8_t* MutableRow(int y);
+  // Row 0 of pixels this image owns alone, for a filter that will write every byte of every
+  // row: a shared image gets fresh pixels whose content is undefined (the old ones are not
+  // copied; other copies keep them). Rows follow each other `stride()` bytes apart. Null on an
+  // empty image or when memory runs out.
+  uint8_t* PixelsForOverwrite();
 
   // Why the last failing call on this object failed; unchanged by successful calls.
   const std::string& last_error() const { return last_error_; }

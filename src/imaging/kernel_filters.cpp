@@ -112,7 +112,11 @@ uint32_t Convolve(image::Image& image, FilterRun& run, const SelectionMask* sele
   const size_t stride = image.stride();
   const size_t row_levels = static_cast<size_t>(width) * channels;
   const size_t padded_levels = row_levels + 2 * static_cast<size_t>(radius) * channels;
-  uint8_t* out_base = image.MutableRow(0);  // un-shares: `source` keeps the old pixels
+  // `source` keeps the old pixels. Without alpha and selection every byte is rewritten, so
+  // fresh pixels do; otherwise the copy keeps what the filter does not touch.
+  uint8_t* out_base =
+      channels == 3 && selection == nullptr ? image.PixelsForOverwrite() : image.MutableRow(0);
+  if (out_base == nullptr) return kFilterFailed;
   const uint8_t* in_base = source.Row(0);
 
   const bool done = ForEachRowBand(height, run, [&](int first, int end) {

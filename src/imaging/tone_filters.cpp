@@ -19,20 +19,50 @@ using LevelTable = std::array<uint8_t, 256>;
 
 uint8_t ClampLevel(long value) { return static_cast<uint8_t>(std::clamp(value, 0L, 255L)); }
 
-// Runs `pixel(p)` on every covered pixel (p points at R, G, B[, A]).
+// Where a filter reads and writes: without alpha and without a selection every byte is
+// rewritten, so the result goes into fresh pixels (first touched by the threads that fill
+// them) and the source stays with the other copies; otherwise the image changes in place.
+struct Target {
+  image::Image source;  // keeps the old pixels alive while they are read
+  const uint8_t* in = nullptr;
+  uint8_t* out = nullptr;
+};
+
+Target Prepare(image::Image& image, const SelectionMask* selection) {
+  Target target;
+  if (image.channels() == 3 && selection == nullptr) {
+    target.source = image;
+    target.out = image.PixelsForOverwrite();
+    if (target.out != nullptr) {
+      target.in = target.source.Row(0);
+      return target;
+    }
+    target.source = image::Image();
+  }
+  target.out = image.MutableRow(0);
+  target.in = target.out;
+  return target;
+}
+
+// Runs `pixel(in, out)` on every covered pixel (each points at R, G, B[, A]; they may be the
+// same pixel).
 template <typename PixelFn>
-uint32_t ForEachPixel(image::Image& image, FilterRun& run, PixelFn pixel) {
+uint32_t ForEachPixel(image::Image& image, FilterRun& run, const SelectionMask* selection,
+                      PixelFn pixel) {
   if (!image.IsValid()) return kFilterFailed;
   const int width = image.width();
   const int channels = image.channels();
   const size_t stride = image.stride();
-  uint8_t* base = image.MutableRow(0);
+  const Target target = Prepare(image, selection);
+  if (target.out == nullptr) return kFilterFailed;
   const bool done = ForEachRowBand(image.height(), run, [&](int first, int end) {
     for (int y = first; y < end; ++y) {
       int begin = 0, stop = 0;
-      if (!SelectedSpan(run.selection, y, width, &begin, &stop)) continue;
-      uint8_t* p = base + y * stride + static_cast<size_t>(begin) * channels;
-      for (int x = begin; x < stop; ++x, p += channels) pixel(p);
+      if (!SelectedSpan(selection, y, width, &begin, &stop)) continue;
+      const size_t offset = y * stride + static_cast<size_t>(begin) * channels;
+      const uint8_t* in = target.in + offset;
+      uint8_t* out = target.out + offset;
+      for (int x = begin; x < stop; ++x, in += channels, out += channels) pixel(in, out);
     }
   });
   return done ? kFilterOk : kFilterCancelled;
@@ -41,23 +71,25 @@ uint32_t ForEachPixel(image::Image& image, FilterRun& run, PixelFn pixel) {
 uint32_t ApplyLevelTable(image::Image& image, FilterRun& run, const LevelTable& table) {
   if (!image.IsValid()) return kFilterFailed;
   if (image.channels() != 3) {
-    return ForEachPixel(image, run, [&](uint8_t* p) {
-      p[0] = table[p[0]];
-      p[1] = table[p[1]];
-      p[2] = table[p[2]];
+    return ForEachPixel(image, run, run.selection, [&](const uint8_t* in, uint8_t* out) {
+      out[0] = table[in[0]];
+      out[1] = table[in[1]];
+      out[2] = table[in[2]];
     });
   }
   // Without alpha every byte of the span is a colour level: one flat loop.
   const int width = image.width();
   const size_t stride = image.stride();
-  uint8_t* base = image.MutableRow(0);
+  const Target target = Prepare(image, run.selection);
+  if (target.out == nullptr) return kFilterFailed;
   const bool done = ForEachRowBand(image.height(), run, [&](int first, int end) {
     for (int y = first; y < end; ++y) {
       int begin = 0, stop = 0;
       if (!SelectedSpan(run.selection, y, width, &begin, &stop)) continue;
-      uint8_t* row = base + y * stride;
+      const uint8_t* in = target.in + y * stride;
+      uint8_t* out = target.out + y * stride;
       for (size_t i = static_cast<size_t>(begin) * 3; i < static_cast<size_t>(stop) * 3; ++i) {
-        row[i] = table[row[i]];
+        out[i] = table[in[i]];
       }
     }
   });
@@ -102,10 +134,10 @@ uint32_t GammaFilter::Apply(image::Image& image, FilterRun& run) const {
 }
 
 uint32_t GrayscaleFilter::Apply(image::Image& image, FilterRun& run) const {
-  return ForEachPixel(image, run, [](uint8_t* p) {
+  return ForEachPixel(image, run, run.selection, [](const uint8_t* in, uint8_t* out) {
     const uint8_t grey =
-        static_cast<uint8_t>((19595u * p[0] + 38470u * p[1] + 7471u * p[2] + 32768u) >> 16);
-    p[0] = p[1] = p[2] = grey;
+        static_cast<uint8_t>((19595u * in[0] + 38470u * in[1] + 7471u * in[2] + 32768u) >> 16);
+    out[0] = out[1] = out[2] = grey;
   });
 }
 
@@ -121,25 +153,14 @@ uint32_t SepiaFilter::Apply(image::Image& image, FilterRun& run) const {
     hsl.s = (hsl.l >= 50 && hsl.l <= 225) ? 40 : 90;
     tone[sum] = HslToRgb(hsl);
   }
-  if (!image.IsValid()) return kFilterFailed;
-  const int width = image.width();
-  const int channels = image.channels();
-  const size_t stride = image.stride();
-  uint8_t* base = image.MutableRow(0);
-  // The walk covers every row whatever the selection says.
-  const bool done = ForEachRowBand(image.height(), run, [&](int first, int end) {
-    for (int y = first; y < end; ++y) {
-      uint8_t* p = base + y * stride;
-      for (int x = 0; x < width; ++x, p += channels) {
-        const int sum = std::max({p[0], p[1], p[2]}) + std::min({p[0], p[1], p[2]});
-        const Rgb rgb = tone[sum];
-        p[0] = rgb.r;
-        p[1] = rgb.g;
-        p[2] = rgb.b;
-      }
-    }
+  // The walk covers every pixel whatever the selection says.
+  return ForEachPixel(image, run, nullptr, [&](const uint8_t* in, uint8_t* out) {
+    const int sum = std::max({in[0], in[1], in[2]}) + std::min({in[0], in[1], in[2]});
+    const Rgb rgb = tone[sum];
+    out[0] = rgb.r;
+    out[1] = rgb.g;
+    out[2] = rgb.b;
   });
-  return done ? kFilterOk : kFilterCancelled;
 }
 
 uint32_t DesaturateFilter::Apply(image::Image& image, FilterRun& run) const {
@@ -175,14 +196,14 @@ uint32_t DesaturateFilter::Apply(image::Image& image, FilterRun& run) const {
     }
   }
   const bool cross_green = b_ != 0;
-  return ForEachPixel(image, run, [&](uint8_t* p) {
-    const int r = p[0];
+  return ForEachPixel(image, run, run.selection, [&](const uint8_t* in, uint8_t* out) {
+    const int r = in[0];
     const Rgb& red = red_only[r];
-    const uint8_t green = cross_green ? green_only[r].g : p[1];
-    const uint8_t blue = c_ != 0 ? blue_levels[red.g * 256 + p[2]] : p[2];
-    p[0] = red.r;
-    p[1] = green;
-    p[2] = blue;
+    const uint8_t green = cross_green ? green_only[r].g : in[1];
+    const uint8_t blue = c_ != 0 ? blue_levels[red.g * 256 + in[2]] : in[2];
+    out[0] = red.r;
+    out[1] = green;
+    out[2] = blue;
   });
 }
 

@@ -71,7 +71,9 @@ TEST(LightFilterTest, NamesFollowTheParameters) {
 TEST(ToneFilterTest, GammaAndGrayscale) {
   // 255 * sqrt(64 / 255) = 127.75.
   Image image = OnePixel({64, 0, 255, 255});
+  const Image before = image;
   ASSERT_EQ(ApplyTo(GammaFilter(2.0f), image), kFilterOk);
+  EXPECT_EQ(before.GetPixel(0, 0), (Rgba{64, 0, 255, 255}));
   EXPECT_EQ(image.GetPixel(0, 0), (Rgba{128, 0, 255, 255}));
   EXPECT_EQ(ApplyTo(GammaFilter(0.0f), image), kFilterFailed);
 
@@ -128,7 +130,10 @@ TEST(KernelFilterTest, RefusesImagesSmallerThanTheKernel) {
 TEST(KernelFilterTest, LargeImagesMatchSmallOnes) {
   // The same spot in a field tall enough to split between threads must give the same levels.
   Image image = Field(300, 300, 100, 150, 200, 120);
+  const Image before = image;  // a copy sharing the pixels keeps them
   ASSERT_EQ(ApplyTo(SharpenFilter(), image), kFilterOk);
+  EXPECT_EQ(Level(before, 150, 200), 120);
+  EXPECT_EQ(Level(before, 151, 200), 100);
   EXPECT_EQ(Level(image, 150, 200), 143);
   EXPECT_EQ(Level(image, 151, 200), 97);
   EXPECT_EQ(Level(image, 150, 199), 97);
