@@ -33,9 +33,18 @@ class AlbumStore {
   // Photos come in and go out as whole files, never through memory.
   //
   // Copies the file at `source` (outside the album) into the album as `name`, replacing any
-  // file of that name atomically.
+  // file of that name atomically. Meant for files nothing names yet (a photo being added):
+  // the copy is whole at once, but reaches the disk for sure only at the next Flush.
   [[nodiscard]] virtual bool ImportFile(const std::filesystem::path& source,
                                         std::string_view name) = 0;
+  // WriteFile for a file nothing names yet (a new photo's thumbnail), durable at the next
+  // Flush like ImportFile's.
+  [[nodiscard]] virtual bool WriteNewFile(std::string_view name, std::string_view bytes) {
+    return WriteFile(name, bytes);
+  }
+  // Makes every file of ImportFile and WriteNewFile durable. The album's save calls it before
+  // it writes the index that names them, so one flush serves a whole batch of photos.
+  [[nodiscard]] virtual bool Flush() { return true; }
   // Where the named file can be opened by path (for the image decoder and for copying out);
   // empty for a name that is not a plain file name.
   virtual std::filesystem::path LocalPath(std::string_view name) const = 0;
