@@ -64,8 +64,7 @@ SearchResultRow RowOf(const SearchResult& result) {
           ReferenceText(result.album_path, result.index)};
 }
 
-bool SaveSearchResults(const std::filesystem::path& file, std::span<const SearchResultRow> rows,
-                       std::string* error) {
+std::string SearchResultsXml(std::span<const SearchResultRow> rows) {
   xml::XmlDocument document;
   xml::XmlNode& root = *document.AppendChild(document.CreateElement(kRootName));
   root.SetAttribute("Version", "1.0");
@@ -78,7 +77,12 @@ bool SaveSearchResults(const std::filesystem::path& file, std::span<const Search
   }
   xml::ByteBuffer output;
   xml::WriteXml(document, output, xml::kWriteQuoteAttributes);
-  return platform::WriteFileAtomically(file, output.bytes(), error);
+  return std::string(output.bytes());
+}
+
+bool SaveSearchResults(const std::filesystem::path& file, std::span<const SearchResultRow> rows,
+                       std::string* error) {
+  return platform::WriteFileAtomically(file, SearchResultsXml(rows), error);
 }
 
 bool LoadSearchResults(const std::filesystem::path& file, std::vector<SearchResultRow>* rows,

@@ -52,7 +52,10 @@ struct SearchResultRow {
 // The row of a result: its caption, or its file name when it has none, and its reference.
 SearchResultRow RowOf(const SearchResult& result);
 
-// Writes the rows as a "SearchResults" document, whole and atomically (a failed write leaves
+// The rows as a "SearchResults" document: "Count" and "Path" entity-encoded.
+std::string SearchResultsXml(std::span<const SearchResultRow> rows);
+
+// Writes SearchResultsXml(rows) whole and atomically (a failed write leaves
 // any previous file as it was). False with the reason in *error.
 bool SaveSearchResults(const std::filesystem::path& file, std::span<const SearchResultRow> rows,
                        std::string* error);
