@@ -155,8 +155,18 @@ SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
       continue;
     }
     ++summary.albums_searched;
-    if (!SearchPhotos(matcher, path, reader.title(), reader.photos(), stop, sink, &summary)) {
-      return stopped();
+    std::string_view title, description, keywords;
+    for (size_t i = 0; i < reader.photo_count(); ++i) {
+      if (stop.load(std::memory_order_relaxed)) return stopped();
+      reader.Texts(i, &title, &description, &keywords);
+      if (!matcher.Matches(title, description, keywords)) continue;
+      SearchResult result;
+      result.album_path = path;
+      result.album_title = reader.title();
+      result.index = static_cast<int32_t>(i);
+      result.photo = reader.Photo(i);
+      ++summary.results;
+      sink(std::move(result));
     }
   }
   return summary;
