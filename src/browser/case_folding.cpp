@@ -1,7 +1,6 @@
 #include "browser/case_folding.h"
 
 #include <algorithm>
-#include <array>
 
 namespace quorvane::browser {
 namespace {
@@ -18,15 +17,6 @@ struct FoldRun {
 constexpr FoldRun kFoldRuns[] = {
 #include "browser/internal/case_folding_table.inc"
 };
-
-// ASCII is most of what albums hold: one table look-up per byte, no decoding.
-constexpr std::array<char, 128> kAsciiFold = [] {
-  std::array<char, 128> table{};
-  for (int c = 0; c < 128; ++c) {
-    table[c] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
-  }
-  return table;
-}();
 
 // Decodes the sequence at text[*i] when it is well-formed UTF-8 (no overlong forms, no
 // surrogates, nothing above U+10FFFF) and advances past it; otherwise returns false and
@@ -82,7 +72,7 @@ void AppendUtf8(uint32_t cp, std::string* out) {
 }  // namespace
 
 uint32_t FoldCase(uint32_t code_point) {
-  if (code_point < 0x80) return static_cast<unsigned char>(kAsciiFold[code_point]);
+  if (code_point < 0x80) return code_point - 'A' < 26 ? code_point + 32 : code_point;
   const auto* run = std::upper_bound(std::begin(kFoldRuns), std::end(kFoldRuns), code_point,
                                      [](uint32_t cp, const FoldRun& r) { return cp < r.first; });
   if (run == std::begin(kFoldRuns)) return code_point;
@@ -91,16 +81,26 @@ uint32_t FoldCase(uint32_t code_point) {
   return static_cast<uint32_t>(static_cast<int32_t>(code_point) + run->delta);
 }
 
-void AppendFolded(std::string_view text, std::string* out) {
-  out->reserve(out->size() + text.size());
+bool AppendFolded(std::string_view text, std::string* out) {
+  bool same_length = true;
   size_t i = 0;
   while (i < text.size()) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if (byte < 0x80) {
-      out->push_back(kAsciiFold[byte]);
-      ++i;
-      continue;
+    // Runs of ASCII, most of any album's text, are lower-cased in bulk.
+    size_t run = i;
+    while (run < text.size() && static_cast<unsigned char>(text[run]) < 0x80) ++run;
+    if (run > i) {
+      const size_t at = out->size();
+      out->resize(at + (run - i));
+      char* dst = out->data() + at;
+      for (size_t k = i; k < run; ++k) {
+        const auto c = static_cast<unsigned char>(text[k]);
+        *dst++ = static_cast<char>(c + (static_cast<unsigned char>(c - 'A') < 26 ? 32 : 0));
+      }
+      i = run;
+      if (i == text.size()) break;
     }
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const size_t from = i, out_from = out->size();
     uint32_t cp;
     if (DecodeUtf8(text, &i, &cp)) {
       AppendUtf8(FoldCase(cp), out);
@@ -108,7 +108,9 @@ void AppendFolded(std::string_view text, std::string* out) {
       AppendUtf8(kStrayByteMark + byte, out);
       ++i;
     }
+    same_length = same_length && out->size() - out_from == i - from;
   }
+  return same_length;
 }
 
 }  // namespace quorvane::browser

@@ -16,8 +16,9 @@ uint32_t FoldCase(uint32_t code_point);
 
 // Appends `text` folded to *out: each valid UTF-8 character as the UTF-8 of its folding;
 // each other byte b as the three-byte form of U+DC00 + b, a lone surrogate that valid input
-// never yields. The result is for comparing, never for showing.
-void AppendFolded(std::string_view text, std::string* out);
+// never yields. The result is for comparing, never for showing. Returns true when every
+// character kept its length in bytes, so that offsets in the result are offsets in `text`.
+bool AppendFolded(std::string_view text, std::string* out);
 
 inline std::string Folded(std::string_view text) {
   std::string out;

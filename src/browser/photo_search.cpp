@@ -10,6 +10,8 @@ namespace {
 
 constexpr std::string_view kKeywordSeparators = ",; ";
 constexpr std::string_view kTrimmed = " \t\n\v\f\r";
+// What decoding an entity yields, and the ";" an unknown one gains.
+constexpr std::string_view kEntityCharacters = "&;<>\"' ";
 
 std::string_view Trimmed(std::string_view piece) {
   const size_t first = piece.find_first_not_of(kTrimmed);
@@ -44,7 +46,39 @@ PhotoMatcher::PhotoMatcher(const SearchRequest& request)
     : folded_text_(Folded(request.text)),
       in_title_(request.in_title),
       in_description_(request.in_description),
-      in_keywords_(request.in_keywords) {}
+      in_keywords_(request.in_keywords) {
+  std::string_view text = request.text, longest;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find_first_of(kEntityCharacters), text.size());
+    if (end > longest.size()) longest = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  folded_key_ = Folded(longest);
+}
+
+bool PhotoMatcher::MayMatchIn(std::string_view index_bytes) {
+  offsets_known_ = false;
+  key_offsets_.clear();
+  next_offset_ = 0;
+  if (folded_key_.empty() || index_bytes.find('\r') != std::string_view::npos) return true;
+  scratch_.clear();
+  const bool same_length = AppendFolded(index_bytes, &scratch_);
+  for (size_t at = scratch_.find(folded_key_); at != std::string::npos;
+       at = scratch_.find(folded_key_, at + 1)) {
+    key_offsets_.push_back(at);
+  }
+  // Where folding changed no character's length, offsets in the folded bytes are offsets in
+  // the file, and a photo can only match where the run occurs inside its own element.
+  offsets_known_ = same_length;
+  return !key_offsets_.empty();
+}
+
+bool PhotoMatcher::MayMatchAt(size_t begin, size_t end) {
+  if (!offsets_known_) return true;
+  while (next_offset_ < key_offsets_.size() && key_offsets_[next_offset_] < begin) ++next_offset_;
+  return next_offset_ < key_offsets_.size() &&
+         key_offsets_[next_offset_] + folded_key_.size() <= end;
+}
 
 bool PhotoMatcher::Matches(std::string_view title, std::string_view description,
                            std::string_view keywords) {
@@ -150,7 +184,16 @@ SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
   SearchIndexReader reader;
   for (const std::string& path : paths) {
     if (stop.load(std::memory_order_relaxed)) return stopped();
-    if (!reader.Read(path)) {
+    if (!reader.Load(path)) {
+      ++summary.albums_skipped;
+      continue;
+    }
+    // Most albums of a library hold no match at all; they are settled from their bytes.
+    if (!matcher.MayMatchIn(reader.bytes()) && reader.HasIndexRoot()) {
+      ++summary.albums_searched;
+      continue;
+    }
+    if (!reader.Parse()) {
       ++summary.albums_skipped;
       continue;
     }
@@ -158,6 +201,8 @@ SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
     std::string_view title, description, keywords;
     for (size_t i = 0; i < reader.photo_count(); ++i) {
       if (stop.load(std::memory_order_relaxed)) return stopped();
+      size_t begin, end;
+      if (reader.Span(i, &begin, &end) && !matcher.MayMatchAt(begin, end)) continue;
       reader.Texts(i, &title, &description, &keywords);
       if (!matcher.Matches(title, description, keywords)) continue;
       SearchResult result;

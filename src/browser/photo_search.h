@@ -51,11 +51,24 @@ class PhotoMatcher {
 
   bool Matches(std::string_view title, std::string_view description, std::string_view keywords);
 
+  // False only when no photo of an album index with these bytes can match, which spares
+  // reading its photos: the longest run of the text without a character that entity
+  // decoding makes (& ; < > " ' and space) does not occur in the folded bytes. True for
+  // bytes holding a carriage return, which the XML reader drops from some values.
+  bool MayMatchIn(std::string_view index_bytes);
+  // After MayMatchIn said true: false when the photo whose element takes the bytes
+  // [begin, end) of those index bytes cannot match. Photos must come in file order.
+  bool MayMatchAt(size_t begin, size_t end);
+
  private:
   bool Holds(std::string_view field);
   bool HasKeyword(std::string_view keywords);
 
   std::string folded_text_;
+  std::string folded_key_;           // the run MayMatchIn looks for
+  std::vector<size_t> key_offsets_;  // where it occurs in the index bytes
+  bool offsets_known_ = false;
+  size_t next_offset_ = 0;
   bool in_title_;
   bool in_description_;
   bool in_keywords_;

@@ -63,6 +63,9 @@ bool ReadStrictTag(std::string_view data, size_t* pos, StrictTag* tag) {
   return true;
 }
 
+// What the XML reader reads of a file: it takes a 0xFF byte for the end, as C's EOF.
+std::string_view Readable(std::string_view bytes) { return bytes.substr(0, bytes.find('\xFF')); }
+
 // Calls visit(name, value) for each attribute of a tag ReadStrictTag accepted.
 template <typename Visit>
 void ForEachAttribute(std::string_view attributes, const Visit& visit) {
@@ -73,6 +76,24 @@ void ForEachAttribute(std::string_view attributes, const Visit& visit) {
     attributes.remove_prefix(close + 1);
   }
 }
+
+// Lends the reader's store to an album for one index load.
+class BorrowedStore : public album::AlbumStore {
+ public:
+  explicit BorrowedStore(album::AlbumStore& store) : store_(store) {}
+  bool ReadFile(std::string_view name, std::string* bytes) override {
+    return store_.ReadFile(name, bytes);
+  }
+  bool WriteFile(std::string_view name, std::string_view bytes) override {
+    return store_.WriteFile(name, bytes);
+  }
+  bool FileExists(std::string_view name) override { return store_.FileExists(name); }
+  const std::string& LastError() const override { return store_.LastError(); }
+  bool ListFiles(std::vector<std::string>* names) override { return store_.ListFiles(names); }
+
+ private:
+  album::AlbumStore& store_;
+};
 
 std::string_view DecodedView(std::string_view encoded, std::string* scratch) {
   if (encoded.find('&') == std::string_view::npos) return encoded;
@@ -87,31 +108,54 @@ SearchIndexReader::~SearchIndexReader() = default;
 
 size_t SearchIndexReader::photo_count() const { return full_read_ ? loaded_.size() : raw_.size(); }
 
-bool SearchIndexReader::Read(const std::string& path) {
-  return ReadFrom(std::make_unique<album::FolderStore>(path), true);
-}
-
-bool SearchIndexReader::Read(std::unique_ptr<album::AlbumStore> store) {
-  return ReadFrom(std::move(store), false);
-}
-
-bool SearchIndexReader::ReadFrom(std::unique_ptr<album::AlbumStore> store, bool folder_listing) {
+void SearchIndexReader::Reset() {
   title_.clear();
   raw_.clear();
   loaded_.clear();
   full_read_ = false;
-  if (!album::AlbumIndex::ReadIndexFile(*store, &bytes_)) {
-    last_error_ = store->LastError();
+}
+
+bool SearchIndexReader::Read(const std::string& path) { return Load(path) && Parse(); }
+
+bool SearchIndexReader::Read(std::unique_ptr<album::AlbumStore> store) {
+  Reset();
+  store_ = std::move(store);
+  folder_listing_ = false;
+  if (!album::AlbumIndex::ReadIndexFile(*store_, &bytes_)) {
+    last_error_ = store_->LastError();
     return false;
   }
+  return Parse();
+}
 
+bool SearchIndexReader::Load(const std::string& path) {
+  Reset();
+  store_ = std::make_unique<album::FolderStore>(path);
+  folder_listing_ = true;
+  if (!album::AlbumIndex::ReadIndexFile(*store_, &bytes_)) {
+    last_error_ = store_->LastError();
+    return false;
+  }
+  return true;
+}
+
+bool SearchIndexReader::HasIndexRoot() const {
+  const std::string_view data = Readable(bytes_);
+  size_t pos = 0;
+  StrictTag root;
+  return !data.empty() && data[0] == '<' && ReadStrictTag(data, &pos, &root) &&
+         (root.name == "Quorvane" || root.name == "Tarnwell");
+}
+
+bool SearchIndexReader::Parse() {
+  Reset();
   bool scanned = false;
-  if (folder_listing) {
+  if (folder_listing_) {
     // One listing answers for every photo; the index reader asks the same question (is it
     // a regular file of the album) one way or the other.
     names_.clear();
     std::vector<size_t> lengths;
-    const auto& folder = static_cast<album::FolderStore&>(*store).folder();
+    const auto& folder = static_cast<album::FolderStore&>(*store_).folder();
     if (internal::ListRegularFiles(folder.string(), &names_, &lengths)) {
       listed_.clear();
       listed_.reserve(lengths.size());
@@ -125,13 +169,12 @@ bool SearchIndexReader::ReadFrom(std::unique_ptr<album::AlbumStore> store, bool 
       });
     }
   } else {
-    scanned = Scan([&](std::string_view name) { return store->FileExists(name); });
+    scanned = Scan([&](std::string_view name) { return store_->FileExists(name); });
   }
   if (scanned) return true;
 
-  raw_.clear();
-  title_.clear();
-  album::Album album(std::move(store));
+  Reset();
+  album::Album album(std::make_unique<BorrowedStore>(*store_));
   if (!album::AlbumIndex::LoadIndex(album)) {
     last_error_ = album.last_error();
     return false;
@@ -144,7 +187,7 @@ bool SearchIndexReader::ReadFrom(std::unique_ptr<album::AlbumStore> store, bool 
 
 template <typename Exists>
 bool SearchIndexReader::Scan(const Exists& exists) {
-  const std::string_view data = bytes_;
+  const std::string_view data = Readable(bytes_);
   size_t pos = 0;
   StrictTag root;
   if (data.empty() || data[0] != '<' || !ReadStrictTag(data, &pos, &root) ||
@@ -168,8 +211,9 @@ bool SearchIndexReader::Scan(const Exists& exists) {
              rest[2 + root.name.size()] == '>';
     }
     StrictTag image;
-    if (!ReadStrictTag(data, &pos, &image) || image.name != "Image") return false;
     RawPhoto photo;
+    photo.begin = pos;
+    if (!ReadStrictTag(data, &pos, &image) || image.name != "Image") return false;
     // The first of two same-named attributes counts.
     unsigned seen = 0;
     auto take = [&](unsigned bit, std::string_view* field, std::string_view value) {
@@ -199,6 +243,7 @@ bool SearchIndexReader::Scan(const Exists& exists) {
       photo.description = data.substr(pos, lt - pos);
       pos = lt + kImageClose.size();
     }
+    photo.end = pos;
     if (exists(photo.image_file)) raw_.push_back(photo);
   }
 }
@@ -214,6 +259,13 @@ void SearchIndexReader::Texts(size_t i, std::string_view* title, std::string_vie
   *title = DecodedView(photo.title, &scratch_[0]);
   *description = DecodedView(photo.description, &scratch_[1]);
   *keywords = DecodedView(photo.keywords, &scratch_[2]);
+}
+
+bool SearchIndexReader::Span(size_t i, size_t* begin, size_t* end) const {
+  if (full_read_) return false;
+  *begin = raw_[i].begin;
+  *end = raw_[i].end;
+  return true;
 }
 
 album::AlbumPhoto SearchIndexReader::Photo(size_t i) const {

@@ -25,11 +25,21 @@ class SearchIndexReader {
   SearchIndexReader();
   ~SearchIndexReader();
 
-  // Reads the index of the album folder at `path`. False, with last_error(), when no index
-  // can be read or it is malformed; there are then no photos.
+  // Reads the index of the album folder at `path`: Load, then Parse.
   bool Read(const std::string& path);
   // The same for an album in any store (its FileExists answers for the photo files).
   bool Read(std::unique_ptr<album::AlbumStore> store);
+
+  // The two halves of Read, for a caller that looks at the bytes in between. Load reads the
+  // index file's bytes; false, with last_error(), when no index name can be read.
+  bool Load(const std::string& path);
+  std::string_view bytes() const { return bytes_; }
+  // True when the bytes begin with the root tag of an index written the usual way, so that
+  // Parse cannot fail; false says nothing.
+  bool HasIndexRoot() const;
+  // Reads the title and photos from the loaded bytes. False, with last_error(), when they
+  // are not an album index; there are then no photos.
+  bool Parse();
 
   const std::string& title() const { return title_; }
   size_t photo_count() const;
@@ -37,6 +47,9 @@ class SearchIndexReader {
   // next call of Texts or Read.
   void Texts(size_t i, std::string_view* title, std::string_view* description,
              std::string_view* keywords);
+  // The bytes [*begin, *end) of the index that the photo's element takes; false when the
+  // album index reader read the album, which tells no such thing.
+  bool Span(size_t i, size_t* begin, size_t* end) const;
   // The photo's whole record, as the album's index load makes it.
   album::AlbumPhoto Photo(size_t i) const;
 
@@ -48,10 +61,14 @@ class SearchIndexReader {
   // A photo as the index file holds it: views into bytes_, not yet decoded.
   struct RawPhoto {
     std::string_view title, description, keywords, image_file, format, date, size;
+    size_t begin = 0, end = 0;
   };
   template <typename Exists>
   bool Scan(const Exists& exists);
-  bool ReadFrom(std::unique_ptr<album::AlbumStore> store, bool folder_listing);
+  void Reset();
+
+  std::unique_ptr<album::AlbumStore> store_;
+  bool folder_listing_ = false;  // store_ is a folder that ListRegularFiles may read
 
   std::string bytes_;
   std::vector<RawPhoto> raw_;

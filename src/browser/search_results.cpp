@@ -99,8 +99,10 @@ bool ParseSearchResults(std::string bytes, std::vector<SearchResultRow>* rows, s
   // is always the root's closing tag, or the root itself when it holds no rows.
   const std::string_view text = bytes;
   const std::string_view end = text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
-  const bool closed_by_tag = end.ends_with("</SearchResults>");
-  const bool ends_self_closed = end.ends_with("/>");
+  // The XML reader stops at a 0xFF byte, which no UTF-8 text holds.
+  const bool closed_by_tag =
+      end.ends_with("</SearchResults>") && text.find('\xFF') == std::string_view::npos;
+  const bool ends_self_closed = end.ends_with("/>") && text.find('\xFF') == std::string_view::npos;
   xml::XmlDocument document;
   xml::ByteBuffer input;
   input.Adopt(std::move(bytes));

@@ -10,6 +10,8 @@
 #include "album/album_library.h"
 #include "album/folder_store.h"
 #include "testing/temp_dir.h"
+#include "xml/entities.h"
+#include "xml/xml_document.h"
 
 namespace quorvane::browser {
 namespace {
@@ -61,6 +63,40 @@ TEST(PhotoMatcherTest, FollowsTheMatchingRules) {
     PhotoMatcher matcher(Request(c.text, c.fields));
     EXPECT_EQ(matcher.Matches(c.title, c.description, c.keywords), c.matches) << c.label;
   }
+}
+
+TEST(PhotoMatcherTest, MayMatchInRulesOutOnlyAlbumsWithoutAMatch) {
+  struct Case {
+    const char* text;
+    const char* index;  // one photo, whose texts the matcher sees decoded
+    bool matches;
+  } cases[] = {
+      {"Tom & Jerry", "<Quorvane><Image Title=\"Tom &amp; Jerry\"></Image></Quorvane>", true},
+      {"a'b", "<Quorvane><Image Keywords=\"x, a&#039;b\"></Image></Quorvane>", true},
+      {"x y", "<Quorvane><Image Title=\"x&nbsp;y\"></Image></Quorvane>", true},
+      {"x;", "<Quorvane><Image Title=\"&x\"></Image></Quorvane>", true},  // "&x" reads "&x;"
+      {"sun", "<Quorvane><Image Title=\"su\r\nn\"></Image></Quorvane>", false},
+      {"sun", "<Quorvane><Image Title=\"su\rn\n\"></Image></Quorvane>", true},  // CR dropped
+      {"ÉTÉ", "<Quorvane><Image Title=\"été\"></Image></Quorvane>", true},
+      {"amp", "<Quorvane><Image Title=\"&amp;\"></Image></Quorvane>", false},
+  };
+  for (const Case& c : cases) {
+    PhotoMatcher matcher(Request(c.text));
+    const std::string_view raw = c.index;
+    // The photo element's texts as the album reader decodes them.
+    xml::XmlDocument document;
+    ASSERT_NE(album::AlbumIndex::ParseIndex(document, std::string(raw)), nullptr);
+    const xml::XmlNode& image = *document.ChildAt(0)->ChildAt(0);
+    const bool matches = matcher.Matches(xml::DecodeEntities(image.GetAttribute("Title")), "",
+                                         xml::DecodeEntities(image.GetAttribute("Keywords")));
+    EXPECT_EQ(matches, c.matches) << c.text;
+    if (matches) {
+      EXPECT_TRUE(matcher.MayMatchIn(raw)) << c.text;
+    }
+  }
+  PhotoMatcher matcher(Request("harbour"));
+  EXPECT_FALSE(matcher.MayMatchIn("<Quorvane><Image Title=\"Sunset\"></Image></Quorvane>"));
+  EXPECT_TRUE(matcher.MayMatchIn("<Quorvane><Image Title=\"HARBOUR\"></Image></Quorvane>"));
 }
 
 // A photo file (empty: search never opens it) and its record.

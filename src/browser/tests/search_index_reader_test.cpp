@@ -97,6 +97,10 @@ TEST(SearchIndexReaderTest, ReadsEveryIndexExactlyAsOpeningTheAlbum) {
        "<?xml version=\"1.0\"?><Quorvane><Image ImageFile=\"a.jpg\"></Image></Quorvane>", false},
       {"not an index", "<Other><Image ImageFile=\"a.jpg\"></Image></Other>", false},
       {"white space before the root", "\n<Quorvane></Quorvane>", false},
+      {"a 0xFF byte ends the file",
+       "<Quorvane><Image ImageFile=\"a.jpg\"></Image>\xFF<Image ImageFile=\"b.jpg\"></Image>"
+       "</Quorvane>",
+       false},
   };
   for (const IndexCase& c : cases) {
     TempDir dir;
