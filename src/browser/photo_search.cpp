@@ -1,5 +1,7 @@
 #include "browser/photo_search.h"
 
+#include <algorithm>
+
 #include "album/album.h"
 #include "album/album_library.h"
 #include "browser/case_folding.h"
@@ -54,6 +56,7 @@ PhotoMatcher::PhotoMatcher(const SearchRequest& request)
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   folded_key_ = Folded(longest);
+  key_searcher_.emplace(folded_key_.cbegin(), folded_key_.cend());
 }
 
 bool PhotoMatcher::MayMatchIn(std::string_view index_bytes) {
@@ -63,9 +66,11 @@ bool PhotoMatcher::MayMatchIn(std::string_view index_bytes) {
   if (folded_key_.empty() || index_bytes.find('\r') != std::string_view::npos) return true;
   scratch_.clear();
   const bool same_length = AppendFolded(index_bytes, &scratch_);
-  for (size_t at = scratch_.find(folded_key_); at != std::string::npos;
-       at = scratch_.find(folded_key_, at + 1)) {
-    key_offsets_.push_back(at);
+  for (auto at = scratch_.cbegin();;) {
+    at = std::search(at, scratch_.cend(), *key_searcher_);
+    if (at == scratch_.cend()) break;
+    key_offsets_.push_back(static_cast<size_t>(at - scratch_.cbegin()));
+    ++at;
   }
   // Where folding changed no character's length, offsets in the folded bytes are offsets in
   // the file, and a photo can only match where the run occurs inside its own element.

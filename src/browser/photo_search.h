@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -48,6 +49,8 @@ struct SearchRequest {
 class PhotoMatcher {
  public:
   explicit PhotoMatcher(const SearchRequest& request);
+  PhotoMatcher(const PhotoMatcher&) = delete;
+  PhotoMatcher& operator=(const PhotoMatcher&) = delete;
 
   bool Matches(std::string_view title, std::string_view description, std::string_view keywords);
 
@@ -65,7 +68,8 @@ class PhotoMatcher {
   bool HasKeyword(std::string_view keywords);
 
   std::string folded_text_;
-  std::string folded_key_;           // the run MayMatchIn looks for
+  std::string folded_key_;  // the run MayMatchIn looks for
+  std::optional<std::boyer_moore_horspool_searcher<std::string::const_iterator>> key_searcher_;
   std::vector<size_t> key_offsets_;  // where it occurs in the index bytes
   bool offsets_known_ = false;
   size_t next_offset_ = 0;

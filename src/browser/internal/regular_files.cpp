@@ -2,7 +2,9 @@
 
 #if defined(__unix__) || defined(__APPLE__)
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #else
 #include <filesystem>
 #endif
@@ -32,7 +34,30 @@ bool ListRegularFiles(const std::string& folder, std::string* names, std::vector
   return true;
 }
 
+bool ReadRegularFile(const std::string& path, std::string* bytes) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  struct stat info;
+  bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+  if (ok) {
+    bytes->resize(static_cast<size_t>(info.st_size));
+    size_t got = 0;
+    while (ok) {
+      if (got == bytes->size()) bytes->resize(got + 4096);  // the file grew meanwhile
+      const ssize_t n = ::read(fd, bytes->data() + got, bytes->size() - got);
+      if (n < 0) ok = false;
+      if (n <= 0) break;
+      got += static_cast<size_t>(n);
+    }
+    bytes->resize(got);
+  }
+  ::close(fd);
+  return ok;
+}
+
 #else
+
+bool ReadRegularFile(const std::string&, std::string*) { return false; }
 
 bool ListRegularFiles(const std::string& folder, std::string* names, std::vector<size_t>* lengths) {
   std::error_code ec;
