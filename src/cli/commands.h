@@ -37,7 +37,8 @@ inline constexpr Command kCommands[] = {
      "library delete <name> [--yes] [--library DIR]",
      RunLibraryCommand},
     {"search",
-     "search <text> [--title] [--description] [--keywords] [--library DIR | --album FOLDER...]\n"
+     "search <text> [--title] [--description] [--keywords] [--library DIR | --album FOLDER...] "
+     "[--keep]\n"
      "search --saved",
      RunSearchCommand},
     {"settings", "settings show\nsettings get <key>\nsettings set <key> <value>",

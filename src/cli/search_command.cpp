@@ -1,7 +1,7 @@
 // quorvane-cli search: finds photos by caption, description and keywords in every album of
-// the library, or in the albums given with --album (searched as open albums are), prints one
-// line per result and keeps the list in "searchresults.xml" for the next run, as the search
-// pane does.
+// the library, or in the albums given with --album (searched as open albums are), and prints
+// one line per result. With --keep it also keeps the list in "searchresults.xml", where the
+// search pane finds it, and --saved prints the kept list.
 #include <iostream>
 #include <memory>
 
@@ -19,11 +19,12 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kUsage =
-    "search <text> [--title] [--description] [--keywords] [--library DIR | --album FOLDER...]\n"
+    "search <text> [--title] [--description] [--keywords] [--library DIR | --album FOLDER...] "
+    "[--keep]\n"
     "search --saved";
-constexpr OptionSpec kOptions[] = {{"--title", false},    {"--description", false},
-                                   {"--keywords", false}, {"--library", true},
-                                   {"--album", true},     {"--saved", false}};
+constexpr OptionSpec kOptions[] = {
+    {"--title", false}, {"--description", false}, {"--keywords", false}, {"--library", true},
+    {"--album", true},  {"--saved", false},       {"--keep", false}};
 
 // Beside the thumbnail cache's default folder, in the program's data folder.
 fs::path ResultsFile() {
@@ -87,15 +88,17 @@ int RunSearchCommand(std::span<const std::string> args) {
     }
   }
 
+  const bool keep = parsed.Has("--keep");
   std::string out;
   std::vector<browser::SearchResultRow> rows;
   const std::atomic<bool> never_stop{false};
   browser::RunSearch(request, scope, never_stop, [&](browser::SearchResult&& result) {
     out += result.album_path + '\t' + std::to_string(result.index) + '\t' +
            OneLine(result.photo.image_file) + '\t' + OneLine(result.photo.title) + '\n';
-    rows.push_back(browser::RowOf(result));
+    if (keep) rows.push_back(browser::RowOf(result));
   });
   std::cout << out << std::flush;
+  if (!keep) return kExitOk;
   // Keeping the list is a convenience: a failure is reported, the search still succeeded.
   const fs::path results_file = ResultsFile();
   std::error_code ec;

@@ -70,7 +70,8 @@ TEST_F(CliSearchTest, SearchesTheLibraryAndKeepsTheResults) {
 
   r = RunCli({"search", "sun", "--keywords"});
   EXPECT_EQ(r.out, Path("trip") + "\t0\ta.jpg\tSunset\n");
-  r = RunCli({"search", "ÉGLISE", "--title", "--library", (dir_ / "albums").string()});
+  EXPECT_FALSE(fs::exists(dir_ / "data" / "searchresults.xml"));  // kept only when asked
+  r = RunCli({"search", "ÉGLISE", "--title", "--library", (dir_ / "albums").string(), "--keep"});
   EXPECT_EQ(r.out, Path("trip") + "\t1\tb.jpg\tÉglise\n");
 
   r = RunCli({"search", "--saved"});
@@ -78,7 +79,7 @@ TEST_F(CliSearchTest, SearchesTheLibraryAndKeepsTheResults) {
   EXPECT_EQ(r.out, "Église\t" + Path("trip") + kSep + "1\n");
   EXPECT_TRUE(fs::is_regular_file(dir_ / "data" / "searchresults.xml"));
 
-  r = RunCli({"search", "nothing like it"});
+  r = RunCli({"search", "nothing like it", "--keep"});
   EXPECT_EQ(r.exit_code, 0);
   EXPECT_EQ(r.out, "");
   EXPECT_EQ(RunCli({"search", "--saved"}).out, "");
