@@ -81,6 +81,19 @@ uint32_t FoldCase(uint32_t code_point) {
   return static_cast<uint32_t>(static_cast<int32_t>(code_point) + run->delta);
 }
 
+bool IsValidUtf8(std::string_view text) {
+  size_t i = 0;
+  uint32_t cp;
+  while (i < text.size()) {
+    if (static_cast<unsigned char>(text[i]) < 0x80) {
+      ++i;
+    } else if (!DecodeUtf8(text, &i, &cp)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 bool AppendFolded(std::string_view text, std::string* out) {
   bool same_length = true;
   size_t i = 0;

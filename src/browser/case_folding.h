@@ -20,6 +20,9 @@ uint32_t FoldCase(uint32_t code_point);
 // character kept its length in bytes, so that offsets in the result are offsets in `text`.
 bool AppendFolded(std::string_view text, std::string* out);
 
+// True when every byte of `text` belongs to a well-formed UTF-8 character.
+bool IsValidUtf8(std::string_view text);
+
 inline std::string Folded(std::string_view text) {
   std::string out;
   AppendFolded(text, &out);

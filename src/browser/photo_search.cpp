@@ -55,7 +55,9 @@ PhotoMatcher::PhotoMatcher(const SearchRequest& request)
     if (end > longest.size()) longest = text.substr(0, end);
     text.remove_prefix(std::min(end + 1, text.size()));
   }
-  folded_key_ = Folded(longest);
+  // A run with a broken character could match where a tag cut short split one; it rules
+  // nothing out.
+  if (IsValidUtf8(longest)) folded_key_ = Folded(longest);
   key_searcher_.emplace(folded_key_.cbegin(), folded_key_.cend());
 }
 

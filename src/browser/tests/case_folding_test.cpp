@@ -49,7 +49,9 @@ TEST(CaseFoldingTest, MarksEachByteThatIsNotUtf8OnItsOwn) {
       expected += b >= 0x80 ? Mark(b) : std::string(1, b >= 'A' && b <= 'Z' ? b + 32 : b);
     }
     EXPECT_EQ(Folded(text), expected);
+    EXPECT_FALSE(IsValidUtf8(text));
   }
+  EXPECT_TRUE(IsValidUtf8("Église \U00010400 日本"));
   // A valid character right after a broken one is still folded.
   EXPECT_EQ(Folded("\xC3\xC3\x89"), Mark(0xC3) + "\xC3\xA9");
 }
