@@ -43,6 +43,7 @@ def main():
               f"{unicodedata.unidata_version}; do not edit.\n")
     out.write(f"// {len(pairs)} characters above U+007F fold, in {len(runs)} runs of\n")
     out.write("// {first, last, step, delta}.\n")
+    out.write("// clang-format off\n")
     for start, last, step, delta in runs:
         out.write(f"{{0x{start:04X}, 0x{last:04X}, {step}, {delta}}},\n")
 

@@ -95,13 +95,5 @@ TEST(SearchResultsFileTest, MissingOrDamagedFileLeavesTheListEmpty) {
   EXPECT_EQ(rows, (std::vector<SearchResultRow>{{"", ""}, {"", "p"}}));
 }
 
-TEST(SearchResultsFileTest, SaveIntoAMissingFolderFailsCleanly) {
-  TempDir dir;
-  std::string error;
-  EXPECT_FALSE(SaveSearchResults(dir / "no" / "such" / "folder.xml", {}, &error));
-  EXPECT_FALSE(error.empty());
-  EXPECT_FALSE(fs::exists(dir / "no"));
-}
-
 }  // namespace
 }  // namespace quorvane::browser
