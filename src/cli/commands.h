@@ -22,6 +22,7 @@ int RemovePhotosCommand(std::span<const std::string> args);
 int ExportPhotoCommand(std::span<const std::string> args);
 int RunArchiveCommand(std::span<const std::string> args);
 int RunLibraryCommand(std::span<const std::string> args);
+int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
 int RunXmlCommand(std::span<const std::string> args);
 
@@ -44,6 +45,11 @@ inline constexpr Command kCommands[] = {
      "library create <name> [--description D] [--date YYYY-MM-DD] [--library DIR]\n"
      "library delete <name> [--yes] [--library DIR]",
      RunLibraryCommand},
+    {"search",
+     "search <text> [--title] [--description] [--keywords] [--library DIR | --album FOLDER...] "
+     "[--keep]\n"
+     "search --saved",
+     RunSearchCommand},
     {"settings", "settings show\nsettings get <key>\nsettings set <key> <value>",
      RunSettingsCommand},
     {"xml", "xml check <file> [--flags N]", RunXmlCommand},
