@@ -90,6 +90,16 @@ class BorrowedStore : public album::AlbumStore {
   bool FileExists(std::string_view name) override { return store_.FileExists(name); }
   const std::string& LastError() const override { return store_.LastError(); }
   bool ListFiles(std::vector<std::string>* names) override { return store_.ListFiles(names); }
+  bool ImportFile(const std::filesystem::path& source, std::string_view name) override {
+    return store_.ImportFile(source, name);
+  }
+  std::filesystem::path LocalPath(std::string_view name) const override {
+    return store_.LocalPath(name);
+  }
+  bool RemoveFile(std::string_view name) override { return store_.RemoveFile(name); }
+  bool ExchangeFiles(std::string_view a, std::string_view b) override {
+    return store_.ExchangeFiles(a, b);
+  }
 
  private:
   album::AlbumStore& store_;
