@@ -7,7 +7,7 @@ PACKAGES=(
   # toolchain
   build-essential cmake ninja-build ccache clang clang-format libclang-rt-14-dev
   # images (decoding, encoding, resampling) and album archives
-  libvips-dev libzip-dev zlib1g-dev
+  libjpeg62-turbo-dev libvips-dev libzip-dev zlib1g-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev python3 libvips-tools zip unzip
 )

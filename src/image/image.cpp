@@ -176,13 +176,17 @@ bool Image::LoadFrom(Source& source, ImageFormat format_hint) {
   Decoded decoded;
   std::string error;
   if (!DecodeWhole(source, format_hint, &decoded, &error)) return Fail(std::move(error));
+  Install(decoded);
+  return true;
+}
+
+void Image::Install(Decoded& decoded) {
   auto impl = std::make_shared<Impl>();
   impl->pixels = std::move(decoded.image);
   impl->bits_per_pixel = decoded.bits_per_pixel;
   impl->format = decoded.format;
   impl->date_taken = decoded.date_taken;
   impl_ = std::move(impl);
-  return true;
 }
 
 bool Image::Load(const fs::path& path, ImageFormat format_hint) {
