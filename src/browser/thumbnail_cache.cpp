@@ -138,6 +138,14 @@ std::optional<ThumbnailCacheEntry> ThumbnailCache::Lookup(std::string_view sourc
   return *entry;
 }
 
+std::vector<ThumbnailCacheEntry> ThumbnailCache::Entries() const {
+  std::lock_guard lock(mutex_);
+  std::vector<ThumbnailCacheEntry> entries;
+  entries.reserve(map_->size());
+  map_->ForEach([&](const ThumbnailCacheEntry& entry) { entries.push_back(entry); });
+  return entries;
+}
+
 bool ThumbnailCache::IsStale(const ThumbnailCacheEntry& entry, int cell_width, int cell_height) {
   if (entry.thumb_cx != cell_width || entry.thumb_cy != cell_height) return true;
   uint64_t ticks = 0;

@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 namespace quorvane::image {
 class Image;
@@ -65,6 +66,8 @@ class ThumbnailCache {
   size_t size() const;
 
   std::optional<ThumbnailCacheEntry> Lookup(std::string_view source_path) const;
+  // Every entry, in the index file's order.
+  std::vector<ThumbnailCacheEntry> Entries() const;
 
   // Stale when the cell size differs, or when the source's last-write time differs from the
   // entry's in either half. A source that cannot be opened or whose time cannot be read keeps

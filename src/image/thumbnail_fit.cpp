@@ -38,10 +38,10 @@ bool Image::LoadThumbnailToFit(const std::filesystem::path& path, int max_width,
     return Fail("Cannot make a thumbnail of " + std::to_string(max_width) + " x " +
                 std::to_string(max_height) + " pixels");
   }
-  internal::Source source;
-  source.path = path;
+  internal::JpegInput input;
+  input.path = path;
   internal::ReducedJpeg reduced;
-  if (internal::DecodeJpegReduced(source, max_width, max_height, use_exif_preview, &reduced)) {
+  if (internal::DecodeJpegReduced(input, max_width, max_height, use_exif_preview, &reduced)) {
     const bool turned = reduced.orientation >= 5;
     const int upright_width = turned ? reduced.source_height : reduced.source_width;
     const int upright_height = turned ? reduced.source_width : reduced.source_height;

@@ -8,6 +8,8 @@
 // jpeglib.h needs FILE and size_t declared before it.
 #include <jpeglib.h>
 
+#include "image/internal/decode.h"
+
 namespace quorvane::image::internal {
 namespace {
 
@@ -242,14 +244,14 @@ bool ParseExifLayout(std::string_view tiff, ExifLayout* layout) {
   return true;
 }
 
-bool DecodeJpegReduced(const Source& source, int max_width, int max_height, bool use_exif_preview,
+bool DecodeJpegReduced(const JpegInput& input, int max_width, int max_height, bool use_exif_preview,
                        ReducedJpeg* out) {
   Decompressor d;
-  if (source.in_memory()) {
-    if (source.size < 4 || !HasJpegSignature(source.data)) return false;
-    if (!d.OpenHeader(source.data, source.size, nullptr)) return false;
+  if (input.data != nullptr) {
+    if (input.size < 4 || !HasJpegSignature(input.data)) return false;
+    if (!d.OpenHeader(input.data, input.size, nullptr)) return false;
   } else {
-    std::FILE* file = OpenFile(source.path);
+    std::FILE* file = OpenFile(input.path);
     if (file == nullptr) return false;
     uint8_t signature[2] = {0, 0};
     const bool jpeg = std::fread(signature, 1, 2, file) == 2 && HasJpegSignature(signature) &&

@@ -3,12 +3,13 @@
 // Internal to src/image; libjpeg stays inside the .cpp. Hostile input fails cleanly.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <string_view>
 #include <vector>
 
 #include "image/image.h"
-#include "image/internal/decode.h"
 
 namespace quorvane::image::internal {
 
@@ -23,6 +24,13 @@ struct ExifLayout {
 // its size, so any bytes are safe. Returns false when it is not TIFF data.
 bool ParseExifLayout(std::string_view tiff, ExifLayout* layout);
 
+// A file, or bytes in memory that the caller keeps alive for the call.
+struct JpegInput {
+  std::filesystem::path path;
+  const uint8_t* data = nullptr;
+  size_t size = 0;
+};
+
 struct ReducedJpeg {
   std::vector<uint8_t> rgb;  // width * height * 3 bytes, rows top first, as stored (not upright)
   int width = 0;
@@ -33,12 +41,12 @@ struct ReducedJpeg {
   ThumbnailDecode decode = ThumbnailDecode::kReducedScale;
 };
 
-// Decodes the JPEG in `source` (a file or memory) to at least the stored-orientation size that
+// Decodes the JPEG in `input` to at least the stored-orientation size that
 // FitInside(upright size, max_width, max_height) asks for, from the EXIF preview when allowed
 // and it fits. Returns false when the photo already
 // fits (nothing to shrink), when it is not a JPEG this decoder takes (CMYK, over the pixel
 // ceiling), or when libjpeg fails; the caller then takes the general path, which reports errors.
-bool DecodeJpegReduced(const Source& source, int max_width, int max_height, bool use_exif_preview,
+bool DecodeJpegReduced(const JpegInput& input, int max_width, int max_height, bool use_exif_preview,
                        ReducedJpeg* out);
 
 }  // namespace quorvane::image::internal
