@@ -36,7 +36,7 @@ report() {  # label, pairbench output
   awk -v n="$count" -v label="$1" '
     $1 == "A" && $2 == "wall" { a = $5 }
     $1 == "B" && $2 == "wall" { b = $5 }
-    $1 == "A/B" && $2 == "wall" { r = $5 }
+    $1 == "A/B" && $2 == "wall" { r = $4 }
     END { printf "%s: ours %.1f photos/s, vipsthumbnail %.1f photos/s, speed-up %.2fx (median of pair ratios)\n",
           label, n / a, n / b, 1 / r }' <<< "$2"
 }

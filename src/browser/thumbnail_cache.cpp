@@ -78,6 +78,7 @@ ThumbnailCache::~ThumbnailCache() = default;
 bool ThumbnailCache::Open(const fs::path& folder) {
   std::lock_guard lock(mutex_);
   enabled_ = false;
+  changed_ = false;
   map_->Clear();
   used_names_.clear();
   std::error_code ec;
@@ -101,7 +102,8 @@ bool ThumbnailCache::Open(const fs::path& folder) {
 void ThumbnailCache::Close() {
   std::lock_guard lock(mutex_);
   if (!enabled_) return;
-  WriteIndexLocked();
+  // An index nothing was added to since it was read or written is left as it is.
+  if (changed_) WriteIndexLocked();
   enabled_ = false;
 }
 
@@ -160,7 +162,10 @@ bool ThumbnailCache::LoadThumbnail(const ThumbnailCacheEntry& entry, image::Imag
     std::lock_guard lock(mutex_);
     path = folder_ / entry.filename;
   }
-  return image->Load(path);
+  // Cached thumbnails are small JPEGs: the fast decoder reads them whole (no side limit
+  // shrinks them), far quicker than a general load.
+  constexpr int kWhole = 65500;
+  return image->LoadThumbnailToFit(path, kWhole, kWhole, image::ResampleMode::kBicubic);
 }
 
 bool ThumbnailCache::Add(std::string_view source_path, const image::Image& thumbnail,
@@ -193,6 +198,7 @@ bool ThumbnailCache::Add(std::string_view source_path, const image::Image& thumb
   }
   if (!enabled_) return true;  // closed while saving: the file stays, unindexed
   used_names_.insert(name);
+  changed_ = true;
   map_->Set({name, std::string(source_path), platform::LowHalf(ticks), platform::HighHalf(ticks),
              cell_width, cell_height, source_width, source_height});
   return true;
@@ -246,6 +252,7 @@ void ThumbnailCache::LoadIndexText(std::string_view text) {
   std::lock_guard lock(mutex_);
   map_->Clear();
   used_names_.clear();
+  changed_ = true;
   LoadIndexLocked(std::string(text));
 }
 
@@ -287,6 +294,7 @@ bool ThumbnailCache::WriteIndexLocked() {
     return false;
   }
   last_write_error_.clear();
+  changed_ = false;
   return true;
 }
 

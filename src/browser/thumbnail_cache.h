@@ -54,7 +54,8 @@ class ThumbnailCache {
   // path is not a folder, the cache stays disabled: every lookup misses and Add stores
   // nothing. A missing, unreadable or damaged index gives an empty cache. Returns enabled().
   bool Open(const std::filesystem::path& folder);
-  // When enabled, writes the index and disables the cache. A failed write is ignored (the next
+  // When enabled, writes the index (when anything was added since it was read or written) and
+  // disables the cache. A failed write is ignored (the next
   // run starts from the older index); last_write_error() says why.
   void Close();
   // Writes the index now and stays open; false when the write failed or the cache is disabled.
@@ -105,6 +106,7 @@ class ThumbnailCache {
   std::filesystem::path folder_;
   std::string folder_text_;
   bool enabled_ = false;
+  bool changed_ = false;                               // entries differ from the index file
   std::set<std::string, std::less<>> reserved_names_;  // names being written right now
   std::unordered_set<std::string> used_names_;         // names entries point at
   std::string last_write_error_;

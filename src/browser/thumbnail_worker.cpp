@@ -1,6 +1,7 @@
 #include "browser/thumbnail_worker.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "browser/image_files.h"
@@ -59,6 +60,10 @@ Image MakeCellImage(const Image& thumbnail, int cell_width, int cell_height) {
   for (int y = std::max(0, -top); y < thumbnail.height() && top + y < cell_height; ++y) {
     const uint8_t* in = thumbnail.Row(y) + static_cast<size_t>(x0) * channels;
     uint8_t* out = cell.MutableRow(top + y) + static_cast<size_t>(left + x0) * 3;
+    if (channels == 3) {
+      if (x1 > x0) std::memcpy(out, in, static_cast<size_t>(x1 - x0) * 3);
+      continue;
+    }
     for (int x = x0; x < x1; ++x, in += channels, out += 3) {
       const int alpha = channels == 4 ? in[3] : 255;
       for (int c = 0; c < 3; ++c) {

@@ -104,7 +104,7 @@ FitSize FitInside(int width, int height, int max_width, int max_height);
 enum class ThumbnailDecode {
   kExifPreview,   // the JPEG's embedded EXIF preview covered the size
   kFirstScans,    // a progressive JPEG decoded only as far as its DC scans, at 1/8 scale
-  kReducedScale,  // a JPEG decoded at the smallest scale n/8 that covers the size
+  kReducedScale,  // a JPEG decoded at the smallest scale n/8 that covers the size (8/8: whole)
   kGeneric,       // any other format, or a JPEG the fast path declined: libvips
 };
 

@@ -102,18 +102,18 @@ bool AllDcPresent(j_decompress_ptr c) {
   return true;
 }
 
-// Decodes an opened JPEG at the smallest scale n/8 whose output covers stored_width x
-// stored_height. At 1/8 only DC coefficients count, so a progressive file stops reading once
-// its DC scans are in.
+// Decodes an opened JPEG at the smallest scale n/8 whose output is at least twice
+// stored_width x stored_height (or whole): the final filter then still shrinks by 2 or more,
+// which keeps the result close to a full decode scaled down. At 1/8 only DC coefficients
+// count, so a progressive file stops reading once its DC scans are in.
 bool DecodeToCover(Decompressor& d, int stored_width, int stored_height, ReducedJpeg* out) {
   j_decompress_ptr c = d.get();
   const uint64_t w = c->image_width;
   const uint64_t h = c->image_height;
+  const uint64_t want_width = 2 * static_cast<uint64_t>(stored_width);
+  const uint64_t want_height = 2 * static_cast<uint64_t>(stored_height);
   int n = 1;
-  while (n < 8 && ((w * n + 7) / 8 < static_cast<uint64_t>(stored_width) ||
-                   (h * n + 7) / 8 < static_cast<uint64_t>(stored_height))) {
-    ++n;
-  }
+  while (n < 8 && ((w * n + 7) / 8 < want_width || (h * n + 7) / 8 < want_height)) ++n;
   const bool first_scans = c->progressive_mode && n == 1;
   if (!d.Guarded([&](j_decompress_ptr cc) {
         cc->scale_num = static_cast<unsigned>(n);
@@ -281,14 +281,15 @@ bool DecodeJpegReduced(const JpegInput& input, int max_width, int max_height, bo
   const int upright_width = static_cast<int>(turned ? h : w);
   const int upright_height = static_cast<int>(turned ? w : h);
   const FitSize fit = FitInside(upright_width, upright_height, max_width, max_height);
-  if (fit.width == upright_width && fit.height == upright_height) return false;
+  // A photo that already fits (a cached thumbnail, say) is decoded whole.
+  const bool shrinks = fit.width != upright_width || fit.height != upright_height;
   const int stored_width = turned ? fit.height : fit.width;
   const int stored_height = turned ? fit.width : fit.height;
 
   out->source_width = static_cast<int>(w);
   out->source_height = static_cast<int>(h);
   out->orientation = exif.orientation;
-  if (use_exif_preview && exif.preview_length > 0 &&
+  if (shrinks && use_exif_preview && exif.preview_length > 0 &&
       DecodePreview(tiff.substr(exif.preview_offset, exif.preview_length), stored_width,
                     stored_height, w, h, out)) {
     return true;

@@ -42,10 +42,10 @@ struct ReducedJpeg {
 };
 
 // Decodes the JPEG in `input` to at least the stored-orientation size that
-// FitInside(upright size, max_width, max_height) asks for, from the EXIF preview when allowed
-// and it fits. Returns false when the photo already
-// fits (nothing to shrink), when it is not a JPEG this decoder takes (CMYK, over the pixel
-// ceiling), or when libjpeg fails; the caller then takes the general path, which reports errors.
+// FitInside(upright size, max_width, max_height) asks for (whole when the photo already fits),
+// from the EXIF preview when allowed and it fits. Returns false when it is not a JPEG this
+// decoder takes (CMYK, over the pixel ceiling) or when libjpeg fails; the caller then takes
+// the general path, which reports errors.
 bool DecodeJpegReduced(const JpegInput& input, int max_width, int max_height, bool use_exif_preview,
                        ReducedJpeg* out);
 

@@ -169,7 +169,7 @@ class FastThumbnailTest : public ::testing::TestWithParam<PathCase> {};
 // Every fast path gives the size a full decode would and looks the same (>= 35 dB).
 TEST_P(FastThumbnailTest, MatchesFullDecodeScaledDown) {
   const PathCase& c = GetParam();
-  constexpr int kWidth = 1600, kHeight = 1200;
+  constexpr int kWidth = 2400, kHeight = 1800;
   const std::vector<uint8_t> pixels = PhotoPixels(kWidth, kHeight);
   std::string app1;
   if (c.orientation != 1 || c.with_preview) {
@@ -212,15 +212,19 @@ INSTANTIATE_TEST_SUITE_P(
         PathCase{"PreviewIgnoredByDefault", false, true, false, 1, ThumbnailDecode::kReducedScale}),
     [](const auto& param_info) { return std::string(param_info.param.name); });
 
-TEST(FastThumbnailEdgeTest, SmallOrOtherImagesTakeTheGeneralPath) {
+TEST(FastThumbnailEdgeTest, SmallJpegsLoadWholeOtherFormatsTakeTheGeneralPath) {
   TempDir dir;
-  const auto small = WriteBytes(dir, "small.jpg", EncodeJpeg(PhotoPixels(100, 50), 100, 50, false));
+  const std::vector<uint8_t> pixels = PhotoPixels(100, 50);
+  const auto small = WriteBytes(dir, "small.jpg", EncodeJpeg(pixels, 100, 50, false));
   Image image;
   ThumbnailSource source;
   ASSERT_TRUE(image.LoadThumbnailToFit(small, 118, 88, ResampleMode::kBicubic, &source));
-  EXPECT_EQ(source.decode, ThumbnailDecode::kGeneric);
+  EXPECT_EQ(source.decode, ThumbnailDecode::kReducedScale);
+  Image full;
+  ASSERT_TRUE(full.Load(small));
   EXPECT_EQ(image.width(), 100);
   EXPECT_EQ(image.height(), 50);
+  EXPECT_GE(Psnr(image, full), 45.0);  // the same picture at the same size
 
   Image png;
   ASSERT_TRUE(png.Create(400, 300, true, {10, 20, 30, 128}));
