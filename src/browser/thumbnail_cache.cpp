@@ -49,11 +49,13 @@ uint32_t ParseTimeHalf(std::string_view text) {
   return static_cast<uint32_t>(static_cast<uint64_t>(ParseDecimal(text)));
 }
 
+// Bytes a cache file name never holds: separators on any platform, and the drive colon.
+constexpr std::string_view kUnsafeNameBytes("/\\:\0", 4);
+
 // A cache file name must stay inside the cache folder and must not be the index itself.
 bool IsPlainCacheName(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name != kThumbnailIndexName &&
-         name.find('/') == std::string_view::npos && name.find('\\') == std::string_view::npos &&
-         name.find('\0') == std::string_view::npos;
+         name.find_first_of(kUnsafeNameBytes) == std::string_view::npos;
 }
 
 std::string LastComponent(std::string_view path) {
@@ -205,7 +207,11 @@ bool ThumbnailCache::Add(std::string_view source_path, const image::Image& thumb
 }
 
 std::string ThumbnailCache::ReserveName(std::string_view source_path) {
-  const std::string wanted = LastComponent(source_path);
+  std::string wanted = LastComponent(source_path);
+  // A name the index could not take back ("a\\b.jpg" is a plain name on Linux) is made safe.
+  for (char& c : wanted) {
+    if (kUnsafeNameBytes.find(c) != std::string_view::npos) c = '_';
+  }
   const size_t dot = wanted.rfind('.');
   const std::string base = dot == std::string::npos ? wanted : wanted.substr(0, dot);
   const std::string extension = dot == std::string::npos ? std::string() : wanted.substr(dot);

@@ -28,7 +28,8 @@ bool ReadFileWriteTime(const std::filesystem::path& path, uint64_t* ticks) {
 bool ReadFileWriteTime(const std::filesystem::path& path, uint64_t* ticks) {
   // Seconds from 1601-01-01 to the Unix epoch.
   constexpr int64_t kEpochOffsetSeconds = 11'644'473'600;
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  // Non-blocking, so a FIFO where a photo used to be cannot hang the caller.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return false;
   struct stat info;
   const bool ok = ::fstat(fd, &info) == 0;

@@ -136,6 +136,10 @@ TEST_F(ThumbnailCacheTest, SameNameInTwoFoldersGetsPlainAndNumberedNames) {
   EXPECT_EQ(cache.Lookup(two)->filename, "photo1.jpg");
   EXPECT_EQ(cache.Lookup((dir_ / "photos/three/photo.jpg").string())->filename, "photo2.jpg");
   EXPECT_EQ(cache.Lookup((dir_ / "photos/README").string())->filename, "README");
+  // Bytes that would leave the folder or name a drive are replaced.
+  ASSERT_TRUE(cache.Add(Source("back\\slash:colon.jpg").string(), Thumb(), 120, 90, 1, 1));
+  EXPECT_EQ(cache.Lookup((dir_ / "photos/back\\slash:colon.jpg").string())->filename,
+            "back_slash_colon.jpg");
   // An existing entry keeps its name, even when its file has gone meanwhile; a new source
   // does not take a name an entry still points at.
   fs::remove(CacheFolder() / "photo1.jpg");
@@ -145,7 +149,7 @@ TEST_F(ThumbnailCacheTest, SameNameInTwoFoldersGetsPlainAndNumberedNames) {
   fs::remove(CacheFolder() / "photo1.jpg");
   ASSERT_TRUE(cache.Add(Source("four/photo.jpg").string(), Thumb(), 120, 90, 1, 1));
   EXPECT_EQ(cache.Lookup((dir_ / "photos/four/photo.jpg").string())->filename, "photo3.jpg");
-  EXPECT_EQ(cache.size(), 5u);
+  EXPECT_EQ(cache.size(), 6u);
 }
 
 TEST_F(ThumbnailCacheTest, StaleOnCellSizeOrEitherTimeHalfButNotWhenUnreachable) {
