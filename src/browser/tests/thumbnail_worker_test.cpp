@@ -133,16 +133,6 @@ TEST_F(ThumbnailWorkerTest, MakesCachesAndRemakesExactlyWhatChanged) {
   EXPECT_TRUE(cells["a.jpg"].image.IsValid());
 }
 
-TEST_F(ThumbnailWorkerTest, WithoutUsableCacheEveryThumbnailIsMade) {
-  testing::WriteTextFile(dir_ / "plain-file", "x");
-  ThumbnailCache disabled;
-  ASSERT_FALSE(disabled.Open(dir_ / "plain-file"));
-  ThumbnailWorker worker(&disabled, {.threads = 1});
-  for (int run = 0; run < 2; ++run) {
-    EXPECT_EQ(Show(worker, photos_, 120, 90)["a.jpg"].outcome, CellOutcome::kMade);
-  }
-}
-
 // One thread, held inside the first callback while the test re-orders or cancels.
 class HeldWorkerTest : public ThumbnailWorkerTest {
  protected:

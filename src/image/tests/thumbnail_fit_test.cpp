@@ -67,57 +67,24 @@ std::vector<uint8_t> EncodeJpeg(const std::vector<uint8_t>& rgb, int width, int 
   return bytes;
 }
 
-void Put16(std::string* s, int v) {
-  s->push_back(static_cast<char>(v & 0xFF));
-  s->push_back(static_cast<char>(v >> 8 & 0xFF));
-}
-void Put32(std::string* s, uint32_t v) {
-  Put16(s, static_cast<int>(v & 0xFFFF));
-  Put16(s, static_cast<int>(v >> 16));
-}
-
-// "Exif\0\0" and little-endian TIFF: IFD0 with the orientation, IFD1 pointing at `preview`.
+// "Exif\0\0" and little-endian TIFF: IFD0 (at 8) holds the orientation, IFD1 (at 26) points
+// at `preview`, which follows at 56.
 std::string ExifBlock(int orientation, const std::vector<uint8_t>& preview) {
-  std::string tiff = "II*";
-  tiff.push_back('\0');
-  Put32(&tiff, 8);
-  Put16(&tiff, 1);  // IFD0
-  Put16(&tiff, 0x0112);
-  Put16(&tiff, 3);
-  Put32(&tiff, 1);
-  Put16(&tiff, orientation);
-  Put16(&tiff, 0);
-  Put32(&tiff, 26);  // IFD1 follows
-  Put16(&tiff, 2);
-  Put16(&tiff, 0x0201);
-  Put16(&tiff, 4);
-  Put32(&tiff, 1);
-  Put32(&tiff, 56);
-  Put16(&tiff, 0x0202);
-  Put16(&tiff, 4);
-  Put32(&tiff, 1);
-  Put32(&tiff, static_cast<uint32_t>(preview.size()));
-  Put32(&tiff, 0);
+  std::string tiff(56, '\0');
+  auto put = [&](size_t at, std::initializer_list<uint32_t> values, int bytes) {
+    for (uint32_t value : values) {
+      for (int i = 0; i < bytes; ++i) tiff[at++] = static_cast<char>(value >> (8 * i));
+    }
+  };
+  put(0, {'I', 'I', 42, 0, 8, 0, 0, 0}, 1);
+  put(8, {1, 0x0112, 3}, 2);  // one entry: orientation, SHORT, count 1
+  put(14, {1, static_cast<uint32_t>(orientation), 26}, 4);  // ... and IFD1's offset
+  put(26, {2, 0x0201, 4}, 2);  // two entries: JPEGInterchangeFormat, LONG, count 1, 56
+  put(32, {1, 56}, 4);
+  put(40, {0x0202, 4}, 2);  // JPEGInterchangeFormatLength
+  put(44, {1, static_cast<uint32_t>(preview.size()), 0}, 4);
   tiff.append(preview.begin(), preview.end());
   return std::string("Exif\0\0", 6) + tiff;
-}
-
-// Downscales by whole-pixel box averaging, the way a camera makes its preview.
-std::vector<uint8_t> BoxShrink(const std::vector<uint8_t>& rgb, int width, int height, int f) {
-  const int w = width / f, h = height / f;
-  std::vector<uint8_t> out(static_cast<size_t>(w) * h * 3);
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      for (int c = 0; c < 3; ++c) {
-        int sum = 0;
-        for (int j = 0; j < f; ++j) {
-          for (int i = 0; i < f; ++i) sum += rgb[((y * f + j) * width + x * f + i) * 3 + c];
-        }
-        out[(static_cast<size_t>(y) * w + x) * 3 + c] = static_cast<uint8_t>(sum / (f * f));
-      }
-    }
-  }
-  return out;
 }
 
 double Psnr(const Image& a, const Image& b) {
@@ -175,7 +142,8 @@ TEST_P(FastThumbnailTest, MatchesFullDecodeScaledDown) {
   if (c.orientation != 1 || c.with_preview) {
     std::vector<uint8_t> preview;
     if (c.with_preview) {
-      preview = EncodeJpeg(BoxShrink(pixels, kWidth, kHeight, 5), kWidth / 5, kHeight / 5, false);
+      // The same picture drawn smaller, as a camera's preview is.
+      preview = EncodeJpeg(PhotoPixels(kWidth / 5, kHeight / 5), kWidth / 5, kHeight / 5, false);
     }
     app1 = ExifBlock(c.orientation, preview);
   }
