@@ -7,6 +7,10 @@
 #include <optional>
 #include <vector>
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include "browser/thumbnail_cache.h"
 #include "browser/thumbnail_worker.h"
 #include "cli/command_line.h"
@@ -75,6 +79,13 @@ int RunThumbsCommand(std::span<const std::string> args) {
     out_folder = *out;
   }
 
+#if defined(__GLIBC__)
+  // A progressive JPEG's decoder takes tens of MB of coefficient buffers per photo. Kept in
+  // the heap, they are reused from photo to photo instead of being mapped, faulted in and
+  // returned each time (a sixth of the run's time on a folder of camera photos).
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TRIM_THRESHOLD, 256 << 20);
+#endif
   browser::ThumbnailCache cache;
   if (!cache.Open(cache_folder)) {
     std::cerr << "quorvane-cli: the thumbnail cache \"" << cache_folder.string()
