@@ -67,6 +67,18 @@ std::string LastComponent(std::string_view path) {
   return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
 }
 
+// Whether an entry survives a write and a read of the index: the XML reader ends its input at
+// a 0xFF byte and splits tags longer than 4,095 bytes, so such entries are left out (their
+// thumbnails are made again next time) rather than read back altered.
+bool Persistable(const ThumbnailCacheEntry& entry) {
+  constexpr size_t kMaxEncodedText = 3800;  // leaves room for the numbers and the names
+  return entry.filename.find('\xff') == std::string::npos &&
+         entry.original_path.find('\xff') == std::string::npos &&
+         xml::EncodeEntities(entry.filename).size() +
+                 xml::EncodeEntities(entry.original_path).size() <=
+             kMaxEncodedText;
+}
+
 std::string Decoded(const xml::XmlNode& node, std::string_view attribute) {
   return xml::DecodeEntities(node.GetAttribute(attribute));
 }
@@ -239,6 +251,7 @@ std::string ThumbnailCache::IndexTextLocked() const {
   xml::XmlDocument document;
   xml::XmlNode& root = *document.AppendChild(document.CreateElement("Cache"));
   map_->ForEach([&](const ThumbnailCacheEntry& entry) {
+    if (!Persistable(entry)) return;
     xml::XmlNode& image = *root.AppendChild(document.CreateElement("Image"));
     image.SetAttribute("filename", xml::EncodeEntities(entry.filename));
     image.SetAttribute("original_path", xml::EncodeEntities(entry.original_path));
