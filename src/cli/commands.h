@@ -24,6 +24,7 @@ int RunArchiveCommand(std::span<const std::string> args);
 int RunLibraryCommand(std::span<const std::string> args);
 int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
+int RunThumbsCommand(std::span<const std::string> args);
 int RunXmlCommand(std::span<const std::string> args);
 
 inline constexpr Command kCommands[] = {
@@ -52,6 +53,9 @@ inline constexpr Command kCommands[] = {
      RunSearchCommand},
     {"settings", "settings show\nsettings get <key>\nsettings set <key> <value>",
      RunSettingsCommand},
+    {"thumbs",
+     "thumbs <folder> [--cell WxH] [--cache DIR] [--out DIR] [--workers N] [--exif-preview]",
+     RunThumbsCommand},
     {"xml", "xml check <file> [--flags N]", RunXmlCommand},
 };
 
