@@ -32,11 +32,6 @@ class MemoryStore : public AlbumStore {
   bool FileExists(std::string_view name) override {
     return IsPlainFileName(name) && name.substr(0, 7) != "missing";
   }
-  // The index loader never moves whole files.
-  bool ImportFile(const std::filesystem::path&, std::string_view) override { return false; }
-  std::filesystem::path LocalPath(std::string_view) const override { return {}; }
-  bool RemoveFile(std::string_view) override { return false; }
-  bool ExchangeFiles(std::string_view, std::string_view) override { return false; }
   const std::string& LastError() const override { return error_; }
 
  private:

@@ -6,8 +6,10 @@ set -euo pipefail
 PACKAGES=(
   # toolchain
   build-essential cmake ninja-build ccache clang clang-format libclang-rt-14-dev
+  # the Windows syntax check of the portable core (scripts/check-windows.sh)
+  g++-mingw-w64-x86-64-posix
   # images (decoding, encoding, resampling) and album archives
-  libvips-dev libzip-dev zlib1g-dev
+  libjpeg62-turbo-dev libvips-dev libzip-dev zlib1g-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev python3 libvips-tools zip unzip
   # a font for the text drawn into pictures (placeholders)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs every test: the debug build (warnings as errors), then the whole
-# suite again under AddressSanitizer + UndefinedBehaviorSanitizer.
+# suite again under AddressSanitizer + UndefinedBehaviorSanitizer, then the Windows syntax
+# check of the portable core.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -10,3 +11,5 @@ for preset in dev asan; do
   cmake --build --preset "$preset"
   ctest --preset "$preset"
 done
+echo "== windows ==" >&2
+bash scripts/check-windows.sh

@@ -52,20 +52,19 @@ bool ScanInt(std::string_view text, size_t* i, int32_t* value) {
   return true;
 }
 
-// "%dx%d": a width that parses is kept even when the height does not.
-void ReadImageSize(std::string_view text, AlbumPhoto* photo) {
+void SetEncoded(XmlNode& element, std::string_view attribute, std::string_view plain) {
+  element.SetAttribute(attribute, xml::EncodeEntities(plain));
+}
+
+}  // namespace
+
+void AlbumIndex::ReadImageSize(std::string_view text, AlbumPhoto* photo) {
   size_t i = 0;
   if (!ScanInt(text, &i, &photo->width)) return;
   if (i >= text.size() || text[i] != 'x') return;
   ++i;
   ScanInt(text, &i, &photo->height);
 }
-
-void SetEncoded(XmlNode& element, std::string_view attribute, std::string_view plain) {
-  element.SetAttribute(attribute, xml::EncodeEntities(plain));
-}
-
-}  // namespace
 
 bool AlbumIndex::ReadIndexFile(AlbumStore& store, std::string* bytes) {
   for (std::string_view name : kIndexFileNames) {

@@ -30,6 +30,11 @@ class AlbumIndex {
   // returns the root element, or null when the first node is not "Quorvane" or "Tarnwell".
   static xml::XmlNode* ParseIndex(xml::XmlDocument& document, std::string bytes);
 
+  // Reads an "ImageSize" value ("%dx%d") into the photo's width and height as sscanf would:
+  // numbers that do not parse leave their field, and a width that parses is kept even when
+  // the height does not.
+  static void ReadImageSize(std::string_view text, AlbumPhoto* photo);
+
   // Reads the first index file the store has and replaces the album's fields, photos and
   // user variables with it; photos whose image file is not in the store are left out. On
   // failure returns false with the reason in album.last_error(); a failure before the root

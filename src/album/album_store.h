@@ -30,20 +30,44 @@ class AlbumStore {
     return false;
   }
 
-  // Photos come in and go out as whole files, never through memory.
+  // Photos come in and go out as whole files, never through memory. A store that keeps no
+  // files on disk (one that only serves an index) cannot: the defaults refuse.
   //
   // Copies the file at `source` (outside the album) into the album as `name`, replacing any
-  // file of that name atomically.
+  // file of that name atomically. Meant for files nothing names yet (a photo being added):
+  // the copy is whole at once, but reaches the disk for sure only at the next Flush.
   [[nodiscard]] virtual bool ImportFile(const std::filesystem::path& source,
-                                        std::string_view name) = 0;
+                                        std::string_view name) {
+    (void)source;
+    (void)name;
+    return false;
+  }
+  // WriteFile for a file nothing names yet (a new photo's thumbnail), durable at the next
+  // Flush like ImportFile's.
+  [[nodiscard]] virtual bool WriteNewFile(std::string_view name, std::string_view bytes) {
+    return WriteFile(name, bytes);
+  }
+  // Makes every file of ImportFile and WriteNewFile durable. The album's save calls it before
+  // it writes the index that names them, so one flush serves a whole batch of photos.
+  [[nodiscard]] virtual bool Flush() { return true; }
   // Where the named file can be opened by path (for the image decoder and for copying out);
   // empty for a name that is not a plain file name.
-  virtual std::filesystem::path LocalPath(std::string_view name) const = 0;
+  virtual std::filesystem::path LocalPath(std::string_view name) const {
+    (void)name;
+    return {};
+  }
   // Deletes the named file; a file that is already gone counts as deleted.
-  [[nodiscard]] virtual bool RemoveFile(std::string_view name) = 0;
+  [[nodiscard]] virtual bool RemoveFile(std::string_view name) {
+    (void)name;
+    return false;
+  }
   // Swaps the contents of two existing files in one step: how the album keeps an earlier
   // version of a photo under a name of its own and brings it back.
-  [[nodiscard]] virtual bool ExchangeFiles(std::string_view a, std::string_view b) = 0;
+  [[nodiscard]] virtual bool ExchangeFiles(std::string_view a, std::string_view b) {
+    (void)a;
+    (void)b;
+    return false;
+  }
 
   // Makes what was written so far durable where the album really lives. A folder's writes
   // already are, so this does nothing; an archive store repacks its working copy into the

@@ -15,7 +15,8 @@ namespace quorvane::album {
 
 // An ArchiveStore is a FolderStore whose folder is the working copy, so everything that works
 // on an album folder (unique names, copying photos in) works on it unchanged. Nothing reaches
-// the archive until Commit. Thread-compatible: one thread at a time.
+// the archive until Commit. A working copy that a crashed program left behind is removed by a
+// later Open. Thread-compatible: one thread at a time.
 class ArchiveStore : public FolderStore {
  public:
   // Unpacks `archive` into a new working copy (a folder named "qvo..." under the temporary
@@ -43,11 +44,12 @@ class ArchiveStore : public FolderStore {
   [[nodiscard]] bool Commit(const std::vector<std::string>& leave_out) override;
 
  private:
-  ArchiveStore(std::filesystem::path archive, std::filesystem::path working_copy)
-      : FolderStore(std::move(working_copy)), archive_(std::move(archive)) {}
+  ArchiveStore(std::filesystem::path archive, std::filesystem::path working_copy, int lock)
+      : FolderStore(std::move(working_copy)), archive_(std::move(archive)), lock_(lock) {}
 
   std::filesystem::path archive_;
   PackOptions pack_options_;
+  int lock_;  // held open (and locked) while the store lives: the working copy is in use
 };
 
 }  // namespace quorvane::album

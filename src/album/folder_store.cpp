@@ -30,7 +30,36 @@ bool FolderStore::FileExists(std::string_view name) {
 }
 
 bool FolderStore::ImportFile(const std::filesystem::path& source, std::string_view name) {
-  return CheckName(name) && platform::CopyFileAtomically(source, PathOf(name), &last_error_);
+  if (!CheckName(name) ||
+      !platform::CopyFileAtomically(source, PathOf(name), &last_error_, platform::Flush::kLater)) {
+    return false;
+  }
+  unflushed_.emplace_back(name);
+  return true;
+}
+
+bool FolderStore::WriteNewFile(std::string_view name, std::string_view bytes) {
+  if (!CheckName(name) ||
+      !platform::WriteFileAtomically(PathOf(name), bytes, &last_error_, platform::Flush::kLater)) {
+    return false;
+  }
+  unflushed_.emplace_back(name);
+  return true;
+}
+
+bool FolderStore::Flush() {
+  // The folder is flushed with each file; fsync is cheap for a file the system wrote back
+  // already, so the batch costs little more than its slowest file.
+  while (!unflushed_.empty()) {
+    const std::filesystem::path path = PathOf(unflushed_.back());
+    std::error_code ec;
+    // A file removed or moved since then has nothing left to make durable under this name.
+    if (std::filesystem::exists(path, ec) && !platform::FlushFile(path, &last_error_)) {
+      return false;
+    }
+    unflushed_.pop_back();
+  }
+  return true;
 }
 
 std::filesystem::path FolderStore::LocalPath(std::string_view name) const {

@@ -21,6 +21,8 @@ class FolderStore : public AlbumStore {
   // Regular files only, as FileExists counts them.
   bool ListFiles(std::vector<std::string>* names) override;
   bool ImportFile(const std::filesystem::path& source, std::string_view name) override;
+  bool WriteNewFile(std::string_view name, std::string_view bytes) override;
+  bool Flush() override;
   std::filesystem::path LocalPath(std::string_view name) const override;
   bool RemoveFile(std::string_view name) override;
   bool ExchangeFiles(std::string_view a, std::string_view b) override;
@@ -34,6 +36,7 @@ class FolderStore : public AlbumStore {
 
   std::filesystem::path folder_;
   std::string last_error_;
+  std::vector<std::string> unflushed_;  // names written since the last Flush
 };
 
 }  // namespace quorvane::album

@@ -78,14 +78,15 @@ platform::OleDate PhotoDate(const fs::path& source,
   return platform::OleDateFromCivil(civil, &date) ? date : platform::kNoDate;
 }
 
-bool WriteThumbnail(Album& album, const Image& thumbnail, std::string_view name) {
+// `is_new`: no index names the thumbnail yet, so it may reach the disk at the next save.
+bool WriteThumbnail(Album& album, const Image& thumbnail, std::string_view name, bool is_new) {
   std::vector<uint8_t> bytes;
   if (!thumbnail.SaveToMemory(&bytes, image::ImageFormat::kJpeg,
                               album.thumbnail_options().jpeg_quality)) {
     return Fail(album, thumbnail.last_error());
   }
-  if (!album.store().WriteFile(
-          name, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()))) {
+  const std::string_view view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (!(is_new ? album.store().WriteNewFile(name, view) : album.store().WriteFile(name, view))) {
     return Fail(album, album.store().LastError());
   }
   return true;
@@ -179,7 +180,7 @@ bool AddImageFromDisk(Album& album, const fs::path& source, std::string_view fil
   photos.insert(at, std::move(photo));
 
   if (!album.store().ImportFile(source, name)) return Fail(album, album.store().LastError());
-  if (!WriteThumbnail(album, thumbnail, ThumbnailName(name))) return false;
+  if (!WriteThumbnail(album, thumbnail, ThumbnailName(name), true)) return false;
   album.set_modified(true);
   return true;
 }
@@ -219,7 +220,8 @@ bool ReplacePhotoImage(Album& album, size_t index, const Image& image, PhotoVers
 
   Report(progress, "Replacing thumbnail in album...", 2, 3);
   version.thumbnail_file = MakeUniqueName(album, "~" + ThumbnailName(photo.image_file));
-  if (!WriteThumbnail(album, thumbnail, version.thumbnail_file)) return false;
+  // Written through at once: the exchange below puts it under the name the index uses.
+  if (!WriteThumbnail(album, thumbnail, version.thumbnail_file, false)) return false;
   album.RetainFile(version.thumbnail_file);
   version.width = image.width();
   version.height = image.height();
@@ -292,6 +294,8 @@ bool CopyThumbnailOut(Album& album, size_t index, const fs::path& target,
 }
 
 bool SaveAlbum(Album& album) {
+  // The photos first, then the index that names them.
+  if (!album.store().Flush()) return Fail(album, album.store().LastError());
   if (!AlbumIndex::SaveIndex(album)) return false;
   if (!album.store().Commit(album.retained_files())) {
     return Fail(album, album.store().LastError());

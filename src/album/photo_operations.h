@@ -38,7 +38,8 @@ using ProgressCallback = std::function<void(std::string_view text, int step, int
 // type, makes its thumbnail, then copies the file and writes the thumbnail into the album.
 // Refuses a name the album already holds, before any step. A failure after the photo's
 // record was inserted leaves the record in place; the album's last error says why. Sets the
-// modified flag on success.
+// modified flag on success. The new files are flushed to the disk by the album's save
+// (SaveAlbum), before the index that names them.
 [[nodiscard]] bool AddImageFromDisk(Album& album, const std::filesystem::path& source,
                                     std::string_view file_name, int position,
                                     const ProgressCallback& progress = {});

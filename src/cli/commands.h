@@ -26,7 +26,9 @@ int RunEditFileCommand(std::span<const std::string> args);
 // The edit operations of the edit command table, one line each, for --help.
 std::string EditOperationsHelp();
 int RunLibraryCommand(std::span<const std::string> args);
+int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
+int RunThumbsCommand(std::span<const std::string> args);
 int RunXmlCommand(std::span<const std::string> args);
 
 inline constexpr Command kCommands[] = {
@@ -54,8 +56,16 @@ inline constexpr Command kCommands[] = {
      "library create <name> [--description D] [--date YYYY-MM-DD] [--library DIR]\n"
      "library delete <name> [--yes] [--library DIR]",
      RunLibraryCommand},
+    {"search",
+     "search <text> [--title] [--description] [--keywords] [--library DIR | --album FOLDER...] "
+     "[--keep]\n"
+     "search --saved",
+     RunSearchCommand},
     {"settings", "settings show\nsettings get <key>\nsettings set <key> <value>",
      RunSettingsCommand},
+    {"thumbs",
+     "thumbs <folder> [--cell WxH] [--cache DIR] [--out DIR] [--workers N] [--exif-preview]",
+     RunThumbsCommand},
     {"xml", "xml check <file> [--flags N]", RunXmlCommand},
 };
 

@@ -181,9 +181,12 @@ bool Image::Create(int width, int height, bool with_alpha, Rgba fill) {
   }
   EnsureVips();
   const int channels = with_alpha ? 4 : 3;
-  std::vector<uint8_t> pixels(static_cast<size_t>(width) * height * channels);
   const uint8_t value[4] = {fill.r, fill.g, fill.b, fill.a};
-  for (size_t i = 0; i < pixels.size(); i += channels) std::memcpy(&pixels[i], value, channels);
+  // One row filled pixel by pixel, then copied: cells and canvases are made often.
+  const size_t row_bytes = static_cast<size_t>(width) * channels;
+  std::vector<uint8_t> pixels(row_bytes * height);
+  for (size_t i = 0; i < row_bytes; i += channels) std::memcpy(&pixels[i], value, channels);
+  for (int y = 1; y < height; ++y) std::memcpy(&pixels[row_bytes * y], pixels.data(), row_bytes);
   VipsImage* image = vips_image_new_from_memory_copy(pixels.data(), pixels.size(), width, height,
                                                      channels, VIPS_FORMAT_UCHAR);
   if (image == nullptr) return Fail("Cannot create the image: " + TakeVipsError());
@@ -199,13 +202,17 @@ bool Image::LoadFrom(Source& source, ImageFormat format_hint) {
   Decoded decoded;
   std::string error;
   if (!DecodeWhole(source, format_hint, &decoded, &error)) return Fail(std::move(error));
+  Install(decoded);
+  return true;
+}
+
+void Image::Install(Decoded& decoded) {
   auto impl = std::make_shared<Impl>();
   impl->pixels = std::move(decoded.image);
   impl->bits_per_pixel = decoded.bits_per_pixel;
   impl->format = decoded.format;
   impl->date_taken = decoded.date_taken;
   impl_ = std::move(impl);
-  return true;
 }
 
 bool Image::Load(const fs::path& path, ImageFormat format_hint) {

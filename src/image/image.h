@@ -23,6 +23,7 @@ namespace quorvane::image {
 
 namespace internal {
 struct Source;
+struct Decoded;
 }  // namespace internal
 
 // File formats, numbered as the album index and the settings store record them.
@@ -91,6 +92,30 @@ uint64_t MaxImagePixels();
 
 inline constexpr int kDefaultJpegQuality = 90;
 
+// A size that fits `width` x `height` inside `max_width` x `max_height` with the aspect kept and
+// never enlarged; sizes truncate toward zero. An image that already fits keeps its size. The
+// height binds when max_height / height <= max_width / width. Sizes below 1 become 1.
+struct FitSize {
+  int width = 0;
+  int height = 0;
+};
+FitSize FitInside(int width, int height, int max_width, int max_height);
+
+// How LoadThumbnailToFit got its pixels, fastest first; for measurements and tests.
+enum class ThumbnailDecode {
+  kExifPreview,   // the JPEG's embedded EXIF preview covered the size
+  kFirstScans,    // a progressive JPEG decoded only as far as its DC scans, at 1/8 scale
+  kReducedScale,  // a JPEG decoded at the smallest scale n/8 that covers the size (8/8: whole)
+  kGeneric,       // any other format, or a JPEG the fast path declined: libvips
+};
+
+// What LoadThumbnailToFit learned about the source.
+struct ThumbnailSource {
+  int width = 0;  // the photo's upright size
+  int height = 0;
+  ThumbnailDecode decode = ThumbnailDecode::kGeneric;
+};
+
 class Image {
  public:
   Image();  // an empty image: IsValid() is false
@@ -120,6 +145,19 @@ class Image {
   [[nodiscard]] bool LoadThumbnail(const std::filesystem::path& path, int width, int height,
                                    ResampleMode mode,
                                    ImageFormat format_hint = ImageFormat::kUnknown);
+
+  // Loads `path` shrunk to FitInside(upright width, height, max_width, max_height), or whole
+  // when it already fits. JPEGs decode no more than that size needs (first scans of a
+  // progressive file, reduced-scale decode); the result looks like a full decode scaled down
+  // with `mode`. With `use_exif_preview`, a JPEG's embedded preview is taken when it covers the
+  // size and has the photo's shape: much faster, but previews are small, often low-quality
+  // JPEGs made by another program, so the result may differ visibly. EXIF orientation is
+  // applied. `*source` (optional) receives the photo's size and how it was decoded. Failure as
+  // for Load. Thread-safe on distinct images.
+  [[nodiscard]] bool LoadThumbnailToFit(const std::filesystem::path& path, int max_width,
+                                        int max_height, ResampleMode mode,
+                                        ThumbnailSource* source = nullptr,
+                                        bool use_exif_preview = false);
 
   // Encodes into `path` (written to a temporary file and renamed into place) or into `*out`.
   // JPEG uses `jpeg_quality` (1..100) and drops alpha; ICO is limited to 256 x 256. EXIF from
@@ -194,6 +232,8 @@ class Image {
   void UnshareFields();
   // Decodes a whole image from `source` and makes it this image's.
   bool LoadFrom(internal::Source& source, ImageFormat format_hint);
+  // Makes decoded pixels (8-bit sRGB, upright, in memory) this image's.
+  void Install(internal::Decoded& decoded);
 
   std::shared_ptr<Impl> impl_;
   mutable std::string last_error_;

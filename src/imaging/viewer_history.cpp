@@ -1,7 +1,7 @@
 #include "imaging/viewer_history.h"
 
 #include <atomic>
-#include <cstdio>
+#include <fstream>
 #include <memory>
 #include <random>
 #include <system_error>
@@ -11,11 +11,6 @@ namespace quorvane::imaging {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
 
 std::atomic<uint64_t> folder_counter{0};
 
@@ -141,13 +136,13 @@ bool ViewerHistory::Spill(ViewerHistoryEntry& entry) {
   const fs::path file = folder / (std::to_string(next_file_++) + ".rows");
   const size_t row_bytes = static_cast<size_t>(image.width()) * image.channels();
   {
-    File out(std::fopen(file.c_str(), "wb"));
-    bool ok = out != nullptr;
-    for (int y = 0; ok && y < image.height(); ++y) {
-      ok = std::fwrite(image.Row(y), 1, row_bytes, out.get()) == row_bytes;
+    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    for (int y = 0; out && y < image.height(); ++y) {
+      out.write(reinterpret_cast<const char*>(image.Row(y)),
+                static_cast<std::streamsize>(row_bytes));
     }
-    if (ok) ok = std::fclose(out.release()) == 0;
-    if (!ok) {
+    out.close();
+    if (!out) {
       std::error_code ignored;
       fs::remove(file, ignored);
       return false;
@@ -176,17 +171,16 @@ bool ViewerHistory::Restore(ViewerHistoryEntry& entry) {
     return false;
   }
   const size_t row_bytes = static_cast<size_t>(image.width()) * image.channels();
-  File in(std::fopen(entry.spill_file_.c_str(), "rb"));
-  bool ok = in != nullptr;
-  for (int y = 0; ok && y < image.height(); ++y) {
-    ok = std::fread(image.MutableRow(y), 1, row_bytes, in.get()) == row_bytes;
+  std::ifstream in(entry.spill_file_, std::ios::binary);
+  for (int y = 0; in && y < image.height(); ++y) {
+    in.read(reinterpret_cast<char*>(image.MutableRow(y)), static_cast<std::streamsize>(row_bytes));
   }
-  if (!ok) {
+  if (!in) {
     last_error_ =
         "Cannot read an earlier version of the photo from \"" + entry.spill_file_.string() + "\"";
     return false;
   }
-  in.reset();
+  in.close();
   std::error_code ignored;
   fs::remove(entry.spill_file_, ignored);
   entry.spill_file_.clear();

@@ -132,7 +132,7 @@ namespace {
 // the open descriptor and returns 0 or an errno value (with *fill_failed_on_read set when the
 // fault was on the reading side, so the message names the right file).
 template <typename Fill>
-bool WriteThroughTemp(const fs::path& path, Fill fill, std::string* error) {
+bool WriteThroughTemp(const fs::path& path, Fill fill, Flush flush, std::string* error) {
   const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
   std::string temp = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
   const int fd = ::mkstemp(temp.data());
@@ -159,7 +159,7 @@ bool WriteThroughTemp(const fs::path& path, Fill fill, std::string* error) {
   if (::fchmod(fd, mode) != 0) return fail(WriteError(path, ErrorText(errno)));
   std::string fill_error;
   if (!fill(fd, &fill_error)) return fail(std::move(fill_error));
-  if (::fsync(fd) != 0) return fail(WriteError(path, ErrorText(errno)));
+  if (flush == Flush::kNow && ::fsync(fd) != 0) return fail(WriteError(path, ErrorText(errno)));
   if (::close(fd) != 0) {
     const int saved = errno;
     ::unlink(temp.c_str());
@@ -172,7 +172,7 @@ bool WriteThroughTemp(const fs::path& path, Fill fill, std::string* error) {
     *error = WriteError(path, ErrorText(saved));
     return false;
   }
-  SyncFolder(folder);
+  if (flush == Flush::kNow) SyncFolder(folder);
   return true;
 }
 
@@ -191,7 +191,8 @@ bool WriteAll(int fd, const char* data, size_t size) {
 
 }  // namespace
 
-bool WriteFileAtomically(const fs::path& path, std::string_view bytes, std::string* error) {
+bool WriteFileAtomically(const fs::path& path, std::string_view bytes, std::string* error,
+                         Flush flush) {
   return WriteThroughTemp(
       path,
       [&](int fd, std::string* fill_error) {
@@ -199,10 +200,24 @@ bool WriteFileAtomically(const fs::path& path, std::string_view bytes, std::stri
         *fill_error = WriteError(path, ErrorText(errno));
         return false;
       },
-      error);
+      flush, error);
 }
 
-bool CopyFileAtomically(const fs::path& source, const fs::path& target, std::string* error) {
+bool FlushFile(const fs::path& path, std::string* error) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0 || ::fsync(fd) != 0) {
+    const int saved = errno;
+    if (fd >= 0) ::close(fd);
+    *error = WriteError(path, ErrorText(saved));
+    return false;
+  }
+  ::close(fd);
+  SyncFolder(path.has_parent_path() ? path.parent_path() : fs::path("."));
+  return true;
+}
+
+bool CopyFileAtomically(const fs::path& source, const fs::path& target, std::string* error,
+                        Flush flush) {
   const int in = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
   if (in < 0) {
     *error = ReadError(source, ErrorText(errno));
@@ -254,7 +269,7 @@ bool CopyFileAtomically(const fs::path& source, const fs::path& target, std::str
           }
         }
       },
-      error);
+      flush, error);
   ::close(in);
   return ok;
 }
@@ -278,7 +293,7 @@ bool ExchangeFiles(const fs::path& a, const fs::path& b, std::string* error) {
 
 #else  // Windows: std::filesystem::rename replaces the target with MoveFileEx.
 
-bool WriteFileAtomically(const fs::path& path, std::string_view bytes, std::string* error) {
+bool WriteFileAtomically(const fs::path& path, std::string_view bytes, std::string* error, Flush) {
   fs::path temp = path;
   temp += ".tmp";
   std::FILE* file = _wfopen(temp.c_str(), L"wbc");  // "c": fflush commits to disk
@@ -305,10 +320,14 @@ bool WriteFileAtomically(const fs::path& path, std::string_view bytes, std::stri
   return true;
 }
 
-bool CopyFileAtomically(const fs::path& source, const fs::path& target, std::string* error) {
+bool CopyFileAtomically(const fs::path& source, const fs::path& target, std::string* error,
+                        Flush flush) {
   std::string bytes;
-  return ReadWholeFile(source, &bytes, error) && WriteFileAtomically(target, bytes, error);
+  return ReadWholeFile(source, &bytes, error) && WriteFileAtomically(target, bytes, error, flush);
 }
+
+// Every write above commits on close.
+bool FlushFile(const fs::path&, std::string*) { return true; }
 
 bool ExchangeFiles(const fs::path& a, const fs::path& b, std::string* error) {
   if (const int moved = MoveWhenOneIsMissing(a, b, error); moved >= 0) return moved == 1;

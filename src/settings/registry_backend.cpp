@@ -6,7 +6,9 @@
 #include <cstring>
 
 // clang-format off
+#ifndef NOMINMAX
 #define NOMINMAX
+#endif
 #include <windows.h>
 // clang-format on
 

@@ -8,7 +8,9 @@
 #ifdef _WIN32
 // The shell header needs the Windows types declared first.
 // clang-format off
+#ifndef NOMINMAX
 #define NOMINMAX
+#endif
 #include <windows.h>
 #include <shlobj.h>
 // clang-format on

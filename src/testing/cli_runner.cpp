@@ -11,6 +11,15 @@
 
 namespace quorvane::testing {
 
+void PointUserFoldersInto(const std::filesystem::path& folder) {
+  for (const auto& [name, below] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
+                                    {"QUORVANE_LIBRARY_DIR", "albums"},
+                                    {"QUORVANE_THUMBNAIL_DIR", "cache/Thumbnail"},
+                                    {"QUORVANE_BROWSER_DIR", "pictures"}}) {
+    ::setenv(name, (folder / below).c_str(), 1);
+  }
+}
+
 CliResult RunCli(const std::vector<std::string>& args) {
   const char* from_env = std::getenv("QUORVANE_CLI");
   const std::string program = from_env != nullptr ? from_env : QUORVANE_CLI_PATH;

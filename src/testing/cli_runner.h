@@ -2,6 +2,7 @@
 // printed and how it exited.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,10 @@ struct CliResult {
   std::string out;
   std::string err;
 };
+
+// Points every folder quorvane-cli finds through the environment (settings, album library,
+// thumbnail cache, file browser) into `folder`, so no run sees the user's own.
+void PointUserFoldersInto(const std::filesystem::path& folder);
 
 // Runs quorvane-cli (QUORVANE_CLI in the environment, else the path compiled in) with `args`
 // and empty standard input.

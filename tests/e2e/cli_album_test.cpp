@@ -14,14 +14,7 @@ using testing::RunCli;
 // Every folder the CLI would find through the environment points into the test's folder.
 class CliAlbumTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    for (const auto& [name, folder] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
-                                       {"QUORVANE_LIBRARY_DIR", "albums"},
-                                       {"QUORVANE_THUMBNAIL_DIR", "cache/Thumbnail"},
-                                       {"QUORVANE_BROWSER_DIR", "pictures"}}) {
-      ::setenv(name, (dir_ / folder).c_str(), 1);
-    }
-  }
+  void SetUp() override { testing::PointUserFoldersInto(dir_.path()); }
   std::string Fixture(std::string_view name) {
     const fs::path target = dir_ / name;
     fs::copy(testing::TestDataPath("albums") / name, target, fs::copy_options::recursive);

@@ -17,14 +17,7 @@ using testing::RunCli;
 // folder, so no run sees the user's own settings or albums.
 class CliLibraryTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    for (const auto& [name, folder] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
-                                       {"QUORVANE_LIBRARY_DIR", "albums"},
-                                       {"QUORVANE_THUMBNAIL_DIR", "cache/Thumbnail"},
-                                       {"QUORVANE_BROWSER_DIR", "pictures"}}) {
-      ::setenv(name, (dir_ / folder).c_str(), 1);
-    }
-  }
+  void SetUp() override { testing::PointUserFoldersInto(dir_.path()); }
   std::string Library() const { return (dir_ / "albums").string(); }
   std::string Get(const std::string& key) {
     const auto r = RunCli({"settings", "get", key});

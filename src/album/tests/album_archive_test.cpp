@@ -1,7 +1,11 @@
 #include "album/album_archive.h"
 
+#include <chrono>
 #include <cstdlib>
+#include <fcntl.h>
 #include <set>
+#include <sys/file.h>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -149,6 +153,53 @@ TEST_F(AlbumArchiveTest, PackOpenChangeCommitAndReopen) {
   EXPECT_EQ(reopened.title(), "Renamed");
   EXPECT_EQ(reopened.photos().size(), 1u);
   EXPECT_TRUE(reopened.store().FileExists("notes.png"));
+}
+
+// Working copies of programs that crashed are removed by the next Open; one in use, one just
+// made and anything that is not ours stay.
+TEST_F(AlbumArchiveTest, OpenRemovesAbandonedWorkingCopiesOnly) {
+  const fs::path archive = temp_ / "a.qvo";
+  ASSERT_TRUE(PackAlbumFolder(MakeAlbumFolder(), archive, {}, &error_)) << error_;
+  const fs::path tmp = temp_ / "tmp";
+  fs::create_directories(tmp);
+  const char* saved = std::getenv("TMPDIR");
+  const std::string previous = saved ? saved : "";
+  ::setenv("TMPDIR", tmp.c_str(), 1);
+
+  auto make = [&](const std::string& name, bool old, fs::perms perms = fs::perms::owner_all) {
+    fs::create_directories(tmp / name);
+    WriteTextFile(tmp / name / "photo.jpg", "x");
+    fs::permissions(tmp / name, perms);
+    if (old)
+      fs::last_write_time(tmp / name, fs::file_time_type::clock::now() - std::chrono::hours(2));
+  };
+  make("qvoAbAnDn", true);
+  make("qvoRecent", false);
+  make("qvoOpenly", true, fs::perms::owner_all | fs::perms::group_read);  // not our mode
+  make("qvoInUse1", true);
+  make("other1234", true);
+  const int in_use = ::open((tmp / "qvoInUse1").c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(::flock(in_use, LOCK_EX), 0);
+
+  {
+    auto store = ArchiveStore::Open(archive, {}, &error_);
+    ASSERT_NE(store, nullptr) << error_;
+    std::set<std::string> left = FilesIn(tmp);
+    left.erase(store->working_copy().filename().string());
+    EXPECT_EQ(left, (std::set<std::string>{"other1234", "qvoInUse1", "qvoOpenly", "qvoRecent"}));
+    // An open store's own working copy is in use for the next one.
+    fs::last_write_time(store->working_copy(),
+                        fs::file_time_type::clock::now() - std::chrono::hours(2));
+    auto second = ArchiveStore::Open(archive, {}, &error_);
+    ASSERT_NE(second, nullptr) << error_;
+    EXPECT_TRUE(fs::exists(store->working_copy()));
+  }
+  ::close(in_use);
+  if (saved) {
+    ::setenv("TMPDIR", previous.c_str(), 1);
+  } else {
+    ::unsetenv("TMPDIR");
+  }
 }
 
 TEST_F(AlbumArchiveTest, CancelledPackLeavesPreviousArchiveAndNoTemporaryFile) {

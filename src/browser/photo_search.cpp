@@ -1,0 +1,250 @@
+#include "browser/photo_search.h"
+
+#include <algorithm>
+
+#include "album/album.h"
+#include "album/album_library.h"
+#include "browser/case_folding.h"
+#include "browser/search_index_reader.h"
+
+namespace quorvane::browser {
+namespace {
+
+constexpr std::string_view kKeywordSeparators = ",; ";
+constexpr std::string_view kTrimmed = " \t\n\v\f\r";
+// What decoding an entity yields, and the ";" an unknown one gains.
+constexpr std::string_view kEntityCharacters = "&;<>\"' ";
+
+std::string_view Trimmed(std::string_view piece) {
+  const size_t first = piece.find_first_not_of(kTrimmed);
+  if (first == std::string_view::npos) return {};
+  return piece.substr(first, piece.find_last_not_of(kTrimmed) - first + 1);
+}
+
+// Searches one album's photos; false when the stop flag ended it.
+bool SearchPhotos(PhotoMatcher& matcher, const std::string& album_path,
+                  const std::string& album_title, const std::vector<album::AlbumPhoto>& photos,
+                  const std::atomic<bool>& stop, const ResultSink& sink, SearchSummary* summary) {
+  int32_t index = 0;
+  for (const album::AlbumPhoto& photo : photos) {
+    if (stop.load(std::memory_order_relaxed)) return false;
+    if (matcher.Matches(photo.title, photo.description, photo.keywords)) {
+      SearchResult result;
+      result.album_path = album_path;
+      result.album_title = album_title;
+      result.index = index;
+      result.photo = photo;
+      ++summary->results;
+      sink(std::move(result));
+    }
+    ++index;
+  }
+  return true;
+}
+
+}  // namespace
+
+PhotoMatcher::PhotoMatcher(const SearchRequest& request)
+    : folded_text_(Folded(request.text)),
+      in_title_(request.in_title),
+      in_description_(request.in_description),
+      in_keywords_(request.in_keywords) {
+  std::string_view text = request.text, longest;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find_first_of(kEntityCharacters), text.size());
+    if (end > longest.size()) longest = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  // A run with a broken character could match where a tag cut short split one; it rules
+  // nothing out.
+  if (IsValidUtf8(longest)) folded_key_ = Folded(longest);
+  key_searcher_.emplace(folded_key_.cbegin(), folded_key_.cend());
+}
+
+bool PhotoMatcher::MayMatchIn(std::string_view index_bytes) {
+  offsets_known_ = false;
+  key_offsets_.clear();
+  next_offset_ = 0;
+  if (folded_key_.empty() || index_bytes.find('\r') != std::string_view::npos) return true;
+  scratch_.clear();
+  const bool same_length = AppendFolded(index_bytes, &scratch_);
+  for (auto at = scratch_.cbegin();;) {
+    at = std::search(at, scratch_.cend(), *key_searcher_);
+    if (at == scratch_.cend()) break;
+    key_offsets_.push_back(static_cast<size_t>(at - scratch_.cbegin()));
+    ++at;
+  }
+  // Where folding changed no character's length, offsets in the folded bytes are offsets in
+  // the file, and a photo can only match where the run occurs inside its own element.
+  offsets_known_ = same_length;
+  return !key_offsets_.empty();
+}
+
+bool PhotoMatcher::MayMatchAt(size_t begin, size_t end) {
+  if (!offsets_known_) return true;
+  while (next_offset_ < key_offsets_.size() && key_offsets_[next_offset_] < begin) ++next_offset_;
+  return next_offset_ < key_offsets_.size() &&
+         key_offsets_[next_offset_] + folded_key_.size() <= end;
+}
+
+bool PhotoMatcher::Matches(std::string_view title, std::string_view description,
+                           std::string_view keywords) {
+  if (folded_text_.empty()) return false;
+  return (in_title_ && Holds(title)) || (in_description_ && Holds(description)) ||
+         (in_keywords_ && HasKeyword(keywords));
+}
+
+bool PhotoMatcher::Holds(std::string_view field) {
+  if (field.empty()) return false;
+  scratch_.clear();
+  AppendFolded(field, &scratch_);
+  return scratch_.find(folded_text_) != std::string::npos;
+}
+
+bool PhotoMatcher::HasKeyword(std::string_view keywords) {
+  if (keywords.empty()) return false;
+  // Folding maps no character onto a separator or white space, so the folded field splits
+  // exactly where the original does.
+  scratch_.clear();
+  AppendFolded(keywords, &scratch_);
+  const std::string_view folded = scratch_;
+  size_t start = 0;
+  while (start <= folded.size()) {
+    size_t end = folded.find_first_of(kKeywordSeparators, start);
+    if (end == std::string_view::npos) end = folded.size();
+    if (Trimmed(folded.substr(start, end - start)) == folded_text_) return true;
+    start = end + 1;
+  }
+  return false;
+}
+
+LookInList FillLookInList(const std::vector<OpenAlbum>& open_albums, const LookInItem* previous) {
+  LookInList list;
+  list.items.push_back({std::string(kLookInLibrary), ScopeKind::kLibrary, {}});
+  if (!open_albums.empty()) {
+    list.items.push_back({std::string(kLookInOpenAlbums), ScopeKind::kOpenAlbums, {}});
+    for (const OpenAlbum& open : open_albums) {
+      if (open.album != nullptr && !open.album->title().empty()) {
+        list.items.push_back({open.album->title(), ScopeKind::kOneAlbum, open.path});
+      }
+    }
+  }
+  if (previous != nullptr) {
+    for (size_t i = 0; i < list.items.size(); ++i) {
+      if (list.items[i].SameChoice(*previous)) {
+        list.selected = i;
+        break;
+      }
+    }
+  }
+  return list;
+}
+
+SearchScope ScopeOf(const LookInItem& item, const std::filesystem::path& library,
+                    const std::vector<OpenAlbum>& open_albums) {
+  SearchScope scope;
+  scope.kind = item.kind;
+  switch (item.kind) {
+    case ScopeKind::kLibrary:
+      scope.library = library;
+      break;
+    case ScopeKind::kOpenAlbums:
+      scope.albums = open_albums;
+      break;
+    case ScopeKind::kOneAlbum:
+      for (const OpenAlbum& open : open_albums) {
+        if (open.path == item.album_path) {
+          scope.albums.push_back(open);
+          break;
+        }
+      }
+      break;
+  }
+  return scope;
+}
+
+SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
+                        const std::atomic<bool>& stop, const ResultSink& sink) {
+  SearchSummary summary;
+  if (request.text.empty()) return summary;
+  PhotoMatcher matcher(request);
+  auto stopped = [&] {
+    summary.stopped = true;
+    return summary;
+  };
+
+  if (scope.kind != ScopeKind::kLibrary) {
+    for (const OpenAlbum& open : scope.albums) {
+      if (stop.load(std::memory_order_relaxed)) return stopped();
+      if (open.album == nullptr) continue;
+      ++summary.albums_searched;
+      if (!SearchPhotos(matcher, open.path, open.album->title(), open.album->photos(), stop, sink,
+                        &summary)) {
+        return stopped();
+      }
+    }
+    return summary;
+  }
+
+  std::vector<std::string> paths;
+  if (album::FindAlbums(scope.library, &paths) < 0) return summary;
+  SearchIndexReader reader;
+  for (const std::string& path : paths) {
+    if (stop.load(std::memory_order_relaxed)) return stopped();
+    if (!reader.Load(path)) {
+      ++summary.albums_skipped;
+      continue;
+    }
+    // Most albums of a library hold no match at all; they are settled from their bytes.
+    if (!matcher.MayMatchIn(reader.bytes()) && reader.HasIndexRoot()) {
+      ++summary.albums_searched;
+      continue;
+    }
+    if (!reader.Parse()) {
+      ++summary.albums_skipped;
+      continue;
+    }
+    ++summary.albums_searched;
+    std::string_view title, description, keywords;
+    for (size_t i = 0; i < reader.photo_count(); ++i) {
+      if (stop.load(std::memory_order_relaxed)) return stopped();
+      size_t begin, end;
+      if (reader.Span(i, &begin, &end) && !matcher.MayMatchAt(begin, end)) continue;
+      reader.Texts(i, &title, &description, &keywords);
+      if (!matcher.Matches(title, description, keywords)) continue;
+      SearchResult result;
+      result.album_path = path;
+      result.album_title = reader.title();
+      result.index = static_cast<int32_t>(i);
+      result.photo = reader.Photo(i);
+      ++summary.results;
+      sink(std::move(result));
+    }
+  }
+  return summary;
+}
+
+SearchWorker::~SearchWorker() { Stop(); }
+
+bool SearchWorker::Start(SearchRequest request, SearchScope scope, ResultSink sink,
+                         std::function<void(const SearchSummary&)> done) {
+  Stop();
+  if (request.text.empty()) return false;
+  stop_.store(false);
+  thread_ =
+      std::make_unique<std::thread>([this, request = std::move(request), scope = std::move(scope),
+                                     sink = std::move(sink), done = std::move(done)] {
+        const SearchSummary summary = RunSearch(request, scope, stop_, sink);
+        if (done) done(summary);
+      });
+  return true;
+}
+
+void SearchWorker::Stop() {
+  if (thread_ == nullptr) return;
+  stop_.store(true);
+  thread_->join();
+  thread_.reset();
+}
+
+}  // namespace quorvane::browser

@@ -1,0 +1,84 @@
+// Reads an album's index for searching: the album's title and, per photo, the texts that are
+// searched, exactly as opening the album gives them (photos whose file is missing are left
+// out, so a photo's position here is its index in the opened album). An index written the
+// way the program writes it is read by a scanner of its own, without building a document
+// tree; anything else is read by the album index reader itself.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "album/album_photo.h"
+
+namespace quorvane::album {
+class AlbumStore;
+}
+
+namespace quorvane::browser {
+
+// Reusable from album to album, so the buffers of one read serve the next. Thread-compatible.
+class SearchIndexReader {
+ public:
+  SearchIndexReader();
+  ~SearchIndexReader();
+
+  // Reads the index of the album folder at `path`: Load, then Parse.
+  bool Read(const std::string& path);
+  // The same for an album in any store (its FileExists answers for the photo files).
+  bool Read(std::unique_ptr<album::AlbumStore> store);
+
+  // The two halves of Read, for a caller that looks at the bytes in between. Load reads the
+  // index file's bytes; false, with last_error(), when no index name can be read.
+  bool Load(const std::string& path);
+  std::string_view bytes() const { return bytes_; }
+  // True when the bytes begin with the root tag of an index written the usual way, so that
+  // Parse cannot fail; false says nothing.
+  bool HasIndexRoot() const;
+  // Reads the title and photos from the loaded bytes. False, with last_error(), when they
+  // are not an album index; there are then no photos.
+  bool Parse();
+
+  const std::string& title() const { return title_; }
+  size_t photo_count() const;
+  // The photo's caption, description and keywords, decoded. The views stay valid until the
+  // next call of Texts or Read.
+  void Texts(size_t i, std::string_view* title, std::string_view* description,
+             std::string_view* keywords);
+  // The bytes [*begin, *end) of the index that the photo's element takes; false when the
+  // album index reader read the album, which tells no such thing.
+  bool Span(size_t i, size_t* begin, size_t* end) const;
+  // The photo's whole record, as the album's index load makes it.
+  album::AlbumPhoto Photo(size_t i) const;
+
+  const std::string& last_error() const { return last_error_; }
+  // Whether the last successful Read took the album index reader's path (for tests).
+  bool used_full_reader() const { return full_read_; }
+
+ private:
+  // A photo as the index file holds it: views into bytes_, not yet decoded.
+  struct RawPhoto {
+    std::string_view title, description, keywords, image_file, format, date, size;
+    size_t begin = 0, end = 0;
+  };
+  template <typename Exists>
+  bool Scan(const Exists& exists);
+  void Reset();
+
+  std::unique_ptr<album::AlbumStore> store_;
+  bool folder_listing_ = false;  // store_ is a folder that ListRegularFiles may read
+
+  std::string bytes_;
+  std::vector<RawPhoto> raw_;
+  std::vector<album::AlbumPhoto> loaded_;  // when the album index reader read it
+  bool full_read_ = false;
+  std::string title_;
+  std::string scratch_[3];
+  std::string names_;  // the album folder's regular files, one after another
+  std::unordered_set<std::string_view> listed_;
+  std::string last_error_;
+};
+
+}  // namespace quorvane::browser

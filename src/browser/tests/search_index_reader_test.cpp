@@ -1,0 +1,133 @@
+#include "browser/search_index_reader.h"
+
+#include <gtest/gtest.h>
+
+#include "album/album.h"
+#include "album/album_index.h"
+#include "album/folder_store.h"
+#include "testing/temp_dir.h"
+
+namespace quorvane::browser {
+namespace {
+
+using quorvane::testing::TempDir;
+using quorvane::testing::WriteTextFile;
+
+struct IndexCase {
+  const char* label;
+  const char* index;
+  bool own_scanner;  // read without the album index reader
+};
+
+// The photos and title as opening the album gives them, and as the search reader gives them,
+// field by field.
+void ExpectSameAsOpening(const std::string& folder, const IndexCase& c) {
+  album::Album album(std::make_unique<album::FolderStore>(folder));
+  SearchIndexReader reader;
+  const bool opened = album::AlbumIndex::LoadIndex(album);
+  ASSERT_EQ(reader.Read(folder), opened) << c.label;
+  if (!opened) {
+    EXPECT_EQ(reader.last_error(), album.last_error()) << c.label;
+    return;
+  }
+  EXPECT_EQ(reader.used_full_reader(), !c.own_scanner) << c.label;
+  EXPECT_EQ(reader.title(), album.title()) << c.label;
+  ASSERT_EQ(reader.photo_count(), album.photos().size()) << c.label;
+  for (size_t i = 0; i < reader.photo_count(); ++i) {
+    const album::AlbumPhoto& want = album.photos()[i];
+    const album::AlbumPhoto got = reader.Photo(i);
+    std::string_view title, description, keywords;
+    reader.Texts(i, &title, &description, &keywords);
+    EXPECT_EQ(title, want.title) << c.label << " photo " << i;
+    EXPECT_EQ(description, want.description) << c.label << " photo " << i;
+    EXPECT_EQ(keywords, want.keywords) << c.label << " photo " << i;
+    EXPECT_EQ(got.title, want.title) << c.label << " photo " << i;
+    EXPECT_EQ(got.description, want.description) << c.label << " photo " << i;
+    EXPECT_EQ(got.keywords, want.keywords) << c.label << " photo " << i;
+    EXPECT_EQ(got.image_file, want.image_file) << c.label << " photo " << i;
+    EXPECT_EQ(got.format, want.format) << c.label << " photo " << i;
+    EXPECT_EQ(got.width, want.width) << c.label << " photo " << i;
+    EXPECT_EQ(got.height, want.height) << c.label << " photo " << i;
+    EXPECT_EQ(got.date, want.date) << c.label << " photo " << i;
+  }
+}
+
+TEST(SearchIndexReaderTest, ReadsEveryIndexExactlyAsOpeningTheAlbum) {
+  const IndexCase cases[] = {
+      {"as the program writes it",
+       "<Quorvane Date=\"2024-07-04\" Title=\"Trip &amp; more\" Version=\"1.0\">About"
+       "<Image Date=\"2024-07-05\" Format=\"JPEG\" ImageFile=\"a.jpg\" ImageSize=\"640x480\" "
+       "Keywords=\"sun;&#039;sea&#039;\" Title=\"Sun &lt;3\">Tom &amp; Jerry\r\n</Image>"
+       "<Image Format=\"PNG\" ImageFile=\"missing.png\" ImageSize=\"1x1\"></Image>"
+       "<Image Format=\"\" ImageFile=\"b.jpg\" ImageSize=\"abc\"></Image></Quorvane>"
+       "<UserVar><Var Name=\"a\" Value=\"b\" /></UserVar>",
+       true},
+      {"older root, self-closed photos, other attributes",
+       "<Tarnwell Version=\"1.0\"><Image ImageFile=\"a.jpg\" Extra=\"x\" Title=\"One\" />"
+       "<Image ImageFile=\"b.jpg\"/></Tarnwell>",
+       true},
+      {"empty album", "<Quorvane Version=\"1.0\" />", true},
+      {"first of two same attributes counts",
+       "<Quorvane Title=\"A\" Title=\"B\"><Image ImageFile=\"a.jpg\" Title=\"1\" Title=\"2\" "
+       "ImageFile=\"b.jpg\"></Image></Quorvane>",
+       true},
+      {"entity without semicolon",
+       "<Quorvane><Image ImageFile=\"a.jpg\">a &amp b</Image></Quorvane>", true},
+      {"line break in an attribute",
+       "<Quorvane><Image ImageFile=\"a.jpg\" Title=\"two\nlines\r\"></Image></Quorvane>", false},
+      {"single quotes", "<Quorvane><Image ImageFile='a.jpg' Title='x'></Image></Quorvane>", false},
+      {"tab between attributes",
+       "<Quorvane><Image\tImageFile=\"a.jpg\"></Image><Image ImageFile=\"b.jpg\"></Image>"
+       "</Quorvane>",
+       false},
+      {"comment among the photos",
+       "<Quorvane><!-- <Image ImageFile=\"b.jpg\"> --><Image ImageFile=\"a.jpg\"></Image>"
+       "</Quorvane>",
+       false},
+      {"other element and nesting",
+       "<Quorvane><Group><Image ImageFile=\"b.jpg\"></Image></Group><Image ImageFile=\"a.jpg\">"
+       "x<b>y</b></Image><Image ImageFile=\"c.jpg\"></Image></Quorvane>",
+       false},
+      {"closing tag of another name", "<Quorvane><Image ImageFile=\"a.jpg\"></Foo></Quorvane>",
+       false},
+      {"greater-than in a value",
+       "<Quorvane><Image ImageFile=\"a.jpg\" Title=\"a>b\"></Image></Quorvane>", false},
+      {"cut short", "<Quorvane><Image ImageFile=\"a.jpg\" Title=\"x\">desc", false},
+      {"declaration first",
+       "<?xml version=\"1.0\"?><Quorvane><Image ImageFile=\"a.jpg\"></Image></Quorvane>", false},
+      {"not an index", "<Other><Image ImageFile=\"a.jpg\"></Image></Other>", false},
+      {"white space before the root", "\n<Quorvane></Quorvane>", false},
+      {"a 0xFF byte ends the file",
+       "<Quorvane><Image ImageFile=\"a.jpg\"></Image>\xFF<Image ImageFile=\"b.jpg\"></Image>"
+       "</Quorvane>",
+       false},
+  };
+  for (const IndexCase& c : cases) {
+    TempDir dir;
+    for (const char* photo : {"a.jpg", "b.jpg", "c.jpg"}) WriteTextFile(dir / photo, "");
+    WriteTextFile(dir / "index.quorvane", c.index);
+    ExpectSameAsOpening(dir.path().string(), c);
+  }
+}
+
+TEST(SearchIndexReaderTest, NulAndLongTagsAndMissingIndex) {
+  TempDir dir;
+  WriteTextFile(dir / "a.jpg", "");
+  const std::string long_title(5000, 't');
+  const std::string with_nul(
+      "<Quorvane><Image ImageFile=\"a.jpg\" Title=\"x\0y\"></Image></Quorvane>", 66);
+  for (const std::string& index :
+       {with_nul, "<Quorvane><Image ImageFile=\"a.jpg\" Title=\"" + long_title + "\"></Image>" +
+                      "<Image ImageFile=\"a.jpg\"></Image></Quorvane>"}) {
+    WriteTextFile(dir / "index.quorvane", index);
+    ExpectSameAsOpening(dir.path().string(), {"odd tag", "", false});
+  }
+  std::filesystem::remove(dir / "index.quorvane");
+  SearchIndexReader reader;
+  EXPECT_FALSE(reader.Read(dir.path().string()));
+  EXPECT_EQ(reader.photo_count(), 0u);
+  EXPECT_FALSE(reader.last_error().empty());
+}
+
+}  // namespace
+}  // namespace quorvane::browser

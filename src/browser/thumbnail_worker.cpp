@@ -1,0 +1,220 @@
+#include "browser/thumbnail_worker.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "browser/image_files.h"
+#include "browser/thumbnail_cache.h"
+
+namespace quorvane::browser {
+namespace {
+
+namespace fs = std::filesystem;
+using image::Image;
+
+constexpr image::Rgba kWhite{255, 255, 255, 255};
+
+// A copy with any alpha blended onto white: thumbnails are JPEGs and cells are white.
+bool FlattenOnWhite(Image* image) {
+  if (!image->has_alpha()) return true;
+  Image flat;
+  if (!flat.Create(image->width(), image->height(), false, kWhite)) return false;
+  for (int y = 0; y < image->height(); ++y) {
+    const uint8_t* in = image->Row(y);
+    uint8_t* out = flat.MutableRow(y);
+    for (int x = 0; x < image->width(); ++x, in += 4, out += 3) {
+      for (int c = 0; c < 3; ++c) {
+        out[c] = static_cast<uint8_t>((in[c] * in[3] + 255 * (255 - in[3]) + 127) / 255);
+      }
+    }
+  }
+  *image = std::move(flat);
+  return true;
+}
+
+}  // namespace
+
+std::string_view CellOutcomeName(CellOutcome outcome) {
+  switch (outcome) {
+    case CellOutcome::kCached:
+      return "cached";
+    case CellOutcome::kMade:
+      return "made";
+    case CellOutcome::kRemade:
+      return "remade";
+    case CellOutcome::kFailed:
+      break;
+  }
+  return "failed";
+}
+
+Image MakeCellImage(const Image& thumbnail, int cell_width, int cell_height) {
+  Image cell;
+  if (!cell.Create(cell_width, cell_height, false, kWhite) || !thumbnail.IsValid()) return cell;
+  const int left = (cell_width - thumbnail.width()) / 2;
+  const int top = (cell_height - thumbnail.height()) / 2;
+  const int channels = thumbnail.channels();
+  const int x0 = std::max(0, -left);
+  const int x1 = std::min(thumbnail.width(), cell_width - left);
+  for (int y = std::max(0, -top); y < thumbnail.height() && top + y < cell_height; ++y) {
+    const uint8_t* in = thumbnail.Row(y) + static_cast<size_t>(x0) * channels;
+    uint8_t* out = cell.MutableRow(top + y) + static_cast<size_t>(left + x0) * 3;
+    if (channels == 3) {
+      if (x1 > x0) std::memcpy(out, in, static_cast<size_t>(x1 - x0) * 3);
+      continue;
+    }
+    for (int x = x0; x < x1; ++x, in += channels, out += 3) {
+      const int alpha = channels == 4 ? in[3] : 255;
+      for (int c = 0; c < 3; ++c) {
+        out[c] = static_cast<uint8_t>((in[c] * alpha + 255 * (255 - alpha) + 127) / 255);
+      }
+    }
+  }
+  return cell;
+}
+
+bool MakeCellThumbnail(const fs::path& path, int cell_width, int cell_height,
+                       image::ResampleMode mode, bool use_exif_preview, Image* thumbnail,
+                       int* source_width, int* source_height, std::string* error) {
+  // Thumbnails fit two pixels inside their cell.
+  image::ThumbnailSource source;
+  if (!thumbnail->LoadThumbnailToFit(path, cell_width - 2, cell_height - 2, mode, &source,
+                                     use_exif_preview)) {
+    *error = thumbnail->last_error();
+    return false;
+  }
+  if (!FlattenOnWhite(thumbnail)) {
+    *error = "Cannot make the thumbnail: out of memory";
+    return false;
+  }
+  *source_width = source.width;
+  *source_height = source.height;
+  return true;
+}
+
+struct ThumbnailWorker::Job {
+  std::shared_ptr<const std::vector<fs::path>> files;
+  int cell_width = 0;
+  int cell_height = 0;
+  ReadyCallback on_ready;
+};
+
+ThumbnailWorker::ThumbnailWorker(ThumbnailCache* cache, ThumbnailWorkerOptions options)
+    : cache_(cache), options_(options) {
+  int count = options_.threads;
+  if (count <= 0) count = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  for (int i = 0; i < count; ++i) threads_.emplace_back([this] { Run(); });
+}
+
+ThumbnailWorker::~ThumbnailWorker() {
+  Cancel();
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  work_ready_.notify_all();
+  for (std::thread& thread : threads_) thread.join();
+}
+
+bool ThumbnailWorker::ShowFolder(const fs::path& folder, int cell_width, int cell_height,
+                                 ReadyCallback on_ready) {
+  Cancel();
+  std::vector<fs::path> files;
+  if (!ListImageFiles(folder, &files, &last_error_)) return false;
+  files_ = files;
+  auto job = std::make_shared<Job>();
+  job->files = std::make_shared<const std::vector<fs::path>>(std::move(files));
+  job->cell_width = cell_width;
+  job->cell_height = cell_height;
+  job->on_ready = std::move(on_ready);
+  {
+    std::lock_guard lock(mutex_);
+    job_ = std::move(job);
+    for (size_t i = 0; i < files_.size(); ++i) pending_.push_back(i);
+  }
+  work_ready_.notify_all();
+  return true;
+}
+
+void ThumbnailWorker::Prioritise(size_t first, size_t count) {
+  std::lock_guard lock(mutex_);
+  const size_t start = std::min(first, files_.size());
+  const size_t end = start + std::min(count, files_.size() - start);
+  std::stable_partition(pending_.begin(), pending_.end(),
+                        [&](size_t index) { return index >= start && index < end; });
+}
+
+void ThumbnailWorker::Cancel() {
+  std::unique_lock lock(mutex_);
+  pending_.clear();
+  job_.reset();
+  idle_.wait(lock, [&] { return busy_ == 0; });
+}
+
+void ThumbnailWorker::Wait() {
+  std::unique_lock lock(mutex_);
+  idle_.wait(lock, [&] { return busy_ == 0 && pending_.empty(); });
+}
+
+void ThumbnailWorker::Run() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    work_ready_.wait(lock, [&] { return stopping_ || !pending_.empty(); });
+    if (stopping_) return;
+    const size_t index = pending_.front();
+    pending_.pop_front();
+    std::shared_ptr<const Job> job = job_;
+    ++busy_;
+    lock.unlock();
+    ThumbnailCell cell = MakeCell(*job, index);
+    // Cancel waits for busy workers, so a cell of a cancelled job is delivered before Cancel
+    // returns or, once the job is gone, not at all.
+    lock.lock();
+    const bool current = job_ == job;
+    lock.unlock();
+    if (current) job->on_ready(std::move(cell));
+    lock.lock();
+    if (--busy_ == 0 && pending_.empty()) idle_.notify_all();
+  }
+}
+
+ThumbnailCell ThumbnailWorker::MakeCell(const Job& job, size_t index) const {
+  ThumbnailCell cell;
+  cell.index = index;
+  cell.path = (*job.files)[index];
+  const std::string path_text = cell.path.string();
+  const std::optional<ThumbnailCacheEntry> entry = cache_->Lookup(path_text);
+  Image thumbnail;
+  int source_width = 0;
+  int source_height = 0;
+  if (entry.has_value() && !ThumbnailCache::IsStale(*entry, job.cell_width, job.cell_height)) {
+    if (cache_->LoadThumbnail(*entry, &thumbnail)) {
+      cell.outcome = CellOutcome::kCached;
+    } else {
+      cell.error = thumbnail.last_error();
+    }
+  } else if (MakeCellThumbnail(cell.path, job.cell_width, job.cell_height, options_.mode,
+                               options_.use_exif_preview, &thumbnail, &source_width, &source_height,
+                               &cell.error)) {
+    cell.outcome = entry.has_value() ? CellOutcome::kRemade : CellOutcome::kMade;
+    // A thumbnail that cannot be stored is still shown; the next run makes it again.
+    (void)cache_->Add(path_text, thumbnail, job.cell_width, job.cell_height, source_width,
+                      source_height);
+  } else if (entry.has_value() && cache_->LoadThumbnail(*entry, &thumbnail)) {
+    // The source cannot be decoded any more: the older thumbnail is better than none.
+    cell.outcome = CellOutcome::kCached;
+    cell.error.clear();
+  }
+  if (cell.outcome != CellOutcome::kFailed) {
+    cell.image = MakeCellImage(thumbnail, job.cell_width, job.cell_height);
+    if (!cell.image.IsValid()) {
+      cell.outcome = CellOutcome::kFailed;
+      cell.error = "Cannot make a cell of " + std::to_string(job.cell_width) + " x " +
+                   std::to_string(job.cell_height) + " pixels";
+    }
+  }
+  return cell;
+}
+
+}  // namespace quorvane::browser

@@ -1,0 +1,110 @@
+// quorvane-cli search: finds photos by caption, description and keywords in every album of
+// the library, or in the albums given with --album (searched as open albums are), and prints
+// one line per result. With --keep it also keeps the list in "searchresults.xml", where the
+// search pane finds it, and --saved prints the kept list.
+#include <iostream>
+#include <memory>
+
+#include "album/album_index.h"
+#include "album/folder_store.h"
+#include "browser/photo_search.h"
+#include "cli/command_line.h"
+#include "cli/commands.h"
+#include "cli/user_settings.h"
+#include "settings/user_folders.h"
+
+namespace quorvane::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kUsage =
+    "search <text> [--title] [--description] [--keywords] [--library DIR | --album FOLDER...] "
+    "[--keep]\n"
+    "search --saved";
+constexpr OptionSpec kOptions[] = {
+    {"--title", false}, {"--description", false}, {"--keywords", false}, {"--library", true},
+    {"--album", true},  {"--saved", false},       {"--keep", false}};
+
+// Beside the thumbnail cache's default folder, in the program's data folder.
+fs::path ResultsFile() {
+  const settings::UserFolders folders = settings::FindUserFolders(settings::ProcessEnvironment());
+  return folders.thumbnails.parent_path() / browser::kSearchResultsFileName;
+}
+
+int PrintSaved() {
+  const fs::path file = ResultsFile();
+  std::vector<browser::SearchResultRow> rows;
+  std::string error;
+  if (fs::exists(file) && !browser::LoadSearchResults(file, &rows, &error)) return Failure(error);
+  std::string out;
+  for (const browser::SearchResultRow& row : rows)
+    out += OneLine(row.count) + '\t' + row.path + '\n';
+  std::cout << out;
+  return kExitOk;
+}
+
+}  // namespace
+
+int RunSearchCommand(std::span<const std::string> args) {
+  Arguments parsed;
+  std::string error;
+  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, kUsage);
+  if (parsed.Has("--saved")) {
+    if (args.size() != 1) return UsageError("--saved takes nothing else", kUsage);
+    return PrintSaved();
+  }
+  if (parsed.positional.size() != 1) return UsageError("expected one search text", kUsage);
+  if (parsed.Has("--library") && parsed.Has("--album")) {
+    return UsageError("give --library or --album, not both", kUsage);
+  }
+
+  browser::SearchRequest request;
+  request.text = parsed.positional[0];
+  request.in_title = parsed.Has("--title");
+  request.in_description = parsed.Has("--description");
+  request.in_keywords = parsed.Has("--keywords");
+  if (!request.in_title && !request.in_description && !request.in_keywords) {
+    request.in_title = request.in_description = request.in_keywords = true;
+  }
+
+  browser::SearchScope scope;
+  std::vector<std::unique_ptr<album::Album>> opened;
+  if (parsed.Has("--album")) {
+    scope.kind = browser::ScopeKind::kOpenAlbums;
+    for (const std::string& folder : parsed.Values("--album")) {
+      auto album = std::make_unique<album::Album>(std::make_unique<album::FolderStore>(folder));
+      if (!album::AlbumIndex::LoadIndex(*album)) return Failure(album->last_error());
+      scope.albums.push_back({folder, album.get()});
+      opened.push_back(std::move(album));
+    }
+  } else {
+    const std::string* library = parsed.Value("--library");
+    scope.library = library != nullptr
+                        ? fs::path(*library)
+                        : fs::path(LoadSettingsReportingProblems().settings.myphotoalbums_path);
+    if (!fs::is_directory(scope.library)) {
+      return Failure("Unable to list the albums in " + scope.library.string());
+    }
+  }
+
+  const bool keep = parsed.Has("--keep");
+  std::string out;
+  std::vector<browser::SearchResultRow> rows;
+  const std::atomic<bool> never_stop{false};
+  browser::RunSearch(request, scope, never_stop, [&](browser::SearchResult&& result) {
+    out += result.album_path + '\t' + std::to_string(result.index) + '\t' +
+           OneLine(result.photo.image_file) + '\t' + OneLine(result.photo.title) + '\n';
+    if (keep) rows.push_back(browser::RowOf(result));
+  });
+  std::cout << out << std::flush;
+  if (!keep) return kExitOk;
+  // Keeping the list is a convenience: a failure is reported, the search still succeeded.
+  const fs::path results_file = ResultsFile();
+  std::error_code ec;
+  fs::create_directories(results_file.parent_path(), ec);
+  if (!browser::SaveSearchResults(results_file, rows, &error)) Failure(error);
+  return kExitOk;
+}
+
+}  // namespace quorvane::cli

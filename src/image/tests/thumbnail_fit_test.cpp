@@ -1,0 +1,250 @@
+// Fast thumbnails: the fit arithmetic, each JPEG decode path against a full decode of the same
+// file (PSNR), EXIF orientation, the EXIF parser's bounds, and broken files.
+#include <cmath>
+#include <cstdio>
+#include <jpeglib.h>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "image/image.h"
+#include "image/internal/jpeg_reduced.h"
+#include "testing/temp_dir.h"
+
+namespace quorvane::image {
+namespace {
+
+using quorvane::testing::TempDir;
+
+// A photo-like picture: smooth gradients, rings and fine stripes, so that a decode that skipped
+// or misplaced detail shows up in the PSNR.
+std::vector<uint8_t> PhotoPixels(int width, int height) {
+  std::vector<uint8_t> rgb(static_cast<size_t>(width) * height * 3);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const double fx = static_cast<double>(x) / width;
+      const double fy = static_cast<double>(y) / height;
+      const double ring = std::sin(std::hypot(fx - 0.3, fy - 0.6) * 40.0);
+      uint8_t* p = &rgb[(static_cast<size_t>(y) * width + x) * 3];
+      p[0] = static_cast<uint8_t>(40 + 180 * fx);
+      p[1] = static_cast<uint8_t>(128 + 100 * ring * fy);
+      p[2] = static_cast<uint8_t>(200 - 150 * fy + ((x / 7 + y / 5) % 2) * 20 * fx);
+    }
+  }
+  return rgb;
+}
+
+std::vector<uint8_t> EncodeJpeg(const std::vector<uint8_t>& rgb, int width, int height,
+                                bool progressive, const std::string& app1 = {}) {
+  jpeg_compress_struct c;
+  jpeg_error_mgr errors;
+  c.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&c);
+  unsigned char* buffer = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&c, &buffer, &size);
+  c.image_width = static_cast<JDIMENSION>(width);
+  c.image_height = static_cast<JDIMENSION>(height);
+  c.input_components = 3;
+  c.in_color_space = JCS_RGB;
+  jpeg_set_defaults(&c);
+  jpeg_set_quality(&c, 90, TRUE);
+  if (progressive) jpeg_simple_progression(&c);
+  jpeg_start_compress(&c, TRUE);
+  if (!app1.empty()) {
+    jpeg_write_marker(&c, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(app1.data()),
+                      static_cast<unsigned>(app1.size()));
+  }
+  while (c.next_scanline < c.image_height) {
+    JSAMPROW row = const_cast<JSAMPROW>(&rgb[static_cast<size_t>(c.next_scanline) * width * 3]);
+    jpeg_write_scanlines(&c, &row, 1);
+  }
+  jpeg_finish_compress(&c);
+  std::vector<uint8_t> bytes(buffer, buffer + size);
+  jpeg_destroy_compress(&c);
+  std::free(buffer);
+  return bytes;
+}
+
+// "Exif\0\0" and little-endian TIFF: IFD0 (at 8) holds the orientation, IFD1 (at 26) points
+// at `preview`, which follows at 56.
+std::string ExifBlock(int orientation, const std::vector<uint8_t>& preview) {
+  std::string tiff(56, '\0');
+  auto put = [&](size_t at, std::initializer_list<uint32_t> values, int bytes) {
+    for (uint32_t value : values) {
+      for (int i = 0; i < bytes; ++i) tiff[at++] = static_cast<char>(value >> (8 * i));
+    }
+  };
+  put(0, {'I', 'I', 42, 0, 8, 0, 0, 0}, 1);
+  put(8, {1, 0x0112, 3}, 2);  // one entry: orientation, SHORT, count 1
+  put(14, {1, static_cast<uint32_t>(orientation), 26}, 4);  // ... and IFD1's offset
+  put(26, {2, 0x0201, 4}, 2);  // two entries: JPEGInterchangeFormat, LONG, count 1, 56
+  put(32, {1, 56}, 4);
+  put(40, {0x0202, 4}, 2);  // JPEGInterchangeFormatLength
+  put(44, {1, static_cast<uint32_t>(preview.size()), 0}, 4);
+  tiff.append(preview.begin(), preview.end());
+  return std::string("Exif\0\0", 6) + tiff;
+}
+
+double Psnr(const Image& a, const Image& b) {
+  EXPECT_EQ(a.width(), b.width());
+  EXPECT_EQ(a.height(), b.height());
+  double sum = 0;
+  for (int y = 0; y < a.height(); ++y) {
+    for (int x = 0; x < a.width(); ++x) {
+      const Rgba p = a.GetPixel(x, y), q = b.GetPixel(x, y);
+      sum += (p.r - q.r) * (p.r - q.r) + (p.g - q.g) * (p.g - q.g) + (p.b - q.b) * (p.b - q.b);
+    }
+  }
+  const double mse = sum / (3.0 * a.width() * a.height());
+  return mse == 0 ? 99.0 : 10.0 * std::log10(255.0 * 255.0 / mse);
+}
+
+std::filesystem::path WriteBytes(const TempDir& dir, const char* name,
+                                 const std::vector<uint8_t>& bytes) {
+  const auto path = dir / name;
+  quorvane::testing::WriteTextFile(
+      path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+  return path;
+}
+
+TEST(FitInsideTest, KeepsAspectTruncatesAndNeverEnlarges) {
+  struct Case {
+    int w, h, max_w, max_h, want_w, want_h;
+  };
+  for (const Case& c : {Case{1600, 1200, 118, 88, 117, 88}, Case{100, 50, 118, 88, 100, 50},
+                        Case{2000, 1000, 1024, 768, 1024, 512}, Case{1200, 1600, 118, 88, 66, 88},
+                        Case{5000, 10, 118, 88, 118, 1}}) {
+    const FitSize fit = FitInside(c.w, c.h, c.max_w, c.max_h);
+    EXPECT_EQ(fit.width, c.want_w) << c.w << "x" << c.h;
+    EXPECT_EQ(fit.height, c.want_h) << c.w << "x" << c.h;
+  }
+}
+
+struct PathCase {
+  const char* name;
+  bool progressive;
+  bool with_preview;
+  bool use_preview;
+  int orientation;
+  ThumbnailDecode expected;
+};
+
+class FastThumbnailTest : public ::testing::TestWithParam<PathCase> {};
+
+// Every fast path gives the size a full decode would and looks the same (>= 35 dB).
+TEST_P(FastThumbnailTest, MatchesFullDecodeScaledDown) {
+  const PathCase& c = GetParam();
+  constexpr int kWidth = 2400, kHeight = 1800;
+  const std::vector<uint8_t> pixels = PhotoPixels(kWidth, kHeight);
+  std::string app1;
+  if (c.orientation != 1 || c.with_preview) {
+    std::vector<uint8_t> preview;
+    if (c.with_preview) {
+      // The same picture drawn smaller, as a camera's preview is.
+      preview = EncodeJpeg(PhotoPixels(kWidth / 5, kHeight / 5), kWidth / 5, kHeight / 5, false);
+    }
+    app1 = ExifBlock(c.orientation, preview);
+  }
+  TempDir dir;
+  const auto path =
+      WriteBytes(dir, "photo.jpg", EncodeJpeg(pixels, kWidth, kHeight, c.progressive, app1));
+  Image fast;
+  ThumbnailSource source;
+  ASSERT_TRUE(
+      fast.LoadThumbnailToFit(path, 118, 88, ResampleMode::kBicubic, &source, c.use_preview))
+      << fast.last_error();
+  EXPECT_EQ(source.decode, c.expected);
+  const bool turned = c.orientation >= 5;
+  EXPECT_EQ(source.width, turned ? kHeight : kWidth);
+  EXPECT_EQ(source.height, turned ? kWidth : kHeight);
+  EXPECT_EQ(fast.width(), turned ? 66 : 117);
+  EXPECT_EQ(fast.height(), 88);
+
+  Image full;
+  ASSERT_TRUE(full.Load(path));
+  ASSERT_TRUE(full.Resample(fast.width(), fast.height(), ResampleMode::kBicubic));
+  EXPECT_GE(Psnr(fast, full), 35.0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Paths, FastThumbnailTest,
+    ::testing::Values(
+        PathCase{"Baseline", false, false, false, 1, ThumbnailDecode::kReducedScale},
+        PathCase{"ProgressiveStopsAfterDcScans", true, false, false, 1,
+                 ThumbnailDecode::kFirstScans},
+        PathCase{"TurnedByExif", true, false, false, 6, ThumbnailDecode::kFirstScans},
+        PathCase{"PreviewWhenAllowed", false, true, true, 1, ThumbnailDecode::kExifPreview},
+        PathCase{"TurnedPreview", false, true, true, 8, ThumbnailDecode::kExifPreview},
+        PathCase{"PreviewIgnoredByDefault", false, true, false, 1, ThumbnailDecode::kReducedScale}),
+    [](const auto& param_info) { return std::string(param_info.param.name); });
+
+TEST(FastThumbnailEdgeTest, SmallJpegsLoadWholeOtherFormatsTakeTheGeneralPath) {
+  TempDir dir;
+  const std::vector<uint8_t> pixels = PhotoPixels(100, 50);
+  const auto small = WriteBytes(dir, "small.jpg", EncodeJpeg(pixels, 100, 50, false));
+  Image image;
+  ThumbnailSource source;
+  ASSERT_TRUE(image.LoadThumbnailToFit(small, 118, 88, ResampleMode::kBicubic, &source));
+  EXPECT_EQ(source.decode, ThumbnailDecode::kReducedScale);
+  Image full;
+  ASSERT_TRUE(full.Load(small));
+  EXPECT_EQ(image.width(), 100);
+  EXPECT_EQ(image.height(), 50);
+  EXPECT_GE(Psnr(image, full), 45.0);  // the same picture at the same size
+
+  Image png;
+  ASSERT_TRUE(png.Create(400, 300, true, {10, 20, 30, 128}));
+  ASSERT_TRUE(png.Save(dir / "a.png", ImageFormat::kPng));
+  ASSERT_TRUE(image.LoadThumbnailToFit(dir / "a.png", 118, 88, ResampleMode::kBilinear, &source));
+  EXPECT_EQ(source.decode, ThumbnailDecode::kGeneric);
+  EXPECT_EQ(image.width(), 117);
+  EXPECT_EQ(image.height(), 88);
+}
+
+TEST(FastThumbnailEdgeTest, BrokenJpegsFailCleanly) {
+  TempDir dir;
+  std::vector<uint8_t> jpeg = EncodeJpeg(PhotoPixels(640, 480), 640, 480, true);
+  Image image;
+  // Cut inside the scans: libjpeg pads the missing data, so either outcome is fine, but the
+  // result must be whole when there is one.
+  jpeg.resize(jpeg.size() / 3);
+  if (image.LoadThumbnailToFit(WriteBytes(dir, "cut.jpg", jpeg), 60, 60, ResampleMode::kBicubic)) {
+    EXPECT_EQ(image.width(), 60);
+    EXPECT_EQ(image.height(), 45);
+  }
+  // Cut inside the header, and a signature followed by noise.
+  jpeg.resize(40);
+  Image broken;
+  EXPECT_FALSE(broken.LoadThumbnailToFit(WriteBytes(dir, "header.jpg", jpeg), 60, 60,
+                                         ResampleMode::kBicubic));
+  EXPECT_FALSE(broken.last_error().empty());
+  EXPECT_FALSE(broken.IsValid());
+  const std::vector<uint8_t> noise = {0xFF, 0xD8, 0xFF, 0xC0, 0x00, 0x02, 0x13, 0x37, 0, 0, 0};
+  EXPECT_FALSE(broken.LoadThumbnailToFit(WriteBytes(dir, "noise.jpg", noise), 60, 60,
+                                         ResampleMode::kBicubic));
+  EXPECT_FALSE(broken.LoadThumbnailToFit(dir / "missing.jpg", 60, 60, ResampleMode::kBicubic));
+}
+
+TEST(ExifLayoutTest, ReadsOrientationAndPreviewAndStaysInBounds) {
+  const std::string block = ExifBlock(6, std::vector<uint8_t>(10, 0xAB)).substr(6);
+  internal::ExifLayout layout;
+  ASSERT_TRUE(internal::ParseExifLayout(block, &layout));
+  EXPECT_EQ(layout.orientation, 6);
+  EXPECT_EQ(layout.preview_offset, 56u);
+  EXPECT_EQ(layout.preview_length, 10u);
+
+  // Every truncation: whatever is read lies inside the bytes given.
+  for (size_t size = 0; size < block.size(); ++size) {
+    internal::ExifLayout cut;
+    if (internal::ParseExifLayout(block.substr(0, size), &cut)) {
+      EXPECT_LE(cut.preview_offset + cut.preview_length, size);
+    }
+  }
+  internal::ExifLayout none;
+  EXPECT_FALSE(internal::ParseExifLayout("XX*\0\x08\0\0\0", &none));
+}
+
+}  // namespace
+}  // namespace quorvane::image

@@ -1,0 +1,113 @@
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <stdlib.h>
+
+#include <gtest/gtest.h>
+
+#include "testing/cli_runner.h"
+#include "testing/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::RunCli;
+using testing::WriteTextFile;
+
+const std::string kSep(1, static_cast<char>(fs::path::preferred_separator));
+
+// A library of two albums written as the program writes them, and every folder the CLI
+// finds through the environment inside the test's own temporary folder.
+class CliSearchTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const auto& [name, folder] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
+                                       {"QUORVANE_LIBRARY_DIR", "albums"},
+                                       {"QUORVANE_THUMBNAIL_DIR", "data/Thumbnail"},
+                                       {"QUORVANE_BROWSER_DIR", "pictures"}}) {
+      ::setenv(name, (dir_ / folder).c_str(), 1);
+    }
+    Album("trip",
+          "<Quorvane Version=\"1.0\" Title=\"Trip\">"
+          "<Image ImageFile=\"a.jpg\" Title=\"Sunset\" Keywords=\"beach;Sun, sea\">"
+          "</Image><Image ImageFile=\"gone.jpg\" Title=\"Sun gone\"></Image>"
+          "<Image ImageFile=\"b.jpg\" Title=\"Église\">By the sea</Image>"
+          "</Quorvane>");
+    Album("home",
+          "<Quorvane Version=\"1.0\" Title=\"Home\">"
+          "<Image ImageFile=\"c.jpg\" Keywords=\"sunny\">Sunday&#039;s lunch</Image>"
+          "</Quorvane>");
+  }
+
+  void Album(const std::string& folder, const std::string& index) {
+    WriteTextFile(dir_ / "albums" / folder / "index.quorvane", index);
+    for (const char* photo : {"a.jpg", "b.jpg", "c.jpg"}) {
+      WriteTextFile(dir_ / "albums" / folder / photo, "");
+    }
+  }
+  std::string Path(const std::string& folder) const { return (dir_ / "albums" / folder).string(); }
+
+  static std::string Sorted(const std::string& lines) {
+    std::vector<std::string> all;
+    std::istringstream in(lines);
+    for (std::string line; std::getline(in, line);) all.push_back(line + "\n");
+    std::sort(all.begin(), all.end());
+    std::string out;
+    for (const std::string& line : all) out += line;
+    return out;
+  }
+
+  testing::TempDir dir_;
+};
+
+TEST_F(CliSearchTest, SearchesTheLibraryAndKeepsTheResults) {
+  auto r = RunCli({"search", "SUN"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  // The photo whose file is gone is not in the opened album, so "Église" is photo 1.
+  EXPECT_EQ(Sorted(r.out), Path("home") + "\t0\tc.jpg\t\n" + Path("trip") + "\t0\ta.jpg\tSunset\n");
+
+  r = RunCli({"search", "sun", "--keywords"});
+  EXPECT_EQ(r.out, Path("trip") + "\t0\ta.jpg\tSunset\n");
+  EXPECT_FALSE(fs::exists(dir_ / "data" / "searchresults.xml"));  // kept only when asked
+  r = RunCli({"search", "ÉGLISE", "--title", "--library", (dir_ / "albums").string(), "--keep"});
+  EXPECT_EQ(r.out, Path("trip") + "\t1\tb.jpg\tÉglise\n");
+
+  r = RunCli({"search", "--saved"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, "Église\t" + Path("trip") + kSep + "1\n");
+  EXPECT_TRUE(fs::is_regular_file(dir_ / "data" / "searchresults.xml"));
+
+  r = RunCli({"search", "nothing like it", "--keep"});
+  EXPECT_EQ(r.exit_code, 0);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(RunCli({"search", "--saved"}).out, "");
+}
+
+TEST_F(CliSearchTest, SearchesGivenAlbumsInTheirOrder) {
+  auto r = RunCli({"search", "sun", "--description", "--title", "--album", Path("trip"), "--album",
+                   Path("home")});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, Path("trip") + "\t0\ta.jpg\tSunset\n" + Path("home") + "\t0\tc.jpg\t\n");
+
+  r = RunCli({"search", "sun", "--album", Path("missing")});
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_EQ(r.out, "");
+}
+
+TEST_F(CliSearchTest, DamagedResultsFileAndBadCommandLines) {
+  WriteTextFile(dir_ / "data" / "searchresults.xml", "<SearchResults><Result Count=\"x\"");
+  auto r = RunCli({"search", "--saved"});
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_NE(r.err.find("malformed results file"), std::string::npos) << r.err;
+
+  EXPECT_EQ(RunCli({"search"}).exit_code, 2);
+  EXPECT_EQ(RunCli({"search", "a", "b"}).exit_code, 2);
+  EXPECT_EQ(RunCli({"search", "a", "--saved"}).exit_code, 2);
+  EXPECT_EQ(RunCli({"search", "a", "--library", "x", "--album", "y"}).exit_code, 2);
+  EXPECT_EQ(RunCli({"search", "a", "--library", (dir_ / "none").string()}).exit_code, 1);
+}
+
+}  // namespace
+}  // namespace quorvane
