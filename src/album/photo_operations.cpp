@@ -32,25 +32,7 @@ std::optional<FitSize> FittedSize(int width, int height, int max_width, int max_
                                   bool keep_proportions, bool only_shrink) {
   if (only_shrink && width <= max_width && height <= max_height) return std::nullopt;
   if (!keep_proportions) return FitSize{max_width, max_height};
-  const double ratio = static_cast<double>(width) / height;
-  const double sx = static_cast<double>(max_width) / width;
-  const double sy = static_cast<double>(max_height) / height;
-  FitSize size;
-  if (sy <= sx) {
-    size = {static_cast<int>(max_height * ratio), max_height};
-  } else {
-    size = {max_width, static_cast<int>(max_width / ratio)};
-  }
-  // A sliver (1000 x 1 in a 118 x 88 cell) truncates to nothing; keep one row of it.
-  size.width = std::max(size.width, 1);
-  size.height = std::max(size.height, 1);
-  return size;
-}
-
-// The size a thumbnail of a width x height image takes in the album's cell.
-std::optional<FitSize> ThumbnailSize(const Album& album, int width, int height) {
-  return FittedSize(width, height, album.thumbnail_cell_width() - 2,
-                    album.thumbnail_cell_height() - 2, true, true);
+  return image::FitProportionally(width, height, max_width, max_height);
 }
 
 // When the photo was taken: the camera's date when the file has one, else the file's time.
@@ -165,12 +147,16 @@ bool AddImageFromDisk(Album& album, const fs::path& source, std::string_view fil
 
   Report(progress, "Creating thumbnail...", 1, 3);
   Image thumbnail;
-  const FitSize size =
-      ThumbnailSize(album, info.width, info.height).value_or(FitSize{info.width, info.height});
-  if (!thumbnail.LoadThumbnail(source, size.width, size.height, album.thumbnail_options().mode,
-                               type->format)) {
-    return Fail(album, thumbnail.last_error());
-  }
+  // JPEGs decode no more than the thumbnail needs; other types shrink while loading.
+  const int max_width = album.thumbnail_cell_width() - 2;
+  const int max_height = album.thumbnail_cell_height() - 2;
+  const FitSize size = image::FitInside(info.width, info.height, max_width, max_height);
+  const bool made = type->format == image::ImageFormat::kJpeg
+                        ? thumbnail.LoadThumbnailToFit(source, max_width, max_height,
+                                                       album.thumbnail_options().mode)
+                        : thumbnail.LoadThumbnail(source, size.width, size.height,
+                                                  album.thumbnail_options().mode, type->format);
+  if (!made) return Fail(album, thumbnail.last_error());
 
   Report(progress, "Adding image to album...", 2, 3);
   auto& photos = album.photos();

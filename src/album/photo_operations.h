@@ -76,10 +76,7 @@ struct PhotoVersion {
 // Copies the photo at `index` out of the album to `target` (a file path), as it is, or fitted
 // into *fit (never enlarged, proportions kept, the thumbnail resampling mode) and saved in the
 // photo's format. Refuses to overwrite an existing file.
-struct FitSize {
-  int width = 0;
-  int height = 0;
-};
+using image::FitSize;
 [[nodiscard]] bool CopyImageOut(Album& album, size_t index, const std::filesystem::path& target,
                                 const std::optional<FitSize>& fit,
                                 const ProgressCallback& progress = {});

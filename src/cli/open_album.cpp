@@ -11,7 +11,10 @@
 namespace quorvane::cli {
 
 album::ThumbnailOptions UserThumbnailOptions() {
-  const settings::Settings values = LoadSettingsReportingProblems().settings;
+  return ThumbnailOptionsFrom(LoadSettingsReportingProblems().settings);
+}
+
+album::ThumbnailOptions ThumbnailOptionsFrom(const settings::Settings& values) {
   album::ThumbnailOptions options;
   auto number = [&](std::string_view name) -> std::optional<int32_t> {
     auto it = values.options.find(name);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "album/album.h"
+#include "settings/settings.h"
 
 namespace quorvane::cli {
 
@@ -13,8 +14,11 @@ namespace quorvane::cli {
 // prints why (command_line.h, Failure) and returns null.
 std::unique_ptr<album::Album> OpenAlbum(const std::string& location);
 
-// The user's thumbnail settings: "options.thumbnail.quality" (1..100) and
-// "options.thumbnail.resample" (0 nearest, 1 bilinear, 2 bicubic, 3 Lanczos).
+// The thumbnail settings among `values`: "options.thumbnail.quality" (1..100) and
+// "options.thumbnail.resample" (0 nearest, 1 bilinear, 2 bicubic, 3 Lanczos); the defaults
+// for what is missing or out of range.
+album::ThumbnailOptions ThumbnailOptionsFrom(const settings::Settings& values);
+// The same from the user's settings, loaded for the purpose.
 album::ThumbnailOptions UserThumbnailOptions();
 
 }  // namespace quorvane::cli

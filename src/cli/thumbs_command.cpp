@@ -15,6 +15,7 @@
 #include "browser/thumbnail_worker.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "cli/open_album.h"
 #include "cli/user_settings.h"
 
 namespace quorvane::cli {
@@ -65,12 +66,10 @@ int RunThumbsCommand(std::span<const std::string> args) {
     }
   }
   options.use_exif_preview = parsed.Has("--exif-preview");
-  fs::path cache_folder;
-  if (const std::string* cache = parsed.Value("--cache")) {
-    cache_folder = *cache;
-  } else {
-    cache_folder = LoadSettingsReportingProblems().settings.thumbnail_cache_path;
-  }
+  const settings::Settings user = LoadSettingsReportingProblems().settings;
+  options.mode = ThumbnailOptionsFrom(user).mode;
+  const std::string* cache_option = parsed.Value("--cache");
+  const fs::path cache_folder = cache_option != nullptr ? *cache_option : user.thumbnail_cache_path;
   std::optional<fs::path> out_folder;
   if (const std::string* out = parsed.Value("--out")) {
     std::error_code ec;

@@ -100,6 +100,8 @@ struct FitSize {
   int height = 0;
 };
 FitSize FitInside(int width, int height, int max_width, int max_height);
+// The same fit without the early return: an image that fits is enlarged to the bound side.
+FitSize FitProportionally(int width, int height, int max_width, int max_height);
 
 // How LoadThumbnailToFit got its pixels, fastest first; for measurements and tests.
 enum class ThumbnailDecode {

@@ -14,6 +14,10 @@ namespace quorvane::image {
 
 FitSize FitInside(int width, int height, int max_width, int max_height) {
   if (width <= max_width && height <= max_height) return {width, height};
+  return FitProportionally(width, height, max_width, max_height);
+}
+
+FitSize FitProportionally(int width, int height, int max_width, int max_height) {
   const double ratio = static_cast<double>(width) / height;
   const double sx = static_cast<double>(max_width) / width;
   const double sy = static_cast<double>(max_height) / height;
