@@ -21,6 +21,10 @@ int AddPhotosCommand(std::span<const std::string> args);
 int RemovePhotosCommand(std::span<const std::string> args);
 int ExportPhotoCommand(std::span<const std::string> args);
 int RunArchiveCommand(std::span<const std::string> args);
+int RunEditCommand(std::span<const std::string> args);
+int RunEditFileCommand(std::span<const std::string> args);
+// The edit operations of the edit command table, one line each, for --help.
+std::string EditOperationsHelp();
 int RunLibraryCommand(std::span<const std::string> args);
 int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
@@ -41,6 +45,12 @@ inline constexpr Command kCommands[] = {
      "archive pack <album-folder> <file.qvo> [--level 0-9] [--deflate-jpeg]\n"
      "archive unpack <file.qvo> <folder>",
      RunArchiveCommand},
+    {"edit", "edit <album> <operation> [--gamma G] [--angle A] [--size WxH] [--photos 1,3,5]",
+     RunEditCommand},
+    {"edit-file",
+     "edit-file <in> <out> <operation> [--gamma G] [--angle A] [--size WxH] "
+     "[--select rect|ellipse L,T,R,B]",
+     RunEditFileCommand},
     {"library",
      "library list [--sort 0..3] [--library DIR]\n"
      "library create <name> [--description D] [--date YYYY-MM-DD] [--library DIR]\n"

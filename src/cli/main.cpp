@@ -18,6 +18,7 @@ void PrintHelp(std::ostream& out) {
       usage = end == std::string_view::npos ? std::string_view() : usage.substr(end + 1);
     }
   }
+  out << "\nEdit operations (edit, edit-file):\n" << quorvane::cli::EditOperationsHelp();
   out << "\nExit status: 0 done, 1 the job failed, 2 the command line was wrong.\n";
 }
 

@@ -133,11 +133,25 @@ Image::Impl* Image::Detach() {
     copy->bits_per_pixel = impl_->bits_per_pixel;
     copy->format = impl_->format;
     copy->date_taken = impl_->date_taken;
-    VipsImage* view = nullptr;
+    VipsImage* source = impl_->pixels.get();
     VipsImage* memory = nullptr;
-    if (vips_copy(impl_->pixels.get(), &view, nullptr) == 0) {
-      memory = vips_image_copy_memory(view);
-      g_object_unref(view);
+    if (source->data != nullptr) {
+      // Already in memory: one plain copy of the bytes, not a run of the threaded pipeline.
+      memory = vips_image_new_from_memory_copy(VIPS_IMAGE_ADDR(source, 0, 0),
+                                               VIPS_IMAGE_SIZEOF_IMAGE(source), source->Xsize,
+                                               source->Ysize, source->Bands, source->BandFmt);
+      if (memory != nullptr) {
+        memory->Type = source->Type;
+        memory->Xres = source->Xres;
+        memory->Yres = source->Yres;
+        CopyMetadata(source, memory);
+      }
+    } else {
+      VipsImage* view = nullptr;
+      if (vips_copy(source, &view, nullptr) == 0) {
+        memory = vips_image_copy_memory(view);
+        g_object_unref(view);
+      }
     }
     // Only an out-of-memory failure gets here; sharing is still correct, just not private.
     if (memory == nullptr) {
@@ -148,6 +162,15 @@ Image::Impl* Image::Detach() {
     impl_ = std::move(copy);
   }
   return impl_.get();
+}
+
+void Image::UnshareFields() {
+  if (impl_ == nullptr || impl_.use_count() == 1) return;
+  auto own = std::make_shared<Impl>();
+  own->bits_per_pixel = impl_->bits_per_pixel;
+  own->format = impl_->format;
+  own->date_taken = impl_->date_taken;
+  impl_ = std::move(own);
 }
 
 bool Image::Create(int width, int height, bool with_alpha, Rgba fill) {
@@ -406,6 +429,25 @@ bool Image::DrawCenteredText(std::string_view text, Rgba color, int pixel_height
   return true;
 }
 
+uint8_t* Image::PixelsForOverwrite() {
+  if (!impl_) return nullptr;
+  if (impl_.use_count() > 1) {
+    VipsImage* source = impl_->pixels.get();
+    VipsPtr fresh(vips_image_new_memory());
+    vips_image_init_fields(fresh.get(), source->Xsize, source->Ysize, source->Bands,
+                           source->BandFmt, source->Coding, source->Type, source->Xres,
+                           source->Yres);
+    if (vips_image_write_prepare(fresh.get()) != 0 || fresh->data == nullptr) {
+      vips_error_clear();
+      return nullptr;
+    }
+    CopyMetadata(source, fresh.get());
+    UnshareFields();
+    impl_->pixels = std::move(fresh);
+  }
+  return VIPS_IMAGE_ADDR(impl_->pixels.get(), 0, 0);
+}
+
 Rgba Image::GetPixel(int x, int y) const {
   if (!impl_ || x < 0 || y < 0 || x >= width() || y >= height()) return Rgba{0, 0, 0, 0};
   const uint8_t* p = VIPS_IMAGE_ADDR(impl_->pixels.get(), x, y);
@@ -438,7 +480,7 @@ bool Image::IncreaseBpp(int bits) {
     VipsPtr joined(out);
     std::string error;
     if (!Materialise(joined, &error, "Cannot add an alpha channel")) return Fail(error);
-    Detach();
+    UnshareFields();
     impl_->pixels = std::move(joined);
   } else {
     Detach();
@@ -475,7 +517,7 @@ bool ApplyTransform(const VipsPtr& pixels, VipsPtr* result, std::string* error, 
                         [&](VipsImage* in, VipsImage** out) { return call; })) { \
       return Fail(std::move(error));                                             \
     }                                                                            \
-    Detach();                                                                    \
+    UnshareFields();                                                             \
     impl_->pixels = std::move(result);                                           \
     return true;                                                                 \
   } while (false)
@@ -529,7 +571,7 @@ bool Image::Rotate(double degrees, Rgba background) {
   vips_area_unref(VIPS_AREA(fill_array));
   g_object_unref(bilinear);
   if (!ok) return Fail(std::move(error));
-  Detach();
+  UnshareFields();
   impl_->pixels = std::move(result);
   return true;
 }
@@ -555,7 +597,7 @@ bool Image::Resample(int width, int height, ResampleMode mode) {
     if (!ResizeExact(result, width, height, mode, &error)) return Fail(std::move(error));
     if (!Materialise(result, &error, "Cannot resize the image")) return Fail(std::move(error));
   }
-  Detach();
+  UnshareFields();
   impl_->pixels = std::move(result);
   return true;
 }

@@ -215,6 +215,11 @@ class Image {
   size_t stride() const;
   const uint8_t* Row(int y) const;
   uint8_t* MutableRow(int y);
+  // Row 0 of pixels this image owns alone, for a filter that will write every byte of every
+  // row: a shared image gets fresh pixels whose content is undefined (the old ones are not
+  // copied; other copies keep them). Rows follow each other `stride()` bytes apart. Null on an
+  // empty image or when memory runs out.
+  uint8_t* PixelsForOverwrite();
 
   // Why the last failing call on this object failed; unchanged by successful calls.
   const std::string& last_error() const { return last_error_; }
@@ -224,6 +229,9 @@ class Image {
 
   bool Fail(std::string text) const;
   Impl* Detach();
+  // Before new pixels are installed: a shared image takes its own copy of the fields only
+  // (its pixels are left null for the caller to set), so the old pixels are never copied.
+  void UnshareFields();
   // Decodes a whole image from `source` and makes it this image's.
   bool LoadFrom(internal::Source& source, ImageFormat format_hint);
   // Makes decoded pixels (8-bit sRGB, upright, in memory) this image's.

@@ -1,0 +1,74 @@
+// The filters that change the image's shape or depth: resize, rotate, flip, crop and the
+// colour-depth raise. The pixel work is the Image's own; these add the parameters' rules.
+#include <cmath>
+
+#include "imaging/image_filter.h"
+
+namespace quorvane::imaging {
+
+uint32_t ResizeFilter::Apply(image::Image& image, FilterRun& run) const {
+  if (!image.IsValid()) return kFilterFailed;
+  const int w = image.width();
+  const int h = image.height();
+  if (only_shrink_ && w <= width_ && h <= height_) return kFilterNothingToDo;
+  int new_width = width_;
+  int new_height = height_;
+  if (keep_aspect_) {
+    const double ratio = static_cast<double>(w) / h;
+    const double sx = static_cast<double>(width_) / w;
+    const double sy = static_cast<double>(height_) / h;
+    if (sy <= sx) {
+      new_width = static_cast<int>(height_ * ratio);
+    } else {
+      new_height = static_cast<int>(width_ / ratio);
+    }
+  }
+  const bool ok = image.Resample(new_width, new_height, mode_);
+  run.progress = 100;
+  return ok ? kFilterOk : kFilterFailed;
+}
+
+uint32_t RotateFilter::Apply(image::Image& image, FilterRun& run) const {
+  bool ok = false;
+  switch (mode_) {
+    case 0:
+      ok = image.Rotate(angle_);
+      break;
+    case 1:
+      ok = image.RotateRight();
+      break;
+    case 2:
+      ok = image.RotateLeft();
+      break;
+    case 3:
+      ok = image.Rotate180();
+      break;
+    default:
+      return kFilterFailed;
+  }
+  run.progress = 100;
+  return ok ? kFilterOk : kFilterFailed;
+}
+
+uint32_t FlipFilter::Apply(image::Image& image, FilterRun& run) const {
+  const bool ok = vertical_ ? image.Flip() : image.Mirror();
+  run.progress = 100;
+  return ok ? kFilterOk : kFilterFailed;
+}
+
+uint32_t RaiseDepthFilter::Apply(image::Image& image, FilterRun&) const {
+  if (!image.IsValid()) return kFilterFailed;
+  if (image.bits_per_pixel() == bits_) return kFilterOk;
+  if (bits_ < image.bits_per_pixel()) return kFilterNotImplemented;
+  // A depth the image cannot take (only 24 and 32 are) leaves it as it is, still a success.
+  static_cast<void>(image.IncreaseBpp(bits_));
+  return kFilterOk;
+}
+
+uint32_t CropFilter::Apply(image::Image& image, FilterRun& run) const {
+  const bool ok = image.Crop(left_, top_, right_, bottom_);
+  run.progress = 100;
+  return ok ? kFilterOk : kFilterFailed;
+}
+
+}  // namespace quorvane::imaging

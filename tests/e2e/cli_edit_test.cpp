@@ -1,0 +1,142 @@
+// quorvane-cli edit and edit-file end to end: an album edit on chosen photos with its progress
+// and saved result, the photo window's edits on a file (selection, crop, unsharp mask), usage
+// errors, and --help naming every operation of the edit command table.
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "image/image.h"
+#include "imaging/edit_commands.h"
+#include "testing/cli_runner.h"
+#include "testing/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+namespace fs = std::filesystem;
+using image::Image;
+using image::Rgba;
+using testing::RunCli;
+
+class CliEditTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const auto& [name, folder] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
+                                       {"QUORVANE_LIBRARY_DIR", "albums"},
+                                       {"QUORVANE_THUMBNAIL_DIR", "cache/Thumbnail"},
+                                       {"QUORVANE_BROWSER_DIR", "pictures"}}) {
+      ::setenv(name, (dir_ / folder).c_str(), 1);
+    }
+  }
+
+  std::string Flat(const std::string& name, uint8_t level, int width = 40, int height = 30) {
+    Image image;
+    EXPECT_TRUE(image.Create(width, height, false, Rgba{level, level, level, 255}));
+    const fs::path path = dir_ / name;
+    EXPECT_TRUE(image.Save(path, image::ImageFormat::kPng));
+    return path.string();
+  }
+
+  static Rgba PixelOf(const fs::path& path, int x, int y) {
+    Image image;
+    EXPECT_TRUE(image.Load(path)) << image.last_error();
+    return image.GetPixel(x, y);
+  }
+
+  testing::TempDir dir_;
+};
+
+TEST_F(CliEditTest, EditsTheChosenPhotosOfAnAlbumAndSaves) {
+  const std::string album = (dir_ / "trip").string();
+  ASSERT_EQ(RunCli({"album", "create", album}).exit_code, 0);
+  ASSERT_EQ(
+      RunCli({"album", "add", album, Flat("a.png", 100), Flat("b.png", 100), Flat("c.png", 100)})
+          .exit_code,
+      0);
+  const auto r = RunCli({"edit", album, "darken", "--photos", "1,3"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.err,
+            "Darkening...\n"
+            "  Darken a.png (image 1 of 2) ...\n"
+            "  Darken c.png (image 2 of 2) ...\n");
+  EXPECT_EQ(PixelOf(dir_ / "trip" / "a.png", 3, 3).r, 80);
+  EXPECT_EQ(PixelOf(dir_ / "trip" / "b.png", 3, 3).r, 100);
+  EXPECT_EQ(PixelOf(dir_ / "trip" / "c.png", 3, 3).r, 80);
+  // Only the photos and their thumbnails remain: the kept versions went with the history.
+  size_t files = 0;
+  for (const auto& entry : fs::directory_iterator(dir_ / "trip")) files += entry.is_regular_file();
+  EXPECT_EQ(files, 7u);  // three photos, three thumbnails, the index
+
+  // A rotation on all photos changes the recorded sizes.
+  ASSERT_EQ(RunCli({"edit", album, "rotate-right"}).exit_code, 0);
+  const auto shown = RunCli({"album", "show", album});
+  EXPECT_NE(shown.out.find("30x40"), std::string::npos) << shown.out;
+}
+
+TEST_F(CliEditTest, RefusesWhatTheAlbumDoesNotOffer) {
+  const std::string album = (dir_ / "trip").string();
+  ASSERT_EQ(RunCli({"album", "create", album}).exit_code, 0);
+  EXPECT_EQ(RunCli({"edit", album, "unsharp-mask"}).exit_code, 2);
+  EXPECT_EQ(RunCli({"edit", album, "resize"}).exit_code, 2);                    // needs --size
+  EXPECT_EQ(RunCli({"edit", album, "lighten", "--photos", "1"}).exit_code, 2);  // no photo 1
+  EXPECT_EQ(RunCli({"edit", album, "lighten"}).exit_code, 0);  // no photos, nothing to do
+}
+
+TEST_F(CliEditTest, EditsAFileWithinASelection) {
+  const std::string in = Flat("in.png", 100);
+  const fs::path out = dir_ / "out.png";
+  auto r = RunCli({"edit-file", in, out.string(), "lighten", "--select", "rect", "5,5,10,10"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.err, "Lightening...\n");
+  EXPECT_EQ(PixelOf(out, 5, 5).r, 120);
+  EXPECT_EQ(PixelOf(out, 9, 9).r, 120);
+  EXPECT_EQ(PixelOf(out, 10, 10).r, 100);
+
+  r = RunCli({"edit-file", in, out.string(), "crop", "--select", "ellipse", "5,5,25,15"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  Image cropped;
+  ASSERT_TRUE(cropped.Load(out));
+  EXPECT_EQ(cropped.width(), 20);
+  EXPECT_EQ(cropped.height(), 10);
+
+  EXPECT_EQ(
+      RunCli({"edit-file", in, out.string(), "crop", "--select", "oval", "1,1,2,2"}).exit_code, 2);
+  EXPECT_EQ(RunCli({"edit-file", in, out.string(), "posterize"}).exit_code, 2);
+  EXPECT_EQ(RunCli({"edit-file", (dir_ / "missing.png").string(), out.string(), "blur"}).exit_code,
+            1);
+}
+
+TEST_F(CliEditTest, UnsharpMaskAndGammaOnAFile) {
+  // A 160 spot in a field of 100 becomes 201 under the unsharp mask (see the filter tests).
+  Image image;
+  ASSERT_TRUE(image.Create(9, 9, false, Rgba{100, 100, 100, 255}));
+  image.SetPixel(4, 4, Rgba{160, 160, 160, 255});
+  ASSERT_TRUE(image.Save(dir_ / "spot.png", image::ImageFormat::kPng));
+  const fs::path out = dir_ / "sharp.png";
+  ASSERT_EQ(
+      RunCli({"edit-file", (dir_ / "spot.png").string(), out.string(), "unsharp-mask"}).exit_code,
+      0);
+  EXPECT_EQ(PixelOf(out, 4, 4).r, 201);
+  EXPECT_EQ(PixelOf(out, 5, 4).r, 93);
+
+  // 255 * (100 / 255) ^ (1 / 2) = 159.7.
+  ASSERT_EQ(
+      RunCli({"edit-file", Flat("g.png", 100), out.string(), "gamma", "--gamma", "2"}).exit_code,
+      0);
+  EXPECT_EQ(PixelOf(out, 0, 0).r, 160);
+}
+
+TEST_F(CliEditTest, HelpListsEveryOperationOfTheTable) {
+  const auto r = RunCli({"--help"});
+  ASSERT_EQ(r.exit_code, 0);
+  for (const imaging::EditCommand& command : imaging::kEditCommands) {
+    EXPECT_NE(r.out.find("\n  " + std::string(command.name) + " "), std::string::npos)
+        << command.name;
+    EXPECT_NE(r.out.find(std::string(command.progress_text)), std::string::npos);
+  }
+}
+
+}  // namespace
+}  // namespace quorvane
