@@ -25,17 +25,6 @@ struct Reader {
   int16_t Short() { return static_cast<int16_t>(Byte() | (Byte() << 8)); }
 };
 
-bool SamePixels(const image::Image& a, const image::Image& b) {
-  if (a.width() != b.width() || a.height() != b.height() || a.channels() != b.channels()) {
-    return false;
-  }
-  const size_t row_bytes = static_cast<size_t>(a.width()) * a.channels();
-  for (int y = 0; y < a.height(); ++y) {
-    if (std::memcmp(a.Row(y), b.Row(y), row_bytes) != 0) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -66,11 +55,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   imaging::FilterRun run;
   const uint32_t code = document.RunEdit(command, values, selection, display, run);
   if (code != imaging::kFilterOk) {
-    if (!SamePixels(document.image(), original)) __builtin_trap();
+    if (!image::SamePixels(document.image(), original)) __builtin_trap();
     return 0;
   }
   const image::Image result = document.image();
-  if (!document.Undo() || !SamePixels(document.image(), original)) __builtin_trap();
-  if (!document.Redo() || !SamePixels(document.image(), result)) __builtin_trap();
+  if (!document.Undo() || !image::SamePixels(document.image(), original)) __builtin_trap();
+  if (!document.Redo() || !image::SamePixels(document.image(), result)) __builtin_trap();
   return 0;
 }

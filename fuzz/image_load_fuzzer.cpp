@@ -17,17 +17,6 @@ constexpr size_t kMaxInputBytes = 256 * 1024;
 // Small enough that a forged header cannot make one run take seconds or hundreds of MB.
 constexpr uint64_t kMaxPixels = 4'000'000;
 
-bool SamePixels(const Image& a, const Image& b) {
-  if (a.width() != b.width() || a.height() != b.height() || a.channels() != b.channels()) {
-    return false;
-  }
-  const size_t row_bytes = static_cast<size_t>(a.width()) * a.channels();
-  for (int y = 0; y < a.height(); ++y) {
-    if (std::memcmp(a.Row(y), b.Row(y), row_bytes) != 0) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -619,4 +619,15 @@ bool Image::Crop(int left, int top, int right, int bottom) {
 
 #undef QUORVANE_IMAGE_TRANSFORM
 
+bool SamePixels(const Image& a, const Image& b) {
+  if (a.width() != b.width() || a.height() != b.height() || a.channels() != b.channels()) {
+    return false;
+  }
+  const size_t row_bytes = static_cast<size_t>(a.width()) * a.channels();
+  for (int y = 0; y < a.height(); ++y) {
+    if (std::memcmp(a.Row(y), b.Row(y), row_bytes) != 0) return false;
+  }
+  return true;
+}
+
 }  // namespace quorvane::image

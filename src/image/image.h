@@ -241,4 +241,8 @@ class Image {
   mutable std::string last_error_;
 };
 
+// True when both images have the same size, channels and pixel bytes (undo must restore a
+// picture exactly; this is how that is checked).
+bool SamePixels(const Image& a, const Image& b);
+
 }  // namespace quorvane::image

@@ -16,6 +16,7 @@ namespace {
 
 using image::Image;
 using image::Rgba;
+using image::SamePixels;
 
 Image Gradient(int width, int height) {
   Image image;
@@ -28,18 +29,6 @@ Image Gradient(int width, int height) {
     }
   }
   return image;
-}
-
-bool SamePixels(const Image& a, const Image& b) {
-  if (a.width() != b.width() || a.height() != b.height() || a.channels() != b.channels()) {
-    return false;
-  }
-  for (int y = 0; y < a.height(); ++y) {
-    if (std::memcmp(a.Row(y), b.Row(y), static_cast<size_t>(a.width()) * a.channels()) != 0) {
-      return false;
-    }
-  }
-  return true;
 }
 
 size_t FilesUnder(const std::filesystem::path& root) {
