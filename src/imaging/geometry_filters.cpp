@@ -11,19 +11,9 @@ uint32_t ResizeFilter::Apply(image::Image& image, FilterRun& run) const {
   const int w = image.width();
   const int h = image.height();
   if (only_shrink_ && w <= width_ && h <= height_) return kFilterNothingToDo;
-  int new_width = width_;
-  int new_height = height_;
-  if (keep_aspect_) {
-    const double ratio = static_cast<double>(w) / h;
-    const double sx = static_cast<double>(width_) / w;
-    const double sy = static_cast<double>(height_) / h;
-    if (sy <= sx) {
-      new_width = static_cast<int>(height_ * ratio);
-    } else {
-      new_height = static_cast<int>(width_ / ratio);
-    }
-  }
-  const bool ok = image.Resample(new_width, new_height, mode_);
+  const image::FitSize size = keep_aspect_ ? image::FitProportionally(w, h, width_, height_)
+                                           : image::FitSize{width_, height_};
+  const bool ok = image.Resample(size.width, size.height, mode_);
   run.progress = 100;
   return ok ? kFilterOk : kFilterFailed;
 }

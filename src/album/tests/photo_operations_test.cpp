@@ -248,19 +248,6 @@ TEST_F(PhotoOperationsTest, EveryImageTypeRoundTripsThroughAddThumbnailAndCopyOu
             testing::ReadTextFile(album_dir() / "_thumb_p.jpg"));
 }
 
-TEST_F(PhotoOperationsTest, PaletteImageGetsATrueColourThumbnail) {
-  Image palette = Quarters(64, 64);
-  const fs::path source = Source(palette, "pal.gif", ImageFormat::kGif);
-  Image check;
-  ASSERT_TRUE(check.Load(source));
-  ASSERT_LT(check.bits_per_pixel(), 24);  // four colours: a small palette
-  ASSERT_TRUE(AddImageFromDisk(*album_, source, "pal.gif", -1));
-  Image thumbnail;
-  ASSERT_TRUE(thumbnail.Load(album_dir() / "_thumb_pal.jpg"));
-  EXPECT_EQ(thumbnail.bits_per_pixel(), 24);
-  EXPECT_EQ(thumbnail.width(), 64);  // small enough already: not enlarged
-}
-
 // Replacing keeps the earlier image and thumbnail; one exchange routine goes back and forth.
 TEST_F(PhotoOperationsTest, ReplacedVersionsComeBackExactly) {
   const fs::path source = Source(Quarters(200, 100), "p.png", ImageFormat::kPng);
