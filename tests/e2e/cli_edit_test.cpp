@@ -22,14 +22,7 @@ using testing::RunCli;
 
 class CliEditTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    for (const auto& [name, folder] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
-                                       {"QUORVANE_LIBRARY_DIR", "albums"},
-                                       {"QUORVANE_THUMBNAIL_DIR", "cache/Thumbnail"},
-                                       {"QUORVANE_BROWSER_DIR", "pictures"}}) {
-      ::setenv(name, (dir_ / folder).c_str(), 1);
-    }
-  }
+  void SetUp() override { testing::PointUserFoldersInto(dir_.path()); }
 
   std::string Flat(const std::string& name, uint8_t level, int width = 40, int height = 30) {
     Image image;

@@ -22,12 +22,7 @@ const std::string kSep(1, static_cast<char>(fs::path::preferred_separator));
 class CliSearchTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    for (const auto& [name, folder] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
-                                       {"QUORVANE_LIBRARY_DIR", "albums"},
-                                       {"QUORVANE_THUMBNAIL_DIR", "data/Thumbnail"},
-                                       {"QUORVANE_BROWSER_DIR", "pictures"}}) {
-      ::setenv(name, (dir_ / folder).c_str(), 1);
-    }
+    testing::PointUserFoldersInto(dir_.path());
     Album("trip",
           "<Quorvane Version=\"1.0\" Title=\"Trip\">"
           "<Image ImageFile=\"a.jpg\" Title=\"Sunset\" Keywords=\"beach;Sun, sea\">"
@@ -70,14 +65,14 @@ TEST_F(CliSearchTest, SearchesTheLibraryAndKeepsTheResults) {
 
   r = RunCli({"search", "sun", "--keywords"});
   EXPECT_EQ(r.out, Path("trip") + "\t0\ta.jpg\tSunset\n");
-  EXPECT_FALSE(fs::exists(dir_ / "data" / "searchresults.xml"));  // kept only when asked
+  EXPECT_FALSE(fs::exists(dir_ / "cache" / "searchresults.xml"));  // kept only when asked
   r = RunCli({"search", "ÉGLISE", "--title", "--library", (dir_ / "albums").string(), "--keep"});
   EXPECT_EQ(r.out, Path("trip") + "\t1\tb.jpg\tÉglise\n");
 
   r = RunCli({"search", "--saved"});
   ASSERT_EQ(r.exit_code, 0) << r.err;
   EXPECT_EQ(r.out, "Église\t" + Path("trip") + kSep + "1\n");
-  EXPECT_TRUE(fs::is_regular_file(dir_ / "data" / "searchresults.xml"));
+  EXPECT_TRUE(fs::is_regular_file(dir_ / "cache" / "searchresults.xml"));
 
   r = RunCli({"search", "nothing like it", "--keep"});
   EXPECT_EQ(r.exit_code, 0);
@@ -97,7 +92,7 @@ TEST_F(CliSearchTest, SearchesGivenAlbumsInTheirOrder) {
 }
 
 TEST_F(CliSearchTest, DamagedResultsFileAndBadCommandLines) {
-  WriteTextFile(dir_ / "data" / "searchresults.xml", "<SearchResults><Result Count=\"x\"");
+  WriteTextFile(dir_ / "cache" / "searchresults.xml", "<SearchResults><Result Count=\"x\"");
   auto r = RunCli({"search", "--saved"});
   EXPECT_EQ(r.exit_code, 1);
   EXPECT_NE(r.err.find("malformed results file"), std::string::npos) << r.err;

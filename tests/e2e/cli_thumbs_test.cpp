@@ -17,12 +17,7 @@ using testing::RunCli;
 class CliThumbsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    for (const auto& [name, folder] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
-                                       {"QUORVANE_LIBRARY_DIR", "albums"},
-                                       {"QUORVANE_THUMBNAIL_DIR", "cache/Thumbnail"},
-                                       {"QUORVANE_BROWSER_DIR", "pictures"}}) {
-      ::setenv(name, (dir_ / folder).c_str(), 1);
-    }
+    testing::PointUserFoldersInto(dir_.path());
     fs::create_directories(photos_);
     for (const char* name : {"a.jpg", "b.png"}) {
       image::Image photo;

@@ -223,9 +223,9 @@ TEST(UnsharpMaskTest, ImageSmallerThanKernelStaysTheSame) {
   EXPECT_EQ(Level(image, 2, 3), 100);
 }
 
-TEST(ResizeFilterTest, KeepsAspectAndOnlyShrinks) {
+// The fit arithmetic is the image library's (FitInside); here, the filter's result codes.
+TEST(ResizeFilterTest, ShrinksWithAspectOrReportsNothingToDo) {
   Image wide = Field(2000, 1000, 50);
-  // sx = 0.512 < sy = 0.768: the width limits.
   ASSERT_EQ(ApplyTo(ResizeFilter(1024, 768, true, true, image::ResampleMode::kBilinear), wide),
             kFilterOk);
   EXPECT_EQ(wide.width(), 1024);
@@ -235,13 +235,6 @@ TEST(ResizeFilterTest, KeepsAspectAndOnlyShrinks) {
   EXPECT_EQ(ApplyTo(ResizeFilter(1024, 768, true, true, image::ResampleMode::kBilinear), small),
             kFilterNothingToDo);
   EXPECT_EQ(small.width(), 800);
-
-  // sy = 88 / 1200 <= sx = 118 / 1600: height bound, 88 * 1.333 = 117.3 truncates to 117.
-  Image photo = Field(1600, 1200, 50);
-  ASSERT_EQ(ApplyTo(ResizeFilter(118, 88, true, true, image::ResampleMode::kNearest), photo),
-            kFilterOk);
-  EXPECT_EQ(photo.width(), 117);
-  EXPECT_EQ(photo.height(), 88);
 
   Image stretched = Field(10, 10, 50);
   ASSERT_EQ(ApplyTo(ResizeFilter(30, 5, false, false, image::ResampleMode::kNearest), stretched),
