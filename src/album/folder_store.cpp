@@ -1,14 +1,17 @@
 #include "album/folder_store.h"
 
+#include <algorithm>
+
 #include "platform/file_util.h"
 
 namespace quorvane::album {
 
 bool IsPlainFileName(std::string_view name) {
   if (name.empty() || name == "." || name == "..") return false;
-  if (name.find_first_of("/\\") != std::string_view::npos) return false;
   if (name.size() >= 2 && name[1] == ':') return false;  // a drive letter
-  return name.find('\0') == std::string_view::npos;
+  // One pass: a search asks this of every photo of every album.
+  return std::none_of(name.begin(), name.end(),
+                      [](char c) { return c == '/' || c == '\\' || c == '\0'; });
 }
 
 bool FolderStore::CheckName(std::string_view name) {

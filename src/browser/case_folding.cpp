@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace quorvane::browser {
 namespace {
 
@@ -51,22 +55,57 @@ bool DecodeUtf8(std::string_view text, size_t* i, uint32_t* code_point) {
   return true;
 }
 
-void AppendUtf8(uint32_t cp, std::string* out) {
+// Writes the UTF-8 form of `cp` at `out`; returns the number of bytes (1 to 4).
+size_t PutUtf8(uint32_t cp, char* out) {
   if (cp < 0x80) {
-    out->push_back(static_cast<char>(cp));
-  } else if (cp < 0x800) {
-    out->push_back(static_cast<char>(0xC0 | (cp >> 6)));
-    out->push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else if (cp < 0x10000) {
-    out->push_back(static_cast<char>(0xE0 | (cp >> 12)));
-    out->push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out->push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else {
-    out->push_back(static_cast<char>(0xF0 | (cp >> 18)));
-    out->push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-    out->push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out->push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+    out[0] = static_cast<char>(cp);
+    return 1;
   }
+  if (cp < 0x800) {
+    out[0] = static_cast<char>(0xC0 | (cp >> 6));
+    out[1] = static_cast<char>(0x80 | (cp & 0x3F));
+    return 2;
+  }
+  if (cp < 0x10000) {
+    out[0] = static_cast<char>(0xE0 | (cp >> 12));
+    out[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    out[2] = static_cast<char>(0x80 | (cp & 0x3F));
+    return 3;
+  }
+  out[0] = static_cast<char>(0xF0 | (cp >> 18));
+  out[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+  out[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+  out[3] = static_cast<char>(0x80 | (cp & 0x3F));
+  return 4;
+}
+
+char LowerAscii(char c) {
+  return static_cast<char>(c + (static_cast<unsigned char>(c - 'A') < 26 ? 32 : 0));
+}
+
+// Lower-cases the ASCII bytes at the start of src[0, n) into dst, 16 at a time where SSE2 is
+// available; returns how many it took (it stops at the first byte from 0x80 up).
+size_t LowerAsciiRun(const char* src, size_t n, char* dst) {
+  size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i shift = _mm_set1_epi8(static_cast<char>(0x80 - 'A'));  // 'A'..'Z' to -128..-103
+  const __m128i below = _mm_set1_epi8(static_cast<char>(-128 + 26));
+  const __m128i case_bit = _mm_set1_epi8(0x20);
+  for (; i + 16 <= n; i += 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
+    const int high = _mm_movemask_epi8(x);
+    if (high != 0) {
+      const size_t ascii = i + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(high)));
+      for (; i < ascii; ++i) dst[i] = LowerAscii(src[i]);
+      return i;
+    }
+    const __m128i upper = _mm_cmplt_epi8(_mm_add_epi8(x, shift), below);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i),
+                     _mm_add_epi8(x, _mm_and_si128(upper, case_bit)));
+  }
+#endif
+  for (; i < n && static_cast<unsigned char>(src[i]) < 0x80; ++i) dst[i] = LowerAscii(src[i]);
+  return i;
 }
 
 }  // namespace
@@ -95,34 +134,30 @@ bool IsValidUtf8(std::string_view text) {
 }
 
 bool AppendFolded(std::string_view text, std::string* out) {
+  // ASCII, most of any text, keeps its length; other characters may grow to 4 bytes, and
+  // the buffer grows when they do.
+  size_t w = out->size();
+  out->resize(w + text.size());
   bool same_length = true;
   size_t i = 0;
-  while (i < text.size()) {
-    // Runs of ASCII, most of any album's text, are lower-cased in bulk.
-    size_t run = i;
-    while (run < text.size() && static_cast<unsigned char>(text[run]) < 0x80) ++run;
-    if (run > i) {
-      const size_t at = out->size();
-      out->resize(at + (run - i));
-      char* dst = out->data() + at;
-      for (size_t k = i; k < run; ++k) {
-        const auto c = static_cast<unsigned char>(text[k]);
-        *dst++ = static_cast<char>(c + (static_cast<unsigned char>(c - 'A') < 26 ? 32 : 0));
-      }
-      i = run;
-      if (i == text.size()) break;
-    }
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const size_t from = i, out_from = out->size();
+  while (true) {
+    const size_t ascii = LowerAsciiRun(text.data() + i, text.size() - i, out->data() + w);
+    i += ascii, w += ascii;
+    if (i == text.size()) break;
+    if (out->size() < w + 4 + (text.size() - i)) out->resize(2 * out->size() + 4);
+    const size_t from = i;
     uint32_t cp;
+    size_t length;
     if (DecodeUtf8(text, &i, &cp)) {
-      AppendUtf8(FoldCase(cp), out);
+      length = PutUtf8(FoldCase(cp), out->data() + w);
     } else {
-      AppendUtf8(kStrayByteMark + byte, out);
+      length = PutUtf8(kStrayByteMark + static_cast<unsigned char>(text[i]), out->data() + w);
       ++i;
     }
-    same_length = same_length && out->size() - out_from == i - from;
+    w += length;
+    same_length = same_length && length == i - from;
   }
+  out->resize(w);
   return same_length;
 }
 

@@ -5,12 +5,14 @@
 #include "album/album.h"
 #include "album/album_library.h"
 #include "browser/case_folding.h"
+#include "browser/internal/find_bytes.h"
+#include "browser/internal/photo_presence_cache.h"
 #include "browser/search_index_reader.h"
 
 namespace quorvane::browser {
 namespace {
 
-constexpr std::string_view kKeywordSeparators = ",; ";
+bool IsKeywordSeparator(char c) { return c == ',' || c == ';' || c == ' '; }
 constexpr std::string_view kTrimmed = " \t\n\v\f\r";
 // What decoding an entity yields, and the ";" an unknown one gains.
 constexpr std::string_view kEntityCharacters = "&;<>\"' ";
@@ -58,7 +60,6 @@ PhotoMatcher::PhotoMatcher(const SearchRequest& request)
   // A run with a broken character could match where a tag cut short split one; it rules
   // nothing out.
   if (IsValidUtf8(longest)) folded_key_ = Folded(longest);
-  key_searcher_.emplace(folded_key_.cbegin(), folded_key_.cend());
 }
 
 bool PhotoMatcher::MayMatchIn(std::string_view index_bytes) {
@@ -68,11 +69,9 @@ bool PhotoMatcher::MayMatchIn(std::string_view index_bytes) {
   if (folded_key_.empty() || index_bytes.find('\r') != std::string_view::npos) return true;
   scratch_.clear();
   const bool same_length = AppendFolded(index_bytes, &scratch_);
-  for (auto at = scratch_.cbegin();;) {
-    at = std::search(at, scratch_.cend(), *key_searcher_);
-    if (at == scratch_.cend()) break;
-    key_offsets_.push_back(static_cast<size_t>(at - scratch_.cbegin()));
-    ++at;
+  for (size_t at = 0; (at = internal::FindBytes(scratch_, folded_key_, at)) != std::string::npos;
+       ++at) {
+    key_offsets_.push_back(at);
   }
   // Where folding changed no character's length, offsets in the folded bytes are offsets in
   // the file, and a photo can only match where the run occurs inside its own element.
@@ -110,8 +109,8 @@ bool PhotoMatcher::HasKeyword(std::string_view keywords) {
   const std::string_view folded = scratch_;
   size_t start = 0;
   while (start <= folded.size()) {
-    size_t end = folded.find_first_of(kKeywordSeparators, start);
-    if (end == std::string_view::npos) end = folded.size();
+    size_t end = start;
+    while (end < folded.size() && !IsKeywordSeparator(folded[end])) ++end;
     if (Trimmed(folded.substr(start, end - start)) == folded_text_) return true;
     start = end + 1;
   }
@@ -188,9 +187,18 @@ SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
 
   std::vector<std::string> paths;
   if (album::FindAlbums(scope.library, &paths) < 0) return summary;
+  internal::PhotoPresenceCache presence(scope.presence_cache);
   SearchIndexReader reader;
+  if (!scope.presence_cache.empty()) {
+    presence.Load();
+    reader.UsePresenceCache(&presence);
+  }
+  const auto stopped_library = [&] {
+    presence.Save(/*complete=*/false);
+    return stopped();
+  };
   for (const std::string& path : paths) {
-    if (stop.load(std::memory_order_relaxed)) return stopped();
+    if (stop.load(std::memory_order_relaxed)) return stopped_library();
     if (!reader.Load(path)) {
       ++summary.albums_skipped;
       continue;
@@ -207,7 +215,7 @@ SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
     ++summary.albums_searched;
     std::string_view title, description, keywords;
     for (size_t i = 0; i < reader.photo_count(); ++i) {
-      if (stop.load(std::memory_order_relaxed)) return stopped();
+      if (stop.load(std::memory_order_relaxed)) return stopped_library();
       size_t begin, end;
       if (reader.Span(i, &begin, &end) && !matcher.MayMatchAt(begin, end)) continue;
       reader.Texts(i, &title, &description, &keywords);
@@ -221,6 +229,7 @@ SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
       sink(std::move(result));
     }
   }
+  presence.Save(/*complete=*/true);
   return summary;
 }
 

@@ -16,7 +16,6 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -34,6 +33,8 @@ inline constexpr std::string_view kLookInLibrary = "All My Quorvane Albums";
 inline constexpr std::string_view kLookInOpenAlbums = "All Currently Open Albums";
 inline constexpr std::string_view kSearchingText = "Searching...";
 inline constexpr std::string_view kNoMatchesText = "No matches found";
+// Where the program keeps a SearchScope's presence_cache, in its data folder.
+inline constexpr std::string_view kPresenceCacheFileName = "photo-presence.cache";
 
 struct SearchRequest {
   std::string text;  // used whole, never split into words
@@ -68,8 +69,7 @@ class PhotoMatcher {
   bool HasKeyword(std::string_view keywords);
 
   std::string folded_text_;
-  std::string folded_key_;  // the run MayMatchIn looks for
-  std::optional<std::boyer_moore_horspool_searcher<std::string::const_iterator>> key_searcher_;
+  std::string folded_key_;           // the run MayMatchIn looks for
   std::vector<size_t> key_offsets_;  // where it occurs in the index bytes
   bool offsets_known_ = false;
   size_t next_offset_ = 0;
@@ -114,6 +114,9 @@ struct SearchScope {
   ScopeKind kind = ScopeKind::kLibrary;
   std::filesystem::path library;  // kLibrary: the album library folder
   std::vector<OpenAlbum> albums;  // kOpenAlbums: the open albums; kOneAlbum: just that one
+  // kLibrary: a file in which searches remember the album folders whose photos were all
+  // there, so that the next search need not list them again; none when empty.
+  std::filesystem::path presence_cache;
 };
 
 // The scope an item of the "Look in:" list names.

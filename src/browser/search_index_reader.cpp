@@ -1,8 +1,11 @@
 #include "browser/search_index_reader.h"
 
+#include <array>
+
 #include "album/album.h"
 #include "album/album_index.h"
 #include "album/folder_store.h"
+#include "browser/internal/photo_presence_cache.h"
 #include "browser/internal/regular_files.h"
 #include "platform/ole_date.h"
 #include "xml/entities.h"
@@ -20,62 +23,75 @@ constexpr size_t kTagLimit = 4095;
 struct StrictTag {
   std::string_view name;
   bool self_closed = false;
-  std::string_view attributes;  // ` a="v" b="w"`, validated
 };
 
-bool ReadStrictTag(std::string_view data, size_t* pos, StrictTag* tag) {
-  const size_t start = *pos + 1;  // after "<"
-  const size_t gt = data.find('>', start);
-  if (gt == std::string_view::npos || gt - start >= kTagLimit) return false;
-  std::string_view text = data.substr(start, gt - start);
-  if (text.find('\0') != std::string_view::npos) return false;
-  tag->self_closed = !text.empty() && text.back() == '/';
-  if (tag->self_closed) text.remove_suffix(1);
-  const size_t name_end = std::min(text.find(' '), text.size());
-  tag->name = text.substr(0, name_end);
-  if (tag->name.empty()) return false;
-  for (char c : tag->name) {
-    if (!((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))) {
-      return false;
+// What may stand in a tag, byte by byte.
+enum ByteClass : uint8_t {
+  kNameChar = 1,       // letters and digits: element names
+  kAttributeChar = 2,  // anything an attribute name may hold
+  kValueChar = 4,      // anything a value may hold
+};
+
+constexpr std::array<uint8_t, 256> MakeByteClasses() {
+  std::array<uint8_t, 256> classes{};
+  for (int c = 0; c < 256; ++c) {
+    const bool alnum = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+    const bool control = c < 0x20 || c == 0x7F;
+    uint8_t bits = alnum ? kNameChar : 0;
+    if (!control && c != ' ' && c != '"' && c != '\'' && c != '=' && c != '>') {
+      bits |= kAttributeChar;
     }
+    if (c != '"' && c != '>' && c != '\r' && c != '\n' && c != '\0') bits |= kValueChar;
+    classes[static_cast<size_t>(c)] = bits;
   }
-  tag->attributes = text.substr(name_end);
-  std::string_view rest = tag->attributes;
-  while (!rest.empty()) {
-    if (rest == " " && tag->self_closed) break;  // "<Name a="v" />"
-    if (rest[0] != ' ') return false;
-    const size_t eq = rest.find('=');
-    if (eq == std::string_view::npos || eq == 1 || eq + 1 >= rest.size() || rest[eq + 1] != '"') {
-      return false;
+  return classes;
+}
+constexpr std::array<uint8_t, 256> kByteClasses = MakeByteClasses();
+
+bool Is(char c, ByteClass what) {
+  return (kByteClasses[static_cast<unsigned char>(c)] & what) != 0;
+}
+
+// Reads the strict tag starting with the "<" at data[*pos] in one pass, calling
+// visit(name, value) for each attribute as it goes (a tag found wrong later makes the caller
+// drop what was visited). On success *pos is just past the ">".
+template <typename Visit>
+bool ReadStrictTag(std::string_view data, size_t* pos, StrictTag* tag, const Visit& visit) {
+  const char* const begin = data.data() + *pos + 1;  // after "<"
+  const char* const end = begin + std::min(data.size() - *pos - 1, kTagLimit);
+  const char* p = begin;
+  while (p < end && Is(*p, kNameChar)) ++p;
+  if (p == begin) return false;
+  tag->name = std::string_view(begin, static_cast<size_t>(p - begin));
+  while (p < end) {
+    if (*p == '>') {
+      tag->self_closed = false;
+      *pos = static_cast<size_t>(p + 1 - data.data());
+      return true;
     }
-    for (char c : rest.substr(1, eq - 1)) {
-      if (c == ' ' || c == '"' || c == '\'' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-        return false;
-      }
+    if (*p == ' ') ++p;  // before an attribute, or before "/>"
+    if (p + 1 < end && p[0] == '/' && p[1] == '>') {
+      tag->self_closed = true;
+      *pos = static_cast<size_t>(p + 2 - data.data());
+      return true;
     }
-    const size_t close = rest.find('"', eq + 2);
-    if (close == std::string_view::npos) return false;
-    const std::string_view value = rest.substr(eq + 2, close - eq - 2);
-    if (value.find_first_of("\r\n") != std::string_view::npos) return false;
-    rest.remove_prefix(close + 1);
+    if (p == end || p[-1] != ' ') return false;
+    const char* name = p;
+    while (p < end && Is(*p, kAttributeChar)) ++p;
+    if (p == name || p + 1 >= end || p[0] != '=' || p[1] != '"') return false;
+    const std::string_view attribute(name, static_cast<size_t>(p - name));
+    p += 2;
+    const char* value = p;
+    while (p < end && Is(*p, kValueChar)) ++p;
+    if (p == end || *p != '"') return false;
+    visit(attribute, std::string_view(value, static_cast<size_t>(p - value)));
+    ++p;
   }
-  *pos = gt + 1;
-  return true;
+  return false;
 }
 
 // What the XML reader reads of a file: it takes a 0xFF byte for the end, as C's EOF.
 std::string_view Readable(std::string_view bytes) { return bytes.substr(0, bytes.find('\xFF')); }
-
-// Calls visit(name, value) for each attribute of a tag ReadStrictTag accepted.
-template <typename Visit>
-void ForEachAttribute(std::string_view attributes, const Visit& visit) {
-  while (attributes.size() > 1) {
-    const size_t eq = attributes.find('=');
-    const size_t close = attributes.find('"', eq + 2);
-    visit(attributes.substr(1, eq - 1), attributes.substr(eq + 2, close - eq - 2));
-    attributes.remove_prefix(close + 1);
-  }
-}
 
 // Lends the reader's store to an album for one index load.
 class BorrowedStore : public album::AlbumStore {
@@ -130,7 +146,8 @@ bool SearchIndexReader::Read(const std::string& path) { return Load(path) && Par
 bool SearchIndexReader::Read(std::unique_ptr<album::AlbumStore> store) {
   Reset();
   store_ = std::move(store);
-  folder_listing_ = false;
+  folder_.clear();
+  stamped_ = false;
   if (!album::AlbumIndex::ReadIndexFile(*store_, &bytes_)) {
     last_error_ = store_->LastError();
     return false;
@@ -141,11 +158,13 @@ bool SearchIndexReader::Read(std::unique_ptr<album::AlbumStore> store) {
 bool SearchIndexReader::Load(const std::string& path) {
   Reset();
   store_ = std::make_unique<album::FolderStore>(path);
-  folder_listing_ = true;
+  folder_ = path;
+  stamped_ = false;
   // The usual case, a regular "index.quorvane", in three system calls; the store reads
   // every other case, in the same order of names.
   if (internal::ReadRegularFile(std::string(path).append("/").append(album::kIndexFileName),
-                                &bytes_)) {
+                                &bytes_, presence_ != nullptr ? &stamp_.index : nullptr)) {
+    stamped_ = presence_ != nullptr && stamp_.index.inode != 0;
     return true;
   }
   if (!album::AlbumIndex::ReadIndexFile(*store_, &bytes_)) {
@@ -156,33 +175,28 @@ bool SearchIndexReader::Load(const std::string& path) {
 }
 
 bool SearchIndexReader::HasIndexRoot() const {
-  const std::string_view data = Readable(bytes_);
+  // The root tag is all it reads, and no tag reaches beyond kTagLimit bytes.
+  const std::string_view data = Readable(std::string_view(bytes_).substr(0, kTagLimit + 1));
   size_t pos = 0;
   StrictTag root;
-  return !data.empty() && data[0] == '<' && ReadStrictTag(data, &pos, &root) &&
+  return !data.empty() && data[0] == '<' &&
+         ReadStrictTag(data, &pos, &root, [](std::string_view, std::string_view) {}) &&
          (root.name == "Quorvane" || root.name == "Tarnwell");
 }
 
 bool SearchIndexReader::Parse() {
   Reset();
   bool scanned = false;
-  if (folder_listing_) {
-    // One listing answers for every photo; the index reader asks the same question (is it
-    // a regular file of the album) one way or the other.
-    names_.clear();
-    std::vector<size_t> lengths;
-    const auto& folder = static_cast<album::FolderStore&>(*store_).folder();
-    if (internal::ListRegularFiles(folder.string(), &names_, &lengths)) {
-      listed_.clear();
-      listed_.reserve(lengths.size());
-      size_t offset = 0;
-      for (size_t length : lengths) {
-        listed_.insert(std::string_view(names_).substr(offset, length));
-        offset += length;
-      }
-      scanned = Scan([&](std::string_view name) {
-        return album::IsPlainFileName(name) && listed_.contains(name);
-      });
+  if (!folder_.empty()) {
+    // The folder's stamp is taken before any listing, so that whatever changes after the
+    // listing changes the stamp. Albums settled from their bytes alone never need it.
+    stamped_ = stamped_ && internal::StampOf(folder_, &stamp_.folder);
+    if (stamped_ && presence_->AllPresent(folder_, stamp_)) {
+      scanned = Scan([](std::string_view name) { return album::IsPlainFileName(name); });
+    } else {
+      bool all_found = false;
+      scanned = ScanWithListing(&all_found);
+      if (scanned && all_found && stamped_) presence_->Remember(folder_, stamp_);
     }
   } else {
     scanned = Scan([&](std::string_view name) { return store_->FileExists(name); });
@@ -201,19 +215,44 @@ bool SearchIndexReader::Parse() {
   return true;
 }
 
+bool SearchIndexReader::ScanWithListing(bool* all_found) {
+  // One listing answers for every photo; the index reader asks the same question (is it a
+  // regular file of the album) one way or the other.
+  names_.clear();
+  std::vector<size_t> lengths;
+  bool saw_links = false;
+  if (!internal::ListRegularFiles(folder_, &names_, &lengths, &saw_links)) return false;
+  listed_.clear();
+  listed_.reserve(lengths.size());
+  size_t offset = 0;
+  for (size_t length : lengths) {
+    listed_.insert(std::string_view(names_).substr(offset, length));
+    offset += length;
+  }
+  *all_found = !saw_links;
+  return Scan([&](std::string_view name) {
+    const bool found = album::IsPlainFileName(name) && listed_.contains(name);
+    *all_found = *all_found && found;
+    return found;
+  });
+}
+
 template <typename Exists>
 bool SearchIndexReader::Scan(const Exists& exists) {
   const std::string_view data = Readable(bytes_);
   size_t pos = 0;
   StrictTag root;
-  if (data.empty() || data[0] != '<' || !ReadStrictTag(data, &pos, &root) ||
+  std::string_view title;
+  bool titled = false;  // the first of two titles counts, as in the XML reader
+  if (data.empty() || data[0] != '<' ||
+      !ReadStrictTag(data, &pos, &root,
+                     [&](std::string_view name, std::string_view value) {
+                       if (name == "Title" && !titled) title = value, titled = true;
+                     }) ||
       (root.name != "Quorvane" && root.name != "Tarnwell")) {
     return false;
   }
-  bool titled = false;  // the first of two titles counts, as in the XML reader
-  ForEachAttribute(root.attributes, [&](std::string_view name, std::string_view value) {
-    if (name == "Title" && !titled) title_ = xml::DecodeEntities(value), titled = true;
-  });
+  title_ = xml::DecodeEntities(title);
   if (root.self_closed) return true;
 
   constexpr std::string_view kImageClose = "</Image>";
@@ -229,28 +268,29 @@ bool SearchIndexReader::Scan(const Exists& exists) {
     StrictTag image;
     RawPhoto photo;
     photo.begin = pos;
-    if (!ReadStrictTag(data, &pos, &image) || image.name != "Image") return false;
     // The first of two same-named attributes counts.
     unsigned seen = 0;
     auto take = [&](unsigned bit, std::string_view* field, std::string_view value) {
       if ((seen & bit) == 0) *field = value;
       seen |= bit;
     };
-    ForEachAttribute(image.attributes, [&](std::string_view name, std::string_view value) {
-      if (name == "ImageFile") {
-        take(1, &photo.image_file, value);
-      } else if (name == "Format") {
-        take(2, &photo.format, value);
-      } else if (name == "Title") {
-        take(4, &photo.title, value);
-      } else if (name == "Keywords") {
-        take(8, &photo.keywords, value);
-      } else if (name == "Date") {
-        take(16, &photo.date, value);
-      } else if (name == "ImageSize") {
-        take(32, &photo.size, value);
-      }
-    });
+    const bool read =
+        ReadStrictTag(data, &pos, &image, [&](std::string_view name, std::string_view value) {
+          if (name == "ImageFile") {
+            take(1, &photo.image_file, value);
+          } else if (name == "Format") {
+            take(2, &photo.format, value);
+          } else if (name == "Title") {
+            take(4, &photo.title, value);
+          } else if (name == "Keywords") {
+            take(8, &photo.keywords, value);
+          } else if (name == "Date") {
+            take(16, &photo.date, value);
+          } else if (name == "ImageSize") {
+            take(32, &photo.size, value);
+          }
+        });
+    if (!read || image.name != "Image") return false;
     if (!image.self_closed) {
       const size_t lt = data.find('<', pos);
       if (lt == std::string_view::npos || data.substr(lt, kImageClose.size()) != kImageClose) {

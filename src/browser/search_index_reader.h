@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "album/album_photo.h"
+#include "browser/internal/regular_files.h"
 
 namespace quorvane::album {
 class AlbumStore;
@@ -19,11 +20,19 @@ class AlbumStore;
 
 namespace quorvane::browser {
 
+namespace internal {
+class PhotoPresenceCache;
+}
+
 // Reusable from album to album, so the buffers of one read serve the next. Thread-compatible.
 class SearchIndexReader {
  public:
   SearchIndexReader();
   ~SearchIndexReader();
+
+  // Lets Read and Load of album folders ask `cache` (which must outlive the reader) whether
+  // all photos of a folder are known to be there, and tell it when they were all found.
+  void UsePresenceCache(internal::PhotoPresenceCache* cache) { presence_ = cache; }
 
   // Reads the index of the album folder at `path`: Load, then Parse.
   bool Read(const std::string& path);
@@ -67,8 +76,14 @@ class SearchIndexReader {
   bool Scan(const Exists& exists);
   void Reset();
 
+  // Whether each photo's file is there, from one listing of the album folder.
+  bool ScanWithListing(bool* all_found);
+
   std::unique_ptr<album::AlbumStore> store_;
-  bool folder_listing_ = false;  // store_ is a folder that ListRegularFiles may read
+  std::string folder_;  // the album folder when Load read it, else empty
+  internal::PhotoPresenceCache* presence_ = nullptr;
+  bool stamped_ = false;  // stamp_ describes the folder and index that Load read
+  internal::FolderStamp stamp_;
 
   std::string bytes_;
   std::vector<RawPhoto> raw_;

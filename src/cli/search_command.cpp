@@ -26,11 +26,12 @@ constexpr OptionSpec kOptions[] = {
     {"--title", false}, {"--description", false}, {"--keywords", false}, {"--library", true},
     {"--album", true},  {"--saved", false},       {"--keep", false}};
 
-// Beside the thumbnail cache's default folder, in the program's data folder.
-fs::path ResultsFile() {
-  const settings::UserFolders folders = settings::FindUserFolders(settings::ProcessEnvironment());
-  return folders.thumbnails.parent_path() / browser::kSearchResultsFileName;
+// The program's data folder, where the thumbnail cache's default folder is.
+fs::path DataFolder() {
+  return settings::FindUserFolders(settings::ProcessEnvironment()).thumbnails.parent_path();
 }
+
+fs::path ResultsFile() { return DataFolder() / browser::kSearchResultsFileName; }
 
 int PrintSaved() {
   const fs::path file = ResultsFile();
@@ -86,6 +87,7 @@ int RunSearchCommand(std::span<const std::string> args) {
     if (!fs::is_directory(scope.library)) {
       return Failure("Unable to list the albums in " + scope.library.string());
     }
+    scope.presence_cache = DataFolder() / browser::kPresenceCacheFileName;
   }
 
   const bool keep = parsed.Has("--keep");

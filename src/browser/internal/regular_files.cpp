@@ -1,5 +1,7 @@
 #include "browser/internal/regular_files.h"
 
+#include <chrono>
+
 #if defined(__unix__) || defined(__APPLE__)
 #include <dirent.h>
 #include <fcntl.h>
@@ -11,16 +13,45 @@
 
 namespace quorvane::browser::internal {
 
-#if defined(__unix__) || defined(__APPLE__)
+int64_t NowNs() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
 
-bool ListRegularFiles(const std::string& folder, std::string* names, std::vector<size_t>* lengths) {
+#if defined(__unix__) || defined(__APPLE__)
+namespace {
+
+int64_t Nanoseconds(const struct timespec& time) {
+  return static_cast<int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
+
+void FillStamp(const struct stat& info, FileStamp* stamp) {
+  stamp->device = static_cast<int64_t>(info.st_dev);
+  stamp->inode = static_cast<int64_t>(info.st_ino);
+  stamp->size = static_cast<int64_t>(info.st_size);
+#if defined(__APPLE__)
+  stamp->modified_ns = Nanoseconds(info.st_mtimespec);
+  stamp->changed_ns = Nanoseconds(info.st_ctimespec);
+#else
+  stamp->modified_ns = Nanoseconds(info.st_mtim);
+  stamp->changed_ns = Nanoseconds(info.st_ctim);
+#endif
+}
+
+}  // namespace
+
+bool ListRegularFiles(const std::string& folder, std::string* names, std::vector<size_t>* lengths,
+                      bool* saw_links) {
   DIR* dir = ::opendir(folder.c_str());
   if (dir == nullptr) return false;
+  if (saw_links != nullptr) *saw_links = false;
   std::string path;  // for the entries whose type the listing does not tell
   while (const dirent* entry = ::readdir(dir)) {
     const std::string_view name = entry->d_name;
     bool regular = entry->d_type == DT_REG;
     if (entry->d_type == DT_UNKNOWN || entry->d_type == DT_LNK) {
+      if (saw_links != nullptr) *saw_links = true;
       path.assign(folder).append("/").append(name);
       struct stat info;
       regular = ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
@@ -34,12 +65,13 @@ bool ListRegularFiles(const std::string& folder, std::string* names, std::vector
   return true;
 }
 
-bool ReadRegularFile(const std::string& path, std::string* bytes) {
+bool ReadRegularFile(const std::string& path, std::string* bytes, FileStamp* stamp) {
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) return false;
   struct stat info;
   bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
   if (ok) {
+    if (stamp != nullptr) FillStamp(info, stamp);
     bytes->resize(static_cast<size_t>(info.st_size));
     size_t got = 0;
     while (ok) {
@@ -50,20 +82,34 @@ bool ReadRegularFile(const std::string& path, std::string* bytes) {
       got += static_cast<size_t>(n);
     }
     bytes->resize(got);
+    // A file that grew while it was read no longer has the stamp taken before.
+    if (stamp != nullptr && got != static_cast<size_t>(info.st_size)) *stamp = FileStamp{};
   }
   ::close(fd);
   return ok;
 }
 
+bool StampOf(const std::string& path, FileStamp* stamp) {
+  struct stat info;
+  if (::stat(path.c_str(), &info) != 0) return false;
+  FillStamp(info, stamp);
+  return true;
+}
+
 #else
 
-bool ReadRegularFile(const std::string&, std::string*) { return false; }
+bool ReadRegularFile(const std::string&, std::string*, FileStamp*) { return false; }
 
-bool ListRegularFiles(const std::string& folder, std::string* names, std::vector<size_t>* lengths) {
+bool StampOf(const std::string&, FileStamp*) { return false; }
+
+bool ListRegularFiles(const std::string& folder, std::string* names, std::vector<size_t>* lengths,
+                      bool* saw_links) {
   std::error_code ec;
   std::filesystem::directory_iterator it(std::filesystem::path(folder), ec), end;
   if (ec) return false;
+  if (saw_links != nullptr) *saw_links = false;
   for (; it != end; it.increment(ec)) {
+    if (saw_links != nullptr && it->is_symlink(ec)) *saw_links = true;
     if (it->is_regular_file(ec)) {
       const std::string name = it->path().filename().string();
       names->append(name);

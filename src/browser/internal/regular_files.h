@@ -4,18 +4,48 @@
 // read. Elsewhere than on POSIX systems, std::filesystem and the album store do the work.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace quorvane::browser::internal {
 
-// Appends each name to *names and its length to *lengths; false when the folder cannot be
-// listed.
-bool ListRegularFiles(const std::string& folder, std::string* names, std::vector<size_t>* lengths);
+// What the file system tells of a file or folder that changes whenever its content (for a
+// folder: the list of its entries) may have changed. All zero when unknown.
+struct FileStamp {
+  int64_t device = 0;
+  int64_t inode = 0;
+  int64_t size = 0;
+  int64_t modified_ns = 0;  // nanoseconds since 1970
+  int64_t changed_ns = 0;   // the inode's change time, which no program can set back
 
-// Reads the whole file when it is a regular file; false for anything else or any failure
-// (the caller then reads it the ordinary way, which also words the error).
-bool ReadRegularFile(const std::string& path, std::string* bytes);
+  friend bool operator==(const FileStamp&, const FileStamp&) = default;
+};
+
+// An album folder's stamp and its index file's.
+struct FolderStamp {
+  FileStamp folder;
+  FileStamp index;
+
+  friend bool operator==(const FolderStamp&, const FolderStamp&) = default;
+};
+
+// Appends each name to *names and its length to *lengths; false when the folder cannot be
+// listed. *saw_links (when given) tells whether some entry was a symbolic link or of an
+// unknown type, whose target may change without the folder changing.
+bool ListRegularFiles(const std::string& folder, std::string* names, std::vector<size_t>* lengths,
+                      bool* saw_links = nullptr);
+
+// Reads the whole file when it is a regular file, and its stamp when `stamp` is given; false
+// for anything else or any failure (the caller then reads it the ordinary way, which also
+// words the error).
+bool ReadRegularFile(const std::string& path, std::string* bytes, FileStamp* stamp = nullptr);
+
+// The stamp of a file or folder (links followed); false when there is none.
+bool StampOf(const std::string& path, FileStamp* stamp);
+
+// The current time in the stamps' unit.
+int64_t NowNs();
 
 }  // namespace quorvane::browser::internal

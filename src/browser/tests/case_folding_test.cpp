@@ -1,5 +1,8 @@
 #include "browser/case_folding.h"
 
+#include <iterator>
+#include <random>
+
 #include <gtest/gtest.h>
 
 namespace quorvane::browser {
@@ -54,6 +57,30 @@ TEST(CaseFoldingTest, MarksEachByteThatIsNotUtf8OnItsOwn) {
   EXPECT_TRUE(IsValidUtf8("Église \U00010400 日本"));
   // A valid character right after a broken one is still folded.
   EXPECT_EQ(Folded("\xC3\xC3\x89"), Mark(0xC3) + "\xC3\xA9");
+}
+
+TEST(CaseFoldingTest, LongTextFoldsAsItsCharactersDo) {
+  // Letters at the edges of the ASCII ranges, characters that change length, stray bytes:
+  // long texts are folded 16 bytes at a time, short ones one character at a time.
+  const std::string_view pieces[] = {"A",    "Z", "a", "z",      "@",      "[", "`",    "{",   " ",
+                                     "\x7F", "É", "Ω", "\u023A", "\u212A", "😀", "\xC3", "\xFF"};
+  std::mt19937 random(7);
+  for (int round = 0; round < 500; ++round) {
+    std::string text, expected;
+    bool same_length = true;
+    const size_t count = random() % 90;
+    for (size_t i = 0; i < count; ++i) {
+      // Mostly ASCII, as captions are.
+      const std::string_view piece =
+          pieces[random() % 4 == 0 ? random() % std::size(pieces) : random() % 10];
+      text += piece;
+      expected += Folded(piece);
+      same_length = same_length && Folded(piece).size() == piece.size();
+    }
+    std::string out = "kept ";
+    EXPECT_EQ(AppendFolded(text, &out), same_length) << text;
+    EXPECT_EQ(out, "kept " + expected) << text;
+  }
 }
 
 }  // namespace

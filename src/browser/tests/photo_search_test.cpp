@@ -142,7 +142,9 @@ class LibrarySearchTest : public ::testing::Test {
   std::vector<SearchResult> Search(const SearchRequest& request, std::atomic<bool>& stop,
                                    SearchSummary* summary) {
     std::vector<SearchResult> results;
-    SearchScope scope{ScopeKind::kLibrary, library_.path(), {}};
+    SearchScope scope;
+    scope.library = library_.path();
+    scope.presence_cache = presence_cache_;
     *summary = RunSearch(request, scope, stop, [&](SearchResult&& r) {
       results.push_back(std::move(r));
       if (stop_after_ > 0 && results.size() == stop_after_) stop = true;
@@ -161,7 +163,8 @@ class LibrarySearchTest : public ::testing::Test {
     return refs;
   }
 
-  TempDir library_;
+  TempDir library_, data_;
+  fs::path presence_cache_ = data_ / "presence.cache";  // the path a library search takes
   std::vector<std::string> album_order_;
   size_t stop_after_ = 0;
 };
@@ -256,7 +259,9 @@ TEST(SearchWorkerTest, RunsOnItsOwnThreadAndEmptyTextStartsNothing) {
   album.set_title("A");
   album.photos() = {Photo(dir.path(), "1.jpg", "Sunrise"), Photo(dir.path(), "2.jpg", "Moon"),
                     Photo(dir.path(), "3.jpg", "Sunset")};
-  SearchScope scope{ScopeKind::kOpenAlbums, {}, {{dir.path().string(), &album}}};
+  SearchScope scope;
+  scope.kind = ScopeKind::kOpenAlbums;
+  scope.albums = {{dir.path().string(), &album}};
 
   SearchWorker worker;
   EXPECT_FALSE(worker.Start(Request(""), scope, [](SearchResult&&) {}));

@@ -1,10 +1,15 @@
 #include "browser/search_index_reader.h"
 
+#include <chrono>
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include "album/album.h"
 #include "album/album_index.h"
 #include "album/folder_store.h"
+#include "browser/internal/photo_presence_cache.h"
+#include "platform/file_util.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::browser {
@@ -76,6 +81,14 @@ TEST(SearchIndexReaderTest, ReadsEveryIndexExactlyAsOpeningTheAlbum) {
       {"line break in an attribute",
        "<Quorvane><Image ImageFile=\"a.jpg\" Title=\"two\nlines\r\"></Image></Quorvane>", false},
       {"single quotes", "<Quorvane><Image ImageFile='a.jpg' Title='x'></Image></Quorvane>", false},
+      {"no space between attributes",
+       "<Quorvane><Image ImageFile=\"a.jpg\"Title=\"x\"></Image></Quorvane>", false},
+      {"space before the end of a tag", "<Quorvane ><Image ImageFile=\"a.jpg\"></Image></Quorvane>",
+       false},
+      {"space before a self-closing end",
+       "<Quorvane Version=\"1.0\"><Image ImageFile=\"a.jpg\" /><Image ImageFile=\"b.jpg\" / >"
+       "</Quorvane>",
+       false},
       {"tab between attributes",
        "<Quorvane><Image\tImageFile=\"a.jpg\"></Image><Image ImageFile=\"b.jpg\"></Image>"
        "</Quorvane>",
@@ -127,6 +140,86 @@ TEST(SearchIndexReaderTest, NulAndLongTagsAndMissingIndex) {
   EXPECT_FALSE(reader.Read(dir.path().string()));
   EXPECT_EQ(reader.photo_count(), 0u);
   EXPECT_FALSE(reader.last_error().empty());
+}
+
+// Waits until file times taken now count as settled for a cache made with `kSettle`.
+constexpr int64_t kSettle = 50'000'000;
+void WaitToSettle() { std::this_thread::sleep_for(std::chrono::milliseconds(120)); }
+
+TEST(SearchIndexReaderTest, PresenceCacheNeverHidesAPhotoThatCameOrWent) {
+  TempDir dir, data;
+  for (const char* photo : {"a.jpg", "b.jpg", "c.jpg"}) WriteTextFile(dir / photo, "");
+  WriteTextFile(dir / "index.quorvane",
+                "<Quorvane><Image ImageFile=\"a.jpg\"></Image><Image ImageFile=\"b.jpg\">"
+                "</Image><Image ImageFile=\"c.jpg\"></Image></Quorvane>");
+  const std::string folder = dir.path().string();
+  const auto cache_file = data / "presence.cache";
+  auto read_with_cache = [&](size_t want_photos) {
+    internal::PhotoPresenceCache cache(cache_file, kSettle);
+    cache.Load();
+    SearchIndexReader reader;
+    reader.UsePresenceCache(&cache);
+    ASSERT_TRUE(reader.Read(folder));
+    EXPECT_FALSE(reader.used_full_reader());
+    ASSERT_EQ(reader.photo_count(), want_photos);
+    ExpectSameAsOpening(folder, {"with the presence cache", "", true});
+    cache.Save(/*complete=*/true);
+  };
+
+  read_with_cache(3);  // too fresh to be remembered
+  EXPECT_FALSE(std::filesystem::exists(cache_file));
+  WaitToSettle();
+  read_with_cache(3);
+  ASSERT_TRUE(std::filesystem::exists(cache_file));
+  read_with_cache(3);  // answered by the cache
+
+  std::filesystem::remove(dir / "b.jpg");
+  read_with_cache(2);
+  WriteTextFile(dir / "b.jpg", "");
+  read_with_cache(3);
+  WaitToSettle();
+  read_with_cache(3);
+  std::filesystem::rename(dir / "c.jpg", dir / "d.jpg");
+  read_with_cache(2);
+}
+
+TEST(PhotoPresenceCacheTest, KeepsSettledFoldersOnlyAndSurvivesADamagedFile) {
+  TempDir data;
+  const auto file = data / "presence.cache";
+  const int64_t old_ns = internal::NowNs() - 10 * internal::PhotoPresenceCache::kSettleNs;
+  const internal::FolderStamp settled{{1, 2, 3, old_ns, old_ns}, {1, 5, 6, old_ns, old_ns}};
+  internal::FolderStamp fresh = settled;
+  fresh.index.changed_ns = internal::NowNs();
+  {
+    internal::PhotoPresenceCache cache(file);
+    cache.Remember("/lib/old", settled);
+    cache.Remember("/lib/fresh", fresh);
+    cache.Remember("/lib/gone", settled);
+    cache.Save(/*complete=*/true);
+  }
+  {
+    internal::PhotoPresenceCache cache(file);
+    cache.Load();
+    EXPECT_TRUE(cache.AllPresent("/lib/old", settled));
+    EXPECT_FALSE(cache.AllPresent("/lib/fresh", fresh));
+    internal::FolderStamp changed = settled;
+    changed.folder.modified_ns += 1;
+    EXPECT_FALSE(cache.AllPresent("/lib/gone", changed));
+    cache.Save(/*complete=*/true);  // "/lib/gone" changed, and is forgotten
+  }
+  std::string bytes;
+  std::string error;
+  ASSERT_TRUE(platform::ReadWholeFile(file, &bytes, &error));
+  internal::PhotoPresenceCache cache(file);
+  ASSERT_TRUE(cache.Parse(bytes));
+  EXPECT_TRUE(cache.AllPresent("/lib/old", settled));
+  EXPECT_FALSE(cache.AllPresent("/lib/gone", settled));
+
+  for (size_t cut : {size_t{0}, size_t{10}, bytes.size() / 2, bytes.size() - 1}) {
+    internal::PhotoPresenceCache damaged(file);
+    EXPECT_FALSE(damaged.Parse(bytes.substr(0, cut))) << cut;
+    EXPECT_FALSE(damaged.AllPresent("/lib/old", settled)) << cut;
+  }
 }
 
 }  // namespace

@@ -1,0 +1,62 @@
+// Remembers, from one library search to the next, the album folders in which every photo
+// file the index names was found, so that a search can number an album's photos without
+// listing its folder again. A folder's answer holds while the folder and its index file keep
+// the stamps they had when it was listed: removing, adding or renaming a file changes the
+// folder's modification and change times, and rewriting the index changes its own.
+//
+// Only settled stamps are remembered: times older than the search by more than the coarsest
+// file-time step in use (FAT's two seconds), so that a change made just after the listing can
+// never carry the same times. Folders where a photo is a symbolic link are never remembered;
+// a link's target can vanish without its folder changing.
+//
+// The file is a cache: a missing, damaged or foreign one means listing every folder again.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "browser/internal/regular_files.h"
+
+namespace quorvane::browser::internal {
+
+class PhotoPresenceCache {
+ public:
+  // FAT's 2-second file times, with a margin.
+  static constexpr int64_t kSettleNs = 3'000'000'000;
+
+  // An empty cache that remembers nothing between runs when `file` is empty. Stamps count
+  // as settled when older than `settle_ns` at construction.
+  explicit PhotoPresenceCache(std::filesystem::path file, int64_t settle_ns = kSettleNs);
+
+  // Reads the file; a missing or damaged one leaves the cache empty.
+  void Load();
+  // Takes the remembered folders from a file's bytes; false (and empty) when damaged.
+  bool Parse(std::string_view bytes);
+
+  // True when every photo of the album at `folder` was found when its stamp was this one.
+  // Either way the folder counts as still part of the library.
+  bool AllPresent(const std::string& folder, const FolderStamp& stamp);
+  // Notes that every photo of `folder` was found now; ignored unless the stamp is settled.
+  void Remember(const std::string& folder, const FolderStamp& stamp);
+
+  // The bytes of the file: the folders looked up or remembered since loading, or all when
+  // `complete` is false (a search that stopped early says nothing of the rest).
+  std::string Serialize(bool complete) const;
+  // Writes the file when its content would change; a failure only costs speed.
+  void Save(bool complete);
+
+ private:
+  struct Entry {
+    FolderStamp stamp;
+    bool used = false;
+  };
+  std::filesystem::path file_;
+  std::unordered_map<std::string, Entry> entries_;
+  int64_t settled_before_ns_;
+  bool changed_ = false;
+};
+
+}  // namespace quorvane::browser::internal
