@@ -3,11 +3,9 @@
 #include <algorithm>
 
 #include "album/album.h"
-#include "album/album_library.h"
 #include "browser/case_folding.h"
 #include "browser/internal/find_bytes.h"
-#include "browser/internal/photo_presence_cache.h"
-#include "browser/search_index_reader.h"
+#include "browser/internal/library_search.h"
 
 namespace quorvane::browser {
 namespace {
@@ -164,72 +162,23 @@ SearchScope ScopeOf(const LookInItem& item, const std::filesystem::path& library
 
 SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
                         const std::atomic<bool>& stop, const ResultSink& sink) {
+  if (request.text.empty()) return {};
+  if (scope.kind == ScopeKind::kLibrary) return internal::SearchLibrary(request, scope, stop, sink);
   SearchSummary summary;
-  if (request.text.empty()) return summary;
   PhotoMatcher matcher(request);
-  auto stopped = [&] {
-    summary.stopped = true;
-    return summary;
-  };
-
-  if (scope.kind != ScopeKind::kLibrary) {
-    for (const OpenAlbum& open : scope.albums) {
-      if (stop.load(std::memory_order_relaxed)) return stopped();
-      if (open.album == nullptr) continue;
-      ++summary.albums_searched;
-      if (!SearchPhotos(matcher, open.path, open.album->title(), open.album->photos(), stop, sink,
-                        &summary)) {
-        return stopped();
-      }
+  for (const OpenAlbum& open : scope.albums) {
+    if (stop.load(std::memory_order_relaxed)) {
+      summary.stopped = true;
+      break;
     }
-    return summary;
-  }
-
-  std::vector<std::string> paths;
-  if (album::FindAlbums(scope.library, &paths) < 0) return summary;
-  internal::PhotoPresenceCache presence(scope.presence_cache);
-  SearchIndexReader reader;
-  if (!scope.presence_cache.empty()) {
-    presence.Load();
-    reader.UsePresenceCache(&presence);
-  }
-  const auto stopped_library = [&] {
-    presence.Save(/*complete=*/false);
-    return stopped();
-  };
-  for (const std::string& path : paths) {
-    if (stop.load(std::memory_order_relaxed)) return stopped_library();
-    if (!reader.Load(path)) {
-      ++summary.albums_skipped;
-      continue;
-    }
-    // Most albums of a library hold no match at all; they are settled from their bytes.
-    if (!matcher.MayMatchIn(reader.bytes()) && reader.HasIndexRoot()) {
-      ++summary.albums_searched;
-      continue;
-    }
-    if (!reader.Parse()) {
-      ++summary.albums_skipped;
-      continue;
-    }
+    if (open.album == nullptr) continue;
     ++summary.albums_searched;
-    std::string_view title, description, keywords;
-    for (size_t i = 0; i < reader.photo_count(); ++i) {
-      if (stop.load(std::memory_order_relaxed)) return stopped_library();
-      size_t begin, end;
-      if (reader.Span(i, &begin, &end) && !matcher.MayMatchAt(begin, end)) continue;
-      reader.Texts(i, &title, &description, &keywords);
-      if (!matcher.Matches(title, description, keywords)) continue;
-      SearchResult result;
-      result.album_path = path;
-      result.album_title = reader.title();
-      result.index = static_cast<int32_t>(i);
-      result.photo = reader.Photo(i);
-      ++summary.results;
-      sink(std::move(result));
+    if (!SearchPhotos(matcher, open.path, open.album->title(), open.album->photos(), stop, sink,
+                      &summary)) {
+      summary.stopped = true;
+      break;
     }
   }
-  presence.Save(/*complete=*/true);
   return summary;
 }
 

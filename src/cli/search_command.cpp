@@ -95,8 +95,9 @@ int RunSearchCommand(std::span<const std::string> args) {
   std::vector<browser::SearchResultRow> rows;
   const std::atomic<bool> never_stop{false};
   browser::RunSearch(request, scope, never_stop, [&](browser::SearchResult&& result) {
-    out += result.album_path + '\t' + std::to_string(result.index) + '\t' +
-           OneLine(result.photo.image_file) + '\t' + OneLine(result.photo.title) + '\n';
+    out.append(result.album_path).append(1, '\t').append(std::to_string(result.index));
+    out.append(1, '\t').append(OneLine(result.photo.image_file));
+    out.append(1, '\t').append(OneLine(result.photo.title)).append(1, '\n');
     if (keep) rows.push_back(browser::RowOf(result));
   });
   std::cout << out << std::flush;

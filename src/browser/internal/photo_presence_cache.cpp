@@ -77,6 +77,7 @@ bool PhotoPresenceCache::Parse(std::string_view in) {
 }
 
 bool PhotoPresenceCache::AllPresent(const std::string& folder, const FolderStamp& stamp) {
+  std::lock_guard lock(mutex_);
   const auto it = entries_.find(folder);
   if (it == entries_.end()) return false;
   if (it->second.stamp != stamp) {  // the folder changed: list it again, and forget the answer
@@ -92,6 +93,7 @@ void PhotoPresenceCache::Remember(const std::string& folder, const FolderStamp& 
   if (!Settled(stamp.folder, settled_before_ns_) || !Settled(stamp.index, settled_before_ns_)) {
     return;
   }
+  std::lock_guard lock(mutex_);
   Entry& entry = entries_[folder];
   if (!entry.used || entry.stamp != stamp) changed_ = true;
   entry.stamp = stamp;

@@ -10,10 +10,12 @@
 // a link's target can vanish without its folder changing.
 //
 // The file is a cache: a missing, damaged or foreign one means listing every folder again.
+// AllPresent and Remember may be called from several threads at once; the rest may not.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -54,6 +56,7 @@ class PhotoPresenceCache {
     bool used = false;
   };
   std::filesystem::path file_;
+  std::mutex mutex_;  // AllPresent and Remember come from several search threads
   std::unordered_map<std::string, Entry> entries_;
   int64_t settled_before_ns_;
   bool changed_ = false;

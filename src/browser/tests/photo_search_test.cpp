@@ -202,6 +202,43 @@ TEST_F(LibrarySearchTest, StopFlagEndsTheSearchBetweenPhotos) {
   EXPECT_TRUE(summary.stopped);
 }
 
+// More albums than the workers may read ahead of the sink, and stops at every point: the
+// results come in album order, and none after the stop.
+TEST(LibrarySearchOrderTest, ManyAlbumsInOrderAndNothingAfterAStop) {
+  TempDir library;
+  for (int a = 0; a < 40; ++a) {
+    const fs::path folder = library / ("album " + std::to_string(a));
+    SaveAlbum(folder, "Album " + std::to_string(a),
+              {Photo(folder, "1.jpg", "Sun"), Photo(folder, "2.jpg", "Rain"),
+               Photo(folder, "3.jpg", a % 3 == 0 ? "Sunny" : "Snow")});
+  }
+  std::vector<std::string> order;
+  ASSERT_GE(album::FindAlbums(library.path(), &order), 0);
+  std::vector<std::string> expected;
+  for (const std::string& path : order) {
+    expected.push_back(ReferenceText(path, 0));
+    if (std::stoi(fs::path(path).filename().string().substr(6)) % 3 == 0) {
+      expected.push_back(ReferenceText(path, 2));
+    }
+  }
+  SearchScope scope;
+  scope.library = library.path();
+  for (size_t stop_after : {size_t{0}, size_t{1}, size_t{17}, size_t{40}, expected.size()}) {
+    std::atomic<bool> stop{false};
+    std::vector<SearchResult> results;
+    const SearchSummary summary = RunSearch(Request("sun"), scope, stop, [&](SearchResult&& r) {
+      results.push_back(std::move(r));
+      if (results.size() == stop_after) stop = true;
+    });
+    const size_t want = stop_after == 0 ? expected.size() : stop_after;
+    EXPECT_EQ(References(results),
+              std::vector<std::string>(expected.begin(), expected.begin() + want))
+        << stop_after;
+    EXPECT_EQ(summary.results, static_cast<int64_t>(want));
+    EXPECT_EQ(summary.stopped, stop_after != 0 && stop_after < expected.size()) << stop_after;
+  }
+}
+
 TEST(OpenAlbumSearchTest, SearchesOpenAlbumsAsTheyAreNow) {
   TempDir dir;
   Album first(std::make_unique<album::FolderStore>(dir / "first"));
