@@ -1,15 +1,14 @@
 // quorvane-cli search: finds photos by caption, description and keywords in every album of
-// the library, or in the albums given with --album (searched as open albums are), and prints
-// one line per result. With --keep it also keeps the list in "searchresults.xml", where the
-// search pane finds it, and --saved prints the kept list.
+// the library, or in the albums (folders or ".qvo" archives) given with --album (searched as
+// open albums are), and prints one line per result. With --keep it also keeps the list in
+// "searchresults.xml", where the search pane finds it, and --saved prints the kept list.
 #include <iostream>
 #include <memory>
 
-#include "album/album_index.h"
-#include "album/folder_store.h"
 #include "browser/photo_search.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "cli/open_album.h"
 #include "cli/user_settings.h"
 #include "settings/user_folders.h"
 
@@ -73,10 +72,10 @@ int RunSearchCommand(std::span<const std::string> args) {
   std::vector<std::unique_ptr<album::Album>> opened;
   if (parsed.Has("--album")) {
     scope.kind = browser::ScopeKind::kOpenAlbums;
-    for (const std::string& folder : parsed.Values("--album")) {
-      auto album = std::make_unique<album::Album>(std::make_unique<album::FolderStore>(folder));
-      if (!album::AlbumIndex::LoadIndex(*album)) return Failure(album->last_error());
-      scope.albums.push_back({folder, album.get()});
+    for (const std::string& location : parsed.Values("--album")) {
+      std::unique_ptr<album::Album> album = OpenAlbum(location);
+      if (album == nullptr) return kExitFailure;  // OpenAlbum said why
+      scope.albums.push_back({location, album.get()});
       opened.push_back(std::move(album));
     }
   } else {

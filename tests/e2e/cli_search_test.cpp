@@ -86,6 +86,13 @@ TEST_F(CliSearchTest, SearchesGivenAlbumsInTheirOrder) {
   ASSERT_EQ(r.exit_code, 0) << r.err;
   EXPECT_EQ(r.out, Path("trip") + "\t0\ta.jpg\tSunset\n" + Path("home") + "\t0\tc.jpg\t\n");
 
+  // An album archive is searched as its folder is.
+  const std::string archive = (dir_ / "trip.qvo").string();
+  ASSERT_EQ(RunCli({"archive", "pack", Path("trip"), archive}).exit_code, 0);
+  r = RunCli({"search", "sun", "--title", "--album", archive});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, archive + "\t0\ta.jpg\tSunset\n");
+
   r = RunCli({"search", "sun", "--album", Path("missing")});
   EXPECT_EQ(r.exit_code, 1);
   EXPECT_EQ(r.out, "");
