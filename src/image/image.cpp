@@ -29,16 +29,19 @@ using internal::EnsureVips;
 using internal::FormatName;
 using internal::kMaxIconSide;
 using internal::kMaxSide;
+using internal::LineBytes;
 using internal::MakeUpright;
 using internal::Materialise;
 using internal::Open;
 using internal::PathText;
+using internal::PixelAddress;
 using internal::ResizeExact;
 using internal::ResizeNearest;
 using internal::Source;
 using internal::StripMetadata;
 using internal::TakeVipsError;
 using internal::ToRgb8;
+using internal::Vips;
 using internal::VipsPtr;
 
 namespace {
@@ -137,9 +140,9 @@ Image::Impl* Image::Detach() {
     VipsImage* memory = nullptr;
     if (source->data != nullptr) {
       // Already in memory: one plain copy of the bytes, not a run of the threaded pipeline.
-      memory = vips_image_new_from_memory_copy(VIPS_IMAGE_ADDR(source, 0, 0),
-                                               VIPS_IMAGE_SIZEOF_IMAGE(source), source->Xsize,
-                                               source->Ysize, source->Bands, source->BandFmt);
+      memory = Vips().image_new_from_memory_copy(PixelAddress(source, 0, 0),
+                                                 LineBytes(source) * source->Ysize, source->Xsize,
+                                                 source->Ysize, source->Bands, source->BandFmt);
       if (memory != nullptr) {
         memory->Type = source->Type;
         memory->Xres = source->Xres;
@@ -148,14 +151,14 @@ Image::Impl* Image::Detach() {
       }
     } else {
       VipsImage* view = nullptr;
-      if (vips_copy(source, &view, nullptr) == 0) {
-        memory = vips_image_copy_memory(view);
-        g_object_unref(view);
+      if (Vips().copy(source, &view, nullptr) == 0) {
+        memory = Vips().image_copy_memory(view);
+        Vips().object_unref(view);
       }
     }
     // Only an out-of-memory failure gets here; sharing is still correct, just not private.
     if (memory == nullptr) {
-      vips_error_clear();
+      Vips().error_clear();
       return impl_.get();
     }
     copy->pixels.reset(memory);
@@ -179,7 +182,8 @@ bool Image::Create(int width, int height, bool with_alpha, Rgba fill) {
     return Fail("Cannot create an image of " + std::to_string(width) + " x " +
                 std::to_string(height) + " pixels");
   }
-  EnsureVips();
+  std::string error;
+  if (!EnsureVips(&error)) return Fail(std::move(error));
   const int channels = with_alpha ? 4 : 3;
   const uint8_t value[4] = {fill.r, fill.g, fill.b, fill.a};
   // One row filled pixel by pixel, then copied: cells and canvases are made often.
@@ -187,8 +191,8 @@ bool Image::Create(int width, int height, bool with_alpha, Rgba fill) {
   std::vector<uint8_t> pixels(row_bytes * height);
   for (size_t i = 0; i < row_bytes; i += channels) std::memcpy(&pixels[i], value, channels);
   for (int y = 1; y < height; ++y) std::memcpy(&pixels[row_bytes * y], pixels.data(), row_bytes);
-  VipsImage* image = vips_image_new_from_memory_copy(pixels.data(), pixels.size(), width, height,
-                                                     channels, VIPS_FORMAT_UCHAR);
+  VipsImage* image = Vips().image_new_from_memory_copy(pixels.data(), pixels.size(), width, height,
+                                                       channels, VIPS_FORMAT_UCHAR);
   if (image == nullptr) return Fail("Cannot create the image: " + TakeVipsError());
   image->Type = VIPS_INTERPRETATION_sRGB;
   auto impl = std::make_shared<Impl>();
@@ -300,7 +304,7 @@ bool Image::SaveToMemory(std::vector<uint8_t>* out, ImageFormat format, int jpeg
   // JPEG and PCX have no alpha; CxImage-style savers simply drop it, keeping the colour.
   if ((format == ImageFormat::kJpeg || format == ImageFormat::kPcx) && image->Bands == 4) {
     VipsImage* rgb = nullptr;
-    if (vips_extract_band(image, &rgb, 0, "n", 3, nullptr) != 0) {
+    if (Vips().extract_band(image, &rgb, 0, "n", 3, nullptr) != 0) {
       return Fail("Cannot save the image: " + TakeVipsError());
     }
     opaque.reset(rgb);
@@ -311,42 +315,42 @@ bool Image::SaveToMemory(std::vector<uint8_t>* out, ImageFormat format, int jpeg
   int failed = 0;
   switch (format) {
     case ImageFormat::kJpeg:
-      failed = vips_jpegsave_buffer(image, &buffer, &size, "Q", std::clamp(jpeg_quality, 1, 100),
-                                    nullptr);
+      failed = Vips().jpegsave_buffer(image, &buffer, &size, "Q", std::clamp(jpeg_quality, 1, 100),
+                                      nullptr);
       break;
     case ImageFormat::kPng:
-      failed = vips_pngsave_buffer(image, &buffer, &size, "compression", 6, nullptr);
+      failed = Vips().pngsave_buffer(image, &buffer, &size, "compression", 6, nullptr);
       break;
     case ImageFormat::kGif:
-      failed = vips_gifsave_buffer(image, &buffer, &size, nullptr);
+      failed = Vips().gifsave_buffer(image, &buffer, &size, nullptr);
       break;
     case ImageFormat::kTiff:
-      failed = vips_tiffsave_buffer(image, &buffer, &size, "compression",
-                                    VIPS_FOREIGN_TIFF_COMPRESSION_LZW, nullptr);
+      failed = Vips().tiffsave_buffer(image, &buffer, &size, "compression",
+                                      VIPS_FOREIGN_TIFF_COMPRESSION_LZW, nullptr);
       break;
     case ImageFormat::kBmp:
       // Version 3 bitmaps open everywhere; only alpha needs the newer header.
-      failed = vips_magicksave_buffer(image, &buffer, &size, "format",
-                                      image->Bands == 4 ? "BMP" : "BMP3", "strip", TRUE, nullptr);
+      failed = Vips().magicksave_buffer(image, &buffer, &size, "format",
+                                        image->Bands == 4 ? "BMP" : "BMP3", "strip", TRUE, nullptr);
       break;
     case ImageFormat::kIco:
     case ImageFormat::kTga:
     case ImageFormat::kPcx:
-      failed = vips_magicksave_buffer(image, &buffer, &size, "format", FormatName(format), "strip",
-                                      TRUE, nullptr);
+      failed = Vips().magicksave_buffer(image, &buffer, &size, "format", FormatName(format),
+                                        "strip", TRUE, nullptr);
       break;
     default:
       return Fail("Cannot save the image: unknown format " +
                   std::to_string(static_cast<int>(format)));
   }
   if (failed != 0 || buffer == nullptr) {
-    g_free(buffer);
+    Vips().free(buffer);
     return Fail(std::string("Cannot save the image as ") + FormatName(format) + ": " +
                 TakeVipsError());
   }
   const uint8_t* bytes = static_cast<const uint8_t*>(buffer);
   out->assign(bytes, bytes + size);
-  g_free(buffer);
+  Vips().free(buffer);
   return true;
 }
 
@@ -367,16 +371,16 @@ std::optional<PhotoDateTime> Image::date_taken() const {
   return impl_ ? impl_->date_taken : std::nullopt;
 }
 int Image::channels() const { return impl_ ? impl_->pixels->Bands : 0; }
-size_t Image::stride() const { return impl_ ? VIPS_IMAGE_SIZEOF_LINE(impl_->pixels.get()) : 0; }
+size_t Image::stride() const { return impl_ ? LineBytes(impl_->pixels.get()) : 0; }
 
 const uint8_t* Image::Row(int y) const {
   if (!impl_ || y < 0 || y >= impl_->pixels->Ysize) return nullptr;
-  return VIPS_IMAGE_ADDR(impl_->pixels.get(), 0, y);
+  return PixelAddress(impl_->pixels.get(), 0, y);
 }
 
 uint8_t* Image::MutableRow(int y) {
   if (!impl_ || y < 0 || y >= impl_->pixels->Ysize) return nullptr;
-  return VIPS_IMAGE_ADDR(Detach()->pixels.get(), 0, y);
+  return PixelAddress(Detach()->pixels.get(), 0, y);
 }
 
 bool Image::DrawCenteredText(std::string_view text, Rgba color, int pixel_height) {
@@ -402,11 +406,11 @@ bool Image::DrawCenteredText(std::string_view text, Rgba color, int pixel_height
   // At 72 dpi a font's size in points is its size in pixels.
   const std::string font = "sans " + std::to_string(std::clamp(pixel_height, 4, 512));
   VipsImage* raw = nullptr;
-  if (vips_text(&raw, markup.c_str(), "font", font.c_str(), "dpi", 72, nullptr) != 0) {
+  if (Vips().text(&raw, markup.c_str(), "font", font.c_str(), "dpi", 72, nullptr) != 0) {
     return Fail("Cannot draw the text: " + TakeVipsError());
   }
   VipsPtr mask(raw);
-  if (vips_image_wio_input(mask.get()) != 0) {
+  if (Vips().image_wio_input(mask.get()) != 0) {
     return Fail("Cannot draw the text: " + TakeVipsError());
   }
   const int mask_width = mask->Xsize, mask_height = mask->Ysize;
@@ -415,7 +419,7 @@ bool Image::DrawCenteredText(std::string_view text, Rgba color, int pixel_height
   for (int my = 0; my < mask_height; ++my) {
     uint8_t* row = MutableRow(top + my);
     if (row == nullptr) continue;
-    const uint8_t* coverage = VIPS_IMAGE_ADDR(mask.get(), 0, my);
+    const uint8_t* coverage = PixelAddress(mask.get(), 0, my);
     for (int mx = 0; mx < mask_width; ++mx) {
       const int x = left + mx;
       if (x < 0 || x >= width() || coverage[mx] == 0) continue;
@@ -433,30 +437,30 @@ uint8_t* Image::PixelsForOverwrite() {
   if (!impl_) return nullptr;
   if (impl_.use_count() > 1) {
     VipsImage* source = impl_->pixels.get();
-    VipsPtr fresh(vips_image_new_memory());
-    vips_image_init_fields(fresh.get(), source->Xsize, source->Ysize, source->Bands,
-                           source->BandFmt, source->Coding, source->Type, source->Xres,
-                           source->Yres);
-    if (vips_image_write_prepare(fresh.get()) != 0 || fresh->data == nullptr) {
-      vips_error_clear();
+    VipsPtr fresh(Vips().image_new_memory());
+    Vips().image_init_fields(fresh.get(), source->Xsize, source->Ysize, source->Bands,
+                             source->BandFmt, source->Coding, source->Type, source->Xres,
+                             source->Yres);
+    if (Vips().image_write_prepare(fresh.get()) != 0 || fresh->data == nullptr) {
+      Vips().error_clear();
       return nullptr;
     }
     CopyMetadata(source, fresh.get());
     UnshareFields();
     impl_->pixels = std::move(fresh);
   }
-  return VIPS_IMAGE_ADDR(impl_->pixels.get(), 0, 0);
+  return PixelAddress(impl_->pixels.get(), 0, 0);
 }
 
 Rgba Image::GetPixel(int x, int y) const {
   if (!impl_ || x < 0 || y < 0 || x >= width() || y >= height()) return Rgba{0, 0, 0, 0};
-  const uint8_t* p = VIPS_IMAGE_ADDR(impl_->pixels.get(), x, y);
+  const uint8_t* p = PixelAddress(impl_->pixels.get(), x, y);
   return Rgba{p[0], p[1], p[2], channels() == 4 ? p[3] : uint8_t{255}};
 }
 
 void Image::SetPixel(int x, int y, Rgba color) {
   if (!impl_ || x < 0 || y < 0 || x >= width() || y >= height()) return;
-  uint8_t* p = VIPS_IMAGE_ADDR(Detach()->pixels.get(), x, y);
+  uint8_t* p = PixelAddress(Detach()->pixels.get(), x, y);
   p[0] = color.r;
   p[1] = color.g;
   p[2] = color.b;
@@ -474,7 +478,7 @@ bool Image::IncreaseBpp(int bits) {
   }
   if (bits == 32 && impl_->pixels->Bands == 3) {
     VipsImage* out = nullptr;
-    if (vips_bandjoin_const1(impl_->pixels.get(), &out, 255.0, nullptr) != 0) {
+    if (Vips().bandjoin_const1(impl_->pixels.get(), &out, 255.0, nullptr) != 0) {
       return Fail("Cannot add an alpha channel: " + TakeVipsError());
     }
     VipsPtr joined(out);
@@ -523,25 +527,27 @@ bool ApplyTransform(const VipsPtr& pixels, VipsPtr* result, std::string* error, 
   } while (false)
 
 bool Image::RotateRight() {
-  QUORVANE_IMAGE_TRANSFORM("Cannot rotate the image", vips_rot(in, out, VIPS_ANGLE_D90, nullptr));
+  QUORVANE_IMAGE_TRANSFORM("Cannot rotate the image", Vips().rot(in, out, VIPS_ANGLE_D90, nullptr));
 }
 
 bool Image::RotateLeft() {
-  QUORVANE_IMAGE_TRANSFORM("Cannot rotate the image", vips_rot(in, out, VIPS_ANGLE_D270, nullptr));
+  QUORVANE_IMAGE_TRANSFORM("Cannot rotate the image",
+                           Vips().rot(in, out, VIPS_ANGLE_D270, nullptr));
 }
 
 bool Image::Rotate180() {
-  QUORVANE_IMAGE_TRANSFORM("Cannot rotate the image", vips_rot(in, out, VIPS_ANGLE_D180, nullptr));
+  QUORVANE_IMAGE_TRANSFORM("Cannot rotate the image",
+                           Vips().rot(in, out, VIPS_ANGLE_D180, nullptr));
 }
 
 bool Image::Flip() {
   QUORVANE_IMAGE_TRANSFORM("Cannot flip the image",
-                           vips_flip(in, out, VIPS_DIRECTION_VERTICAL, nullptr));
+                           Vips().flip(in, out, VIPS_DIRECTION_VERTICAL, nullptr));
 }
 
 bool Image::Mirror() {
   QUORVANE_IMAGE_TRANSFORM("Cannot mirror the image",
-                           vips_flip(in, out, VIPS_DIRECTION_HORIZONTAL, nullptr));
+                           Vips().flip(in, out, VIPS_DIRECTION_HORIZONTAL, nullptr));
 }
 
 bool Image::Rotate(double degrees, Rgba background) {
@@ -557,19 +563,19 @@ bool Image::Rotate(double degrees, Rgba background) {
   const bool alpha = impl_->pixels->Bands == 4;
   double fill[4] = {static_cast<double>(background.r), static_cast<double>(background.g),
                     static_cast<double>(background.b), alpha ? 0.0 : 255.0};
-  VipsArrayDouble* fill_array = vips_array_double_new(fill, alpha ? 4 : 3);
-  VipsInterpolate* bilinear = vips_interpolate_new("bilinear");
+  VipsArrayDouble* fill_array = Vips().array_double_new(fill, alpha ? 4 : 3);
+  VipsInterpolate* bilinear = Vips().interpolate_new("bilinear");
   VipsPtr result;
   std::string error;
   // libvips's own help calls positive angles anticlockwise, but with rows running downwards
   // they turn clockwise on screen, which is what our callers mean; the tests pin this down.
   const bool ok = ApplyTransform(impl_->pixels, &result, &error, "Cannot rotate the image",
                                  [&](VipsImage* in, VipsImage** out) {
-                                   return vips_rotate(in, out, turn, "background", fill_array,
-                                                      "interpolate", bilinear, nullptr);
+                                   return Vips().rotate(in, out, turn, "background", fill_array,
+                                                        "interpolate", bilinear, nullptr);
                                  });
-  vips_area_unref(VIPS_AREA(fill_array));
-  g_object_unref(bilinear);
+  Vips().area_unref(VIPS_AREA(fill_array));
+  Vips().object_unref(bilinear);
   if (!ok) return Fail(std::move(error));
   UnshareFields();
   impl_->pixels = std::move(result);
@@ -591,7 +597,7 @@ bool Image::Resample(int width, int height, ResampleMode mode) {
     CopyMetadata(impl_->pixels.get(), result.get());
   } else {
     VipsImage* start = impl_->pixels.get();
-    g_object_ref(start);
+    Vips().object_ref(start);
     result.reset(start);
     std::string error;
     if (!ResizeExact(result, width, height, mode, &error)) return Fail(std::move(error));
@@ -614,7 +620,7 @@ bool Image::Crop(int left, int top, int right, int bottom) {
   if (left == 0 && top == 0 && right == width() && bottom == height()) return true;
   QUORVANE_IMAGE_TRANSFORM(
       "Cannot crop the image",
-      vips_extract_area(in, out, left, top, right - left, bottom - top, nullptr));
+      Vips().extract_area(in, out, left, top, right - left, bottom - top, nullptr));
 }
 
 #undef QUORVANE_IMAGE_TRANSFORM

@@ -50,11 +50,12 @@ bool Image::LoadThumbnailToFit(const std::filesystem::path& path, int max_width,
     const int upright_width = turned ? reduced.source_height : reduced.source_width;
     const int upright_height = turned ? reduced.source_width : reduced.source_height;
     const FitSize fit = FitInside(upright_width, upright_height, max_width, max_height);
-    internal::EnsureVips();
+    std::string error;
+    if (!internal::EnsureVips(&error)) return Fail(std::move(error));
     internal::Decoded decoded;
-    decoded.image.reset(vips_image_new_from_memory_copy(reduced.rgb.data(), reduced.rgb.size(),
-                                                        reduced.width, reduced.height, 3,
-                                                        VIPS_FORMAT_UCHAR));
+    decoded.image.reset(internal::Vips().image_new_from_memory_copy(
+        reduced.rgb.data(), reduced.rgb.size(), reduced.width, reduced.height, 3,
+        VIPS_FORMAT_UCHAR));
     if (decoded.image == nullptr) {
       return Fail("Cannot read JPEG image \"" + internal::PathText(path) +
                   "\": " + internal::TakeVipsError());
@@ -62,7 +63,6 @@ bool Image::LoadThumbnailToFit(const std::filesystem::path& path, int max_width,
     decoded.image->Type = VIPS_INTERPRETATION_sRGB;
     const int stored_width = turned ? fit.height : fit.width;
     const int stored_height = turned ? fit.width : fit.height;
-    std::string error;
     if (mode == ResampleMode::kNearest) {
       internal::VipsPtr scaled =
           internal::ResizeNearest(decoded.image.get(), stored_width, stored_height);

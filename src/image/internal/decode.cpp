@@ -120,7 +120,7 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   }
   if (UsesMagick(format) && !source.in_memory() && !ReadWholeFile(source, error)) return false;
 
-  EnsureVips();
+  if (!EnsureVips(error)) return false;
   VipsImage* raw = nullptr;
   const std::string file = PathText(source.path);
   const void* data = source.data;
@@ -128,40 +128,41 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   int failed = 0;
   switch (format) {
     case ImageFormat::kJpeg:
-      failed = source.in_memory()
-                   ? vips_jpegload_buffer(const_cast<void*>(data), size, &raw, "access",
-                                          VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_TRUNCATED,
-                                          "shrink", jpeg_shrink, nullptr)
-                   : vips_jpegload(file.c_str(), &raw, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
-                                   VIPS_FAIL_ON_TRUNCATED, "shrink", jpeg_shrink, nullptr);
+      failed =
+          source.in_memory()
+              ? Vips().jpegload_buffer(const_cast<void*>(data), size, &raw, "access",
+                                       VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_TRUNCATED,
+                                       "shrink", jpeg_shrink, nullptr)
+              : Vips().jpegload(file.c_str(), &raw, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                VIPS_FAIL_ON_TRUNCATED, "shrink", jpeg_shrink, nullptr);
       break;
     case ImageFormat::kPng:
       failed = source.in_memory()
-                   ? vips_pngload_buffer(const_cast<void*>(data), size, &raw, "access",
-                                         VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_TRUNCATED,
-                                         nullptr)
-                   : vips_pngload(file.c_str(), &raw, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
-                                  VIPS_FAIL_ON_TRUNCATED, nullptr);
+                   ? Vips().pngload_buffer(const_cast<void*>(data), size, &raw, "access",
+                                           VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                           VIPS_FAIL_ON_TRUNCATED, nullptr)
+                   : Vips().pngload(file.c_str(), &raw, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                    VIPS_FAIL_ON_TRUNCATED, nullptr);
       break;
     case ImageFormat::kGif:
       failed = source.in_memory()
-                   ? vips_gifload_buffer(const_cast<void*>(data), size, &raw, "access",
-                                         VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_TRUNCATED,
-                                         nullptr)
-                   : vips_gifload(file.c_str(), &raw, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
-                                  VIPS_FAIL_ON_TRUNCATED, nullptr);
+                   ? Vips().gifload_buffer(const_cast<void*>(data), size, &raw, "access",
+                                           VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                           VIPS_FAIL_ON_TRUNCATED, nullptr)
+                   : Vips().gifload(file.c_str(), &raw, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                    VIPS_FAIL_ON_TRUNCATED, nullptr);
       break;
     case ImageFormat::kTiff:
       failed = source.in_memory()
-                   ? vips_tiffload_buffer(const_cast<void*>(data), size, &raw, "access",
-                                          VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_TRUNCATED,
-                                          nullptr)
-                   : vips_tiffload(file.c_str(), &raw, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
-                                   VIPS_FAIL_ON_TRUNCATED, nullptr);
+                   ? Vips().tiffload_buffer(const_cast<void*>(data), size, &raw, "access",
+                                            VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                            VIPS_FAIL_ON_TRUNCATED, nullptr)
+                   : Vips().tiffload(file.c_str(), &raw, "access", VIPS_ACCESS_SEQUENTIAL,
+                                     "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
       break;
     default:
       // ImageMagick numbers an icon's pictures in directory order; show the largest.
-      failed = vips_magickload_buffer(
+      failed = Vips().magickload_buffer(
           const_cast<void*>(data), size, &raw, "page",
           format == ImageFormat::kIco ? internal::LargestIconEntry(source.data, source.size) : 0,
           nullptr);
@@ -176,8 +177,8 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   // ImageMagick picks its decoder from the bytes itself; make sure it agreed with our routing.
   if (UsesMagick(format)) {
     const char* decoder = nullptr;
-    if (vips_image_get_typeof(image.get(), "magick-format") != 0 &&
-        vips_image_get_string(image.get(), "magick-format", &decoder) == 0 &&
+    if (Vips().image_get_typeof(image.get(), "magick-format") != 0 &&
+        Vips().image_get_string(image.get(), "magick-format", &decoder) == 0 &&
         std::string_view(decoder).substr(0, 3) !=
             std::string_view(FormatName(format)).substr(0, 3)) {
       *error = std::string("Cannot read ") + FormatName(format) + " image " +
@@ -203,14 +204,14 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
                             : internal::HeaderBitsPerPixel(format, head.data(), head.size());
   if (out->bits_per_pixel == 0) out->bits_per_pixel = BitsFromBands(image.get());
   int orientation = 1;
-  if (HonoursOrientation(format) && vips_image_get_typeof(image.get(), "orientation") != 0 &&
-      vips_image_get_int(image.get(), "orientation", &orientation) == 0 && orientation >= 1 &&
+  if (HonoursOrientation(format) && Vips().image_get_typeof(image.get(), "orientation") != 0 &&
+      Vips().image_get_int(image.get(), "orientation", &orientation) == 0 && orientation >= 1 &&
       orientation <= 8) {
     out->orientation = orientation;
   }
   const char* date = nullptr;
-  if (vips_image_get_typeof(image.get(), "exif-ifd2-DateTimeOriginal") != 0 &&
-      vips_image_get_string(image.get(), "exif-ifd2-DateTimeOriginal", &date) == 0) {
+  if (Vips().image_get_typeof(image.get(), "exif-ifd2-DateTimeOriginal") != 0 &&
+      Vips().image_get_string(image.get(), "exif-ifd2-DateTimeOriginal", &date) == 0) {
     out->date_taken = internal::ParseExifDateTime(date);
   }
   out->image = std::move(image);
@@ -221,11 +222,12 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
 // with three channels, or four when there is alpha.
 bool ToRgb8(VipsPtr& image, std::string* error) {
   VipsImage* in = image.get();
-  const bool alpha = vips_image_hasalpha(in) != 0;
+  const bool alpha = Vips().image_hasalpha(in) != 0;
   VipsImage* out = nullptr;
-  const VipsInterpretation space = vips_image_guess_interpretation(in);
+  const VipsInterpretation space = Vips().image_guess_interpretation(in);
   if (space != VIPS_INTERPRETATION_sRGB || in->BandFmt != VIPS_FORMAT_UCHAR) {
-    if (vips_colourspace(in, &out, VIPS_INTERPRETATION_sRGB, "source_space", space, nullptr) != 0) {
+    if (Vips().colourspace(in, &out, VIPS_INTERPRETATION_sRGB, "source_space", space, nullptr) !=
+        0) {
       *error = "Cannot convert the image to RGB: " + TakeVipsError();
       return false;
     }
@@ -233,7 +235,7 @@ bool ToRgb8(VipsPtr& image, std::string* error) {
     in = out;
   }
   if (in->BandFmt != VIPS_FORMAT_UCHAR) {
-    if (vips_cast(in, &out, VIPS_FORMAT_UCHAR, nullptr) != 0) {
+    if (Vips().cast(in, &out, VIPS_FORMAT_UCHAR, nullptr) != 0) {
       *error = "Cannot convert the image to 8 bits: " + TakeVipsError();
       return false;
     }
@@ -245,18 +247,18 @@ bool ToRgb8(VipsPtr& image, std::string* error) {
   VipsImage* colour = nullptr;
   if (colour_bands < 3) {
     VipsImage* grey = nullptr;
-    if (vips_extract_band(in, &grey, 0, nullptr) != 0) {
+    if (Vips().extract_band(in, &grey, 0, nullptr) != 0) {
       *error = TakeVipsError();
       return false;
     }
     VipsImage* parts[3] = {grey, grey, grey};
-    const int failed = vips_bandjoin(parts, &colour, 3, nullptr);
-    g_object_unref(grey);
+    const int failed = Vips().bandjoin(parts, &colour, 3, nullptr);
+    Vips().object_unref(grey);
     if (failed != 0) {
       *error = TakeVipsError();
       return false;
     }
-  } else if (vips_extract_band(in, &colour, 0, "n", 3, nullptr) != 0) {
+  } else if (Vips().extract_band(in, &colour, 0, "n", 3, nullptr) != 0) {
     *error = TakeVipsError();
     return false;
   }
@@ -266,12 +268,12 @@ bool ToRgb8(VipsPtr& image, std::string* error) {
     return true;
   }
   VipsImage* alpha_band = nullptr;
-  if (vips_extract_band(in, &alpha_band, in->Bands - 1, nullptr) != 0) {
+  if (Vips().extract_band(in, &alpha_band, in->Bands - 1, nullptr) != 0) {
     *error = TakeVipsError();
     return false;
   }
   VipsPtr alpha_ptr(alpha_band);
-  if (vips_bandjoin2(colour, alpha_band, &out, nullptr) != 0) {
+  if (Vips().bandjoin2(colour, alpha_band, &out, nullptr) != 0) {
     *error = TakeVipsError();
     return false;
   }
@@ -285,16 +287,16 @@ bool DropOpaqueAlpha(VipsPtr& image, std::string* error) {
   if (image->Bands != 4) return true;
   VipsImage* alpha = nullptr;
   double lowest = 0;
-  const bool ok = vips_extract_band(image.get(), &alpha, 3, nullptr) == 0 &&
-                  vips_min(alpha, &lowest, nullptr) == 0;
-  if (alpha != nullptr) g_object_unref(alpha);
+  const bool ok = Vips().extract_band(image.get(), &alpha, 3, nullptr) == 0 &&
+                  Vips().min(alpha, &lowest, nullptr) == 0;
+  if (alpha != nullptr) Vips().object_unref(alpha);
   if (!ok) {
     *error = "Cannot read the transparency: " + TakeVipsError();
     return false;
   }
   if (lowest < 255) return true;
   VipsImage* rgb = nullptr;
-  if (vips_extract_band(image.get(), &rgb, 0, "n", 3, nullptr) != 0) {
+  if (Vips().extract_band(image.get(), &rgb, 0, "n", 3, nullptr) != 0) {
     *error = "Cannot read the transparency: " + TakeVipsError();
     return false;
   }
@@ -306,7 +308,7 @@ bool DropOpaqueAlpha(VipsPtr& image, std::string* error) {
 
 // Decodes the pixels of a lazy image into memory; this is where damaged data shows up.
 bool Materialise(VipsPtr& image, std::string* error, const char* what) {
-  VipsImage* memory = vips_image_copy_memory(image.get());
+  VipsImage* memory = Vips().image_copy_memory(image.get());
   if (memory == nullptr) {
     *error = std::string(what) + ": " + TakeVipsError();
     return false;
@@ -319,23 +321,23 @@ bool Materialise(VipsPtr& image, std::string* error, const char* what) {
 // later can turn the already upright pixels again.
 bool MakeUpright(VipsPtr& image, int orientation, std::string* error) {
   if (orientation > 1) {
-    vips_image_set_int(image.get(), "orientation", orientation);
+    Vips().image_set_int(image.get(), "orientation", orientation);
     VipsImage* out = nullptr;
-    if (vips_autorot(image.get(), &out, nullptr) != 0) {
+    if (Vips().autorot(image.get(), &out, nullptr) != 0) {
       *error = "Cannot turn the image upright: " + TakeVipsError();
       return false;
     }
     image.reset(out);
     if (!Materialise(image, error, "Cannot turn the image upright")) return false;
   }
-  vips_image_remove(image.get(), "orientation");
+  Vips().image_remove(image.get(), "orientation");
   return true;
 }
 
 void StripMetadata(VipsImage* image) {
-  gchar** fields = vips_image_get_fields(image);
-  for (gchar** field = fields; *field != nullptr; ++field) vips_image_remove(image, *field);
-  g_strfreev(fields);
+  gchar** fields = Vips().image_get_fields(image);
+  for (gchar** field = fields; *field != nullptr; ++field) Vips().image_remove(image, *field);
+  Vips().strfreev(fields);
 }
 
 // Our own scalers start fresh images; the camera's metadata (EXIF, ICC) is carried across.
@@ -343,25 +345,25 @@ void CopyMetadata(VipsImage* from, VipsImage* to) {
   static constexpr std::string_view kBuiltIn[] = {"width",  "height",         "bands",   "format",
                                                   "coding", "interpretation", "xoffset", "yoffset",
                                                   "xres",   "yres",           "filename"};
-  gchar** fields = vips_image_get_fields(from);
+  gchar** fields = Vips().image_get_fields(from);
   for (gchar** field = fields; *field != nullptr; ++field) {
     if (std::find(std::begin(kBuiltIn), std::end(kBuiltIn), *field) != std::end(kBuiltIn)) {
       continue;
     }
     GValue value = G_VALUE_INIT;
-    if (vips_image_get(from, *field, &value) == 0) {
-      vips_image_set(to, *field, &value);
-      g_value_unset(&value);
+    if (Vips().image_get(from, *field, &value) == 0) {
+      Vips().image_set(to, *field, &value);
+      Vips().value_unset(&value);
     }
   }
-  g_strfreev(fields);
+  Vips().strfreev(fields);
   // Setting "exif-data" makes libvips parse the blob again, which brings back fields the source
   // no longer has, the camera's orientation among them; the pixels are already upright.
-  fields = vips_image_get_fields(to);
+  fields = Vips().image_get_fields(to);
   for (gchar** field = fields; *field != nullptr; ++field) {
-    if (vips_image_get_typeof(from, *field) == 0) vips_image_remove(to, *field);
+    if (Vips().image_get_typeof(from, *field) == 0) Vips().image_remove(to, *field);
   }
-  g_strfreev(fields);
+  Vips().strfreev(fields);
 }
 
 bool DecodeWhole(Source& source, ImageFormat hint, Decoded* decoded, std::string* error) {

@@ -28,7 +28,7 @@ bool ResizeExact(VipsPtr& image, int width, int height, ResampleMode mode, std::
   VipsPtr work;
   VipsImage* out = nullptr;
   if (alpha) {
-    if (vips_premultiply(in, &out, nullptr) != 0) {
+    if (Vips().premultiply(in, &out, nullptr) != 0) {
       *error = "Cannot resize the image: " + TakeVipsError();
       return false;
     }
@@ -37,28 +37,28 @@ bool ResizeExact(VipsPtr& image, int width, int height, ResampleMode mode, std::
   }
   const double hscale = static_cast<double>(width) / in->Xsize;
   const double vscale = static_cast<double>(height) / in->Ysize;
-  if (vips_resize(in, &out, hscale, "vscale", vscale, "kernel", KernelFor(mode), nullptr) != 0) {
+  if (Vips().resize(in, &out, hscale, "vscale", vscale, "kernel", KernelFor(mode), nullptr) != 0) {
     *error = "Cannot resize the image: " + TakeVipsError();
     return false;
   }
   VipsPtr resized(out);
   if (resized->Xsize != width || resized->Ysize != height) {
-    if (vips_embed(resized.get(), &out, 0, 0, width, height, "extend", VIPS_EXTEND_COPY, nullptr) !=
-        0) {
+    if (Vips().embed(resized.get(), &out, 0, 0, width, height, "extend", VIPS_EXTEND_COPY,
+                     nullptr) != 0) {
       *error = "Cannot resize the image: " + TakeVipsError();
       return false;
     }
     resized.reset(out);
   }
   if (alpha) {
-    if (vips_unpremultiply(resized.get(), &out, nullptr) != 0) {
+    if (Vips().unpremultiply(resized.get(), &out, nullptr) != 0) {
       *error = "Cannot resize the image: " + TakeVipsError();
       return false;
     }
     resized.reset(out);
   }
   if (resized->BandFmt != VIPS_FORMAT_UCHAR) {
-    if (vips_cast(resized.get(), &out, VIPS_FORMAT_UCHAR, nullptr) != 0) {
+    if (Vips().cast(resized.get(), &out, VIPS_FORMAT_UCHAR, nullptr) != 0) {
       *error = "Cannot resize the image: " + TakeVipsError();
       return false;
     }
@@ -72,14 +72,14 @@ bool ResizeExact(VipsPtr& image, int width, int height, ResampleMode mode, std::
 // which is not what a "nearest" setting promises.
 VipsPtr ResizeNearest(VipsImage* in, int width, int height) {
   const int channels = in->Bands;
-  const size_t in_stride = VIPS_IMAGE_SIZEOF_LINE(in);
+  const size_t in_stride = LineBytes(in);
   std::vector<uint8_t> pixels(static_cast<size_t>(width) * height * channels);
   std::vector<size_t> source_offset(width);
   for (int x = 0; x < width; ++x) {
     const int64_t sx = (2 * int64_t{x} + 1) * in->Xsize / (2 * int64_t{width});
     source_offset[x] = static_cast<size_t>(sx) * channels;
   }
-  const uint8_t* base = VIPS_IMAGE_ADDR(in, 0, 0);
+  const uint8_t* base = PixelAddress(in, 0, 0);
   for (int y = 0; y < height; ++y) {
     const int64_t sy = (2 * int64_t{y} + 1) * in->Ysize / (2 * int64_t{height});
     const uint8_t* src_row = base + static_cast<size_t>(sy) * in_stride;
@@ -88,8 +88,8 @@ VipsPtr ResizeNearest(VipsImage* in, int width, int height) {
       std::memcpy(dst, src_row + source_offset[x], channels);
     }
   }
-  VipsImage* out = vips_image_new_from_memory_copy(pixels.data(), pixels.size(), width, height,
-                                                   channels, VIPS_FORMAT_UCHAR);
+  VipsImage* out = Vips().image_new_from_memory_copy(pixels.data(), pixels.size(), width, height,
+                                                     channels, VIPS_FORMAT_UCHAR);
   if (out != nullptr) {
     out->Type = VIPS_INTERPRETATION_sRGB;
   }

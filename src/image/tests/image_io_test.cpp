@@ -127,7 +127,8 @@ TEST_F(ImageIoTest, PaletteImagesReportTheirDepthUntilRaised) {
 // A camera JPEG stored sideways (orientation 6: turn 90 degrees clockwise to view) with the
 // date it was taken; libvips writes it, since our saver never writes an orientation.
 TEST_F(ImageIoTest, CameraJpegIsTurnedUprightOnceAndKeepsItsDate) {
-  internal::EnsureVips();
+  std::string start_error;
+  ASSERT_TRUE(internal::EnsureVips(&start_error)) << start_error;
   std::vector<uint8_t> png;
   ASSERT_TRUE(Quadrants(80, 40).SaveToMemory(&png, ImageFormat::kPng));
   VipsImage* decoded = vips_image_new_from_buffer(png.data(), png.size(), "", nullptr);
