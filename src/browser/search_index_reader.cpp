@@ -123,7 +123,8 @@ class BorrowedStore : public album::AlbumStore {
 
 std::string_view DecodedView(std::string_view encoded, std::string* scratch) {
   if (encoded.find('&') == std::string_view::npos) return encoded;
-  *scratch = xml::DecodeEntities(encoded);
+  scratch->clear();
+  xml::AppendDecodedEntities(encoded, scratch);
   return *scratch;
 }
 

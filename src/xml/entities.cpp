@@ -65,32 +65,6 @@ class DecodedOutput {
   std::string tag_;
 };
 
-// Decoding without line-end or tag rules: runs between ampersands are copied whole.
-std::string DecodePlain(std::string_view encoded) {
-  std::string out;
-  size_t amp = encoded.find('&');
-  if (amp == std::string_view::npos) return std::string(encoded);
-  out.reserve(encoded.size());
-  size_t from = 0;
-  while (amp != std::string_view::npos) {
-    out.append(encoded.substr(from, amp - from));
-    const size_t semicolon = encoded.find(';', amp + 1);
-    const size_t name_end = semicolon == std::string_view::npos ? encoded.size() : semicolon;
-    const std::string_view name = encoded.substr(amp + 1, name_end - amp - 1);
-    if (const Entity* e = EntityForName(name)) {
-      out.push_back(e->character);
-    } else {
-      out.push_back('&');
-      out.append(name);
-      out.push_back(';');
-    }
-    from = std::min(name_end + 1, encoded.size());
-    amp = encoded.find('&', from);
-  }
-  out.append(encoded.substr(from));
-  return out;
-}
-
 }  // namespace
 
 std::string EncodeEntities(std::string_view plain) {
@@ -113,9 +87,40 @@ std::string EncodeEntities(std::string_view plain) {
   return out;
 }
 
+// Without line-end or tag rules, runs between ampersands are copied whole.
+void AppendDecodedEntities(std::string_view encoded, std::string* out) {
+  size_t amp = encoded.find('&');
+  if (amp == std::string_view::npos) {
+    out->append(encoded);
+    return;
+  }
+  out->reserve(out->size() + encoded.size());
+  size_t from = 0;
+  while (amp != std::string_view::npos) {
+    out->append(encoded.substr(from, amp - from));
+    const size_t semicolon = encoded.find(';', amp + 1);
+    const size_t name_end = semicolon == std::string_view::npos ? encoded.size() : semicolon;
+    const std::string_view name = encoded.substr(amp + 1, name_end - amp - 1);
+    if (const Entity* e = EntityForName(name)) {
+      out->push_back(e->character);
+    } else {
+      out->push_back('&');
+      out->append(name);
+      out->push_back(';');
+    }
+    from = std::min(name_end + 1, encoded.size());
+    amp = encoded.find('&', from);
+  }
+  out->append(encoded.substr(from));
+}
+
 std::string DecodeEntities(std::string_view encoded, int flags, const TagHandler* tag_handler) {
   const bool hand_off = (flags & kDecodeTagHandOff) && tag_handler != nullptr;
-  if (!hand_off && !(flags & kDecodeLineEnds)) return DecodePlain(encoded);
+  if (!hand_off && !(flags & kDecodeLineEnds)) {
+    std::string out;
+    AppendDecodedEntities(encoded, &out);
+    return out;
+  }
   std::string out;
   out.reserve(encoded.size());
   DecodedOutput output(&out, (flags & kDecodeTagHandOff) ? tag_handler : nullptr);

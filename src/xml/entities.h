@@ -26,5 +26,7 @@ std::string EncodeEntities(std::string_view plain);
 // the text as its name.
 std::string DecodeEntities(std::string_view encoded, int flags = 0,
                            const TagHandler* tag_handler = nullptr);
+// DecodeEntities(encoded) appended to *out, for callers that reuse one buffer.
+void AppendDecodedEntities(std::string_view encoded, std::string* out);
 
 }  // namespace quorvane::xml

@@ -36,6 +36,7 @@ AlbumOutcome SearchAlbum(const std::string& path, PhotoMatcher& matcher, SearchI
   }
   if (!reader.Parse()) return outcome;
   outcome.state = AlbumOutcome::kSearched;
+  outcome.results.reserve(std::min<size_t>(reader.photo_count(), 128));
   std::string_view title, description, keywords;
   for (size_t i = 0; i < reader.photo_count(); ++i) {
     if (stop.load(std::memory_order_relaxed)) break;
