@@ -2,11 +2,8 @@
 #include <filesystem>
 #include <stdlib.h>
 
-#include <gtest/gtest.h>
-
+#include "cli_test_fixture.h"
 #include "image/image.h"
-#include "testing/cli_runner.h"
-#include "testing/temp_dir.h"
 
 namespace quorvane {
 namespace {
@@ -14,10 +11,10 @@ namespace {
 namespace fs = std::filesystem;
 using testing::RunCli;
 
-class CliThumbsTest : public ::testing::Test {
+class CliThumbsTest : public testing::CliTest {
  protected:
   void SetUp() override {
-    testing::PointUserFoldersInto(dir_.path());
+    CliTest::SetUp();
     fs::create_directories(photos_);
     for (const char* name : {"a.jpg", "b.png"}) {
       image::Image photo;
@@ -29,7 +26,6 @@ class CliThumbsTest : public ::testing::Test {
     testing::WriteTextFile(photos_ / "notes.txt", "not an image");
   }
 
-  testing::TempDir dir_;
   fs::path photos_ = dir_ / "photos";
 };
 
