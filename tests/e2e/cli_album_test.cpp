@@ -148,12 +148,5 @@ TEST_F(CliAlbumTest, XmlCheckWritesTheDocumentBack) {
   EXPECT_EQ(r.exit_code, 1);
 }
 
-TEST(CliHelpTest, HelpListsEveryCommand) {
-  const auto r = RunCli({"--help"});
-  ASSERT_EQ(r.exit_code, 0);
-  EXPECT_NE(r.out.find("quorvane-cli album show <folder|file.qvo>"), std::string::npos);
-  EXPECT_NE(r.out.find("quorvane-cli xml check <file>"), std::string::npos);
-}
-
 }  // namespace
 }  // namespace quorvane

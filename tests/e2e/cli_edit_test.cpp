@@ -104,9 +104,11 @@ TEST_F(CliEditTest, GammaOptionReachesTheFilter) {
   EXPECT_EQ(PixelOf(out, 0, 0).r, 160);
 }
 
-TEST_F(CliEditTest, HelpListsEveryOperationOfTheTable) {
+TEST_F(CliEditTest, HelpListsTheCommandsAndEveryOperationOfTheTable) {
   const auto r = RunCli({"--help"});
   ASSERT_EQ(r.exit_code, 0);
+  EXPECT_NE(r.out.find("quorvane-cli album show <folder|file.qvo>"), std::string::npos);
+  EXPECT_NE(r.out.find("quorvane-cli xml check <file>"), std::string::npos);
   for (const imaging::EditCommand& command : imaging::kEditCommands) {
     EXPECT_NE(r.out.find("\n  " + std::string(command.name) + " "), std::string::npos)
         << command.name;

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
+#include <optional>
 #include <set>
 #include <sys/file.h>
 #include <unistd.h>
@@ -92,6 +93,19 @@ std::string Damaged(std::string good, std::string_view how) {
   return good;
 }
 
+// Points the temporary folder, where working copies go, elsewhere for one scope.
+class ScopedTmpDir {
+ public:
+  explicit ScopedTmpDir(const fs::path& folder) {
+    if (const char* old = std::getenv("TMPDIR")) saved_ = old;
+    ::setenv("TMPDIR", folder.c_str(), 1);
+  }
+  ~ScopedTmpDir() { saved_ ? ::setenv("TMPDIR", saved_->c_str(), 1) : ::unsetenv("TMPDIR"); }
+
+ private:
+  std::optional<std::string> saved_;
+};
+
 class AlbumArchiveTest : public ::testing::Test {
  protected:
   fs::path MakeAlbumFolder() {
@@ -162,9 +176,7 @@ TEST_F(AlbumArchiveTest, OpenRemovesAbandonedWorkingCopiesOnly) {
   ASSERT_TRUE(PackAlbumFolder(MakeAlbumFolder(), archive, {}, &error_)) << error_;
   const fs::path tmp = temp_ / "tmp";
   fs::create_directories(tmp);
-  const char* saved = std::getenv("TMPDIR");
-  const std::string previous = saved ? saved : "";
-  ::setenv("TMPDIR", tmp.c_str(), 1);
+  const ScopedTmpDir scoped(tmp);
 
   auto make = [&](const std::string& name, bool old, fs::perms perms = fs::perms::owner_all) {
     fs::create_directories(tmp / name);
@@ -195,11 +207,6 @@ TEST_F(AlbumArchiveTest, OpenRemovesAbandonedWorkingCopiesOnly) {
     EXPECT_TRUE(fs::exists(store->working_copy()));
   }
   ::close(in_use);
-  if (saved) {
-    ::setenv("TMPDIR", previous.c_str(), 1);
-  } else {
-    ::unsetenv("TMPDIR");
-  }
 }
 
 TEST_F(AlbumArchiveTest, CancelledPackLeavesPreviousArchiveAndNoTemporaryFile) {
@@ -250,11 +257,10 @@ TEST_P(HostileArchiveTest, IsRefusedWithItsMessageAndWritesNothing) {
   EXPECT_TRUE(fs::is_empty(sandbox / "out"));
 
   // Opened as an album, its working copy goes away again.
-  const char* old_tmpdir = std::getenv("TMPDIR");
-  const std::string saved = old_tmpdir != nullptr ? old_tmpdir : "";
-  ::setenv("TMPDIR", (sandbox / "out").c_str(), 1);
-  EXPECT_EQ(ArchiveStore::Open(archive, {}, &error_), nullptr);
-  old_tmpdir != nullptr ? ::setenv("TMPDIR", saved.c_str(), 1) : ::unsetenv("TMPDIR");
+  {
+    const ScopedTmpDir scoped(sandbox / "out");
+    EXPECT_EQ(ArchiveStore::Open(archive, {}, &error_), nullptr);
+  }
   EXPECT_EQ(error_, expected);
   EXPECT_TRUE(fs::is_empty(sandbox / "out"));
 }

@@ -72,7 +72,6 @@ TEST_F(BatchOperationsTest, AddingGoesOnPastAFailureWithTheBatchTexts) {
   EXPECT_EQ(AddImages(*album_, again, 1, batch_, &added).done, 2);
   EXPECT_EQ(Files(), (std::vector<std::string>{"a.jpg", "a-0.jpg", "a-b-0.png", "a-b.png"}));
   EXPECT_EQ(added, (std::vector<size_t>{1, 2}));
-  EXPECT_EQ(BatchProgressText("Printing", "\"x\"", 2, 5), "Printing \"x\" (image 2 of 5) ...");
 }
 
 TEST_F(BatchOperationsTest, DeletingTakesPositionMinusKAndLabelsByCaption) {
