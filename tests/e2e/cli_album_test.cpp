@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "cli_test_fixture.h"
 
@@ -52,8 +55,10 @@ TEST_F(CliAlbumTest, SetChangesFieldsAndShowReadsThemBack) {
   EXPECT_NE(RunCli({"album", "show", album}).out.find("Date: -\n"), std::string::npos);
 }
 
-TEST_F(CliAlbumTest, BadArgumentsExitTwoWithOneLine) {
-  const std::string album = Fixture("tarnwell");
+// Usage errors of every command (search's have their own test): exit code 2, one line on
+// stderr, and nothing written.
+TEST_F(CliAlbumTest, BadCommandLinesExitTwoWithOneLineAndWriteNothing) {
+  const std::string album = Fixture("tarnwell");  // two photos
   const std::string before = testing::ReadTextFile(fs::path(album) / "index.quorvane");
   const std::vector<std::vector<std::string>> bad = {
       {"album"},
@@ -66,15 +71,35 @@ TEST_F(CliAlbumTest, BadArgumentsExitTwoWithOneLine) {
       {"nonsense"},
       {"xml", "check", "a", "b"},
       {"xml", "check", "a", "--flags", "300"},
+      {"library"},
+      {"library", "list", "--sort", "4"},
+      {"library", "list", "extra"},
+      {"library", "create"},
+      {"library", "create", "x", "--date", "someday"},
+      {"library", "delete", "x", "--force"},
+      {"settings"},
+      {"settings", "get"},
+      {"settings", "get", "smtp.colour"},
+      {"settings", "set", "smtp.port"},
+      {"settings", "set", "smtp.port", "twenty-five"},
+      {"edit", album, "unsharp-mask"},  // not offered on albums
+      {"edit", album, "resize"},        // needs --size
+      {"edit", album, "lighten", "--photos", "3"},
+      {"edit-file", "in.png", "out.png", "posterize"},
+      {"edit-file", "in.png", "out.png", "crop", "--select", "oval", "1,1,2,2"},
+      {"thumbs"},
+      {"thumbs", album, "--cell", "120"},
+      {"thumbs", album, "--cell", "2x90"},
+      {"thumbs", album, "--workers", "0"},
   };
   for (const auto& args : bad) {
     const auto r = RunCli(args);
-    EXPECT_EQ(r.exit_code, 2) << args.back();
+    EXPECT_EQ(r.exit_code, 2) << args[0] << " ... " << args.back();
     EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
     EXPECT_EQ(r.err.rfind("quorvane-cli: ", 0), 0u) << r.err;
   }
-  // Nothing was written by a rejected command.
   EXPECT_EQ(testing::ReadTextFile(fs::path(album) / "index.quorvane"), before);
+  EXPECT_EQ(RunCli({"settings", "get", "smtp.port"}).out, "25\n");
 }
 
 TEST_F(CliAlbumTest, FailedLoadPrintsTheAlbumsErrorAndExitsOne) {

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
-#include <stdlib.h>
 
 #include "cli_test_fixture.h"
 
