@@ -15,6 +15,8 @@
 #include "album/album.h"
 #include "album/album_index.h"
 #include "album/archive_store.h"
+#include "album/batch_operations.h"
+#include "album/photo_operations.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::album {
@@ -155,8 +157,15 @@ TEST_F(AlbumArchiveTest, PackOpenChangeCommitAndReopen) {
     EXPECT_EQ(album.title(), "Summer & sea");
     album.set_title("Renamed");
     ASSERT_TRUE(album.store().WriteFile("notes.png", "new file"));
-    ASSERT_TRUE(AlbumIndex::SaveIndex(album) && album.store().Commit({}))
-        << album.store().LastError();
+    // One photo added, one added and removed: kept for undo only, it stays out of the archive.
+    image::Image picture;
+    ASSERT_TRUE(picture.Create(50, 40, false));
+    ASSERT_TRUE(picture.Save(temp_ / "new.png", image::ImageFormat::kPng));
+    ASSERT_TRUE(AddImageFromDisk(album, temp_ / "new.png", "new.png", -1)) << album.last_error();
+    ASSERT_TRUE(AddImageFromDisk(album, temp_ / "new.png", "gone.png", -1)) << album.last_error();
+    const size_t last[] = {2};
+    ASSERT_EQ(DeletePhotos(album, last, {}, nullptr).done, 1);
+    ASSERT_TRUE(SaveAlbum(album)) << album.last_error();
   }
   EXPECT_FALSE(fs::exists(working_copy));
 
@@ -165,8 +174,13 @@ TEST_F(AlbumArchiveTest, PackOpenChangeCommitAndReopen) {
   Album reopened(std::move(store));
   ASSERT_TRUE(AlbumIndex::LoadIndex(reopened)) << reopened.last_error();
   EXPECT_EQ(reopened.title(), "Renamed");
-  EXPECT_EQ(reopened.photos().size(), 1u);
-  EXPECT_TRUE(reopened.store().FileExists("notes.png"));
+  ASSERT_EQ(reopened.photos().size(), 2u);
+  EXPECT_EQ(reopened.photos()[1].width, 50);
+  for (const char* name : {"notes.png", "new.png", "_thumb_new.jpg"}) {
+    EXPECT_TRUE(reopened.store().FileExists(name)) << name;
+  }
+  EXPECT_FALSE(reopened.store().FileExists("gone.png"));
+  EXPECT_FALSE(reopened.store().FileExists("_thumb_gone.jpg"));
 }
 
 // Working copies of programs that crashed are removed by the next Open; one in use, one just

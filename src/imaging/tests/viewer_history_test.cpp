@@ -118,20 +118,7 @@ TEST_F(ViewerDocumentTest, RunsThatChangeNothingRecordNothing) {
   EXPECT_TRUE(SamePixels(document.image(), before));
 }
 
-TEST_F(ViewerDocumentTest, CropKeepsTheSelectionAndUndoes) {
-  ViewerDocument document(Gradient(40, 30), {}, temp_.path());
-  const Image before = document.image();
-  ASSERT_EQ(Edit(document, 32848, {5, 10, 25, 20, 0}), kFilterOk);
-  const Image cropped = document.image();
-  EXPECT_EQ(cropped.width(), 20);
-  EXPECT_EQ(cropped.height(), 10);
-  EXPECT_EQ(cropped.GetPixel(0, 0), before.GetPixel(5, 10));
-  EXPECT_EQ(document.history().UndoLabel(), "Crop");
-  ASSERT_TRUE(document.Undo());
-  EXPECT_TRUE(SamePixels(document.image(), before));
-}
-
-TEST_F(ViewerDocumentTest, SelectionLimitsTheEditWhereDrawn) {
+TEST_F(ViewerDocumentTest, SelectionLimitsTheEditAndTheCropWhereDrawn) {
   ViewerDocument document(Gradient(40, 30), {}, temp_.path());
   const Image before = document.image();
   // Drawn on a display at half size: display rows 2..4 are image rows 4..9.
@@ -144,6 +131,15 @@ TEST_F(ViewerDocumentTest, SelectionLimitsTheEditWhereDrawn) {
   EXPECT_EQ(inside.g, inside.b);
   EXPECT_EQ(after.GetPixel(3, 2), before.GetPixel(3, 2));
   EXPECT_EQ(after.GetPixel(10, 5), before.GetPixel(10, 5));
+
+  ASSERT_EQ(Edit(document, 32848, {5, 10, 25, 20, 0}), kFilterOk);
+  const Image cropped = document.image();
+  EXPECT_EQ(cropped.width(), 20);
+  EXPECT_EQ(cropped.height(), 10);
+  EXPECT_EQ(cropped.GetPixel(0, 0), after.GetPixel(5, 10));
+  EXPECT_EQ(document.history().UndoLabel(), "Crop");
+  ASSERT_TRUE(document.Undo());
+  EXPECT_TRUE(SamePixels(document.image(), after));
 }
 
 TEST_F(ViewerDocumentTest, TextStepsExchangeTheRecord) {
