@@ -1,12 +1,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
-#include <stdlib.h>
 
-#include <gtest/gtest.h>
-
-#include "testing/cli_runner.h"
-#include "testing/temp_dir.h"
+#include "cli_test_fixture.h"
 
 namespace quorvane {
 namespace {
@@ -17,12 +13,11 @@ using testing::WriteTextFile;
 
 const std::string kSep(1, static_cast<char>(fs::path::preferred_separator));
 
-// A library of two albums written as the program writes them, and every folder the CLI
-// finds through the environment inside the test's own temporary folder.
-class CliSearchTest : public ::testing::Test {
+// A library of two albums written as the program writes them.
+class CliSearchTest : public testing::CliTest {
  protected:
   void SetUp() override {
-    testing::PointUserFoldersInto(dir_.path());
+    CliTest::SetUp();
     Album("trip",
           "<Quorvane Version=\"1.0\" Title=\"Trip\">"
           "<Image ImageFile=\"a.jpg\" Title=\"Sunset\" Keywords=\"beach;Sun, sea\">"
@@ -52,8 +47,6 @@ class CliSearchTest : public ::testing::Test {
     for (const std::string& line : all) out += line;
     return out;
   }
-
-  testing::TempDir dir_;
 };
 
 TEST_F(CliSearchTest, SearchesTheLibraryAndKeepsTheResults) {

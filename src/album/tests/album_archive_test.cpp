@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
+#include <optional>
 #include <set>
 #include <sys/file.h>
 #include <unistd.h>
@@ -14,6 +15,8 @@
 #include "album/album.h"
 #include "album/album_index.h"
 #include "album/archive_store.h"
+#include "album/batch_operations.h"
+#include "album/photo_operations.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::album {
@@ -92,6 +95,19 @@ std::string Damaged(std::string good, std::string_view how) {
   return good;
 }
 
+// Points the temporary folder, where working copies go, elsewhere for one scope.
+class ScopedTmpDir {
+ public:
+  explicit ScopedTmpDir(const fs::path& folder) {
+    if (const char* old = std::getenv("TMPDIR")) saved_ = old;
+    ::setenv("TMPDIR", folder.c_str(), 1);
+  }
+  ~ScopedTmpDir() { saved_ ? ::setenv("TMPDIR", saved_->c_str(), 1) : ::unsetenv("TMPDIR"); }
+
+ private:
+  std::optional<std::string> saved_;
+};
+
 class AlbumArchiveTest : public ::testing::Test {
  protected:
   fs::path MakeAlbumFolder() {
@@ -141,8 +157,15 @@ TEST_F(AlbumArchiveTest, PackOpenChangeCommitAndReopen) {
     EXPECT_EQ(album.title(), "Summer & sea");
     album.set_title("Renamed");
     ASSERT_TRUE(album.store().WriteFile("notes.png", "new file"));
-    ASSERT_TRUE(AlbumIndex::SaveIndex(album) && album.store().Commit({}))
-        << album.store().LastError();
+    // One photo added, one added and removed: kept for undo only, it stays out of the archive.
+    image::Image picture;
+    ASSERT_TRUE(picture.Create(50, 40, false));
+    ASSERT_TRUE(picture.Save(temp_ / "new.png", image::ImageFormat::kPng));
+    ASSERT_TRUE(AddImageFromDisk(album, temp_ / "new.png", "new.png", -1)) << album.last_error();
+    ASSERT_TRUE(AddImageFromDisk(album, temp_ / "new.png", "gone.png", -1)) << album.last_error();
+    const size_t last[] = {2};
+    ASSERT_EQ(DeletePhotos(album, last, {}, nullptr).done, 1);
+    ASSERT_TRUE(SaveAlbum(album)) << album.last_error();
   }
   EXPECT_FALSE(fs::exists(working_copy));
 
@@ -151,8 +174,13 @@ TEST_F(AlbumArchiveTest, PackOpenChangeCommitAndReopen) {
   Album reopened(std::move(store));
   ASSERT_TRUE(AlbumIndex::LoadIndex(reopened)) << reopened.last_error();
   EXPECT_EQ(reopened.title(), "Renamed");
-  EXPECT_EQ(reopened.photos().size(), 1u);
-  EXPECT_TRUE(reopened.store().FileExists("notes.png"));
+  ASSERT_EQ(reopened.photos().size(), 2u);
+  EXPECT_EQ(reopened.photos()[1].width, 50);
+  for (const char* name : {"notes.png", "new.png", "_thumb_new.jpg"}) {
+    EXPECT_TRUE(reopened.store().FileExists(name)) << name;
+  }
+  EXPECT_FALSE(reopened.store().FileExists("gone.png"));
+  EXPECT_FALSE(reopened.store().FileExists("_thumb_gone.jpg"));
 }
 
 // Working copies of programs that crashed are removed by the next Open; one in use, one just
@@ -162,9 +190,7 @@ TEST_F(AlbumArchiveTest, OpenRemovesAbandonedWorkingCopiesOnly) {
   ASSERT_TRUE(PackAlbumFolder(MakeAlbumFolder(), archive, {}, &error_)) << error_;
   const fs::path tmp = temp_ / "tmp";
   fs::create_directories(tmp);
-  const char* saved = std::getenv("TMPDIR");
-  const std::string previous = saved ? saved : "";
-  ::setenv("TMPDIR", tmp.c_str(), 1);
+  const ScopedTmpDir scoped(tmp);
 
   auto make = [&](const std::string& name, bool old, fs::perms perms = fs::perms::owner_all) {
     fs::create_directories(tmp / name);
@@ -195,11 +221,6 @@ TEST_F(AlbumArchiveTest, OpenRemovesAbandonedWorkingCopiesOnly) {
     EXPECT_TRUE(fs::exists(store->working_copy()));
   }
   ::close(in_use);
-  if (saved) {
-    ::setenv("TMPDIR", previous.c_str(), 1);
-  } else {
-    ::unsetenv("TMPDIR");
-  }
 }
 
 TEST_F(AlbumArchiveTest, CancelledPackLeavesPreviousArchiveAndNoTemporaryFile) {
@@ -250,11 +271,10 @@ TEST_P(HostileArchiveTest, IsRefusedWithItsMessageAndWritesNothing) {
   EXPECT_TRUE(fs::is_empty(sandbox / "out"));
 
   // Opened as an album, its working copy goes away again.
-  const char* old_tmpdir = std::getenv("TMPDIR");
-  const std::string saved = old_tmpdir != nullptr ? old_tmpdir : "";
-  ::setenv("TMPDIR", (sandbox / "out").c_str(), 1);
-  EXPECT_EQ(ArchiveStore::Open(archive, {}, &error_), nullptr);
-  old_tmpdir != nullptr ? ::setenv("TMPDIR", saved.c_str(), 1) : ::unsetenv("TMPDIR");
+  {
+    const ScopedTmpDir scoped(sandbox / "out");
+    EXPECT_EQ(ArchiveStore::Open(archive, {}, &error_), nullptr);
+  }
   EXPECT_EQ(error_, expected);
   EXPECT_TRUE(fs::is_empty(sandbox / "out"));
 }

@@ -1,5 +1,5 @@
 // Many photos at once (progress texts, the position rule of deletes, going on after a
-// failure), the cell pictures, and an album that lives in an archive.
+// failure) and the cell pictures.
 #include "album/batch_operations.h"
 
 #include <memory>
@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include "album/album_index.h"
-#include "album/archive_store.h"
 #include "album/cell_bitmaps.h"
 #include "album/folder_store.h"
 #include "album/photo_naming.h"
@@ -72,7 +70,6 @@ TEST_F(BatchOperationsTest, AddingGoesOnPastAFailureWithTheBatchTexts) {
   EXPECT_EQ(AddImages(*album_, again, 1, batch_, &added).done, 2);
   EXPECT_EQ(Files(), (std::vector<std::string>{"a.jpg", "a-0.jpg", "a-b-0.png", "a-b.png"}));
   EXPECT_EQ(added, (std::vector<size_t>{1, 2}));
-  EXPECT_EQ(BatchProgressText("Printing", "\"x\"", 2, 5), "Printing \"x\" (image 2 of 5) ...");
 }
 
 TEST_F(BatchOperationsTest, DeletingTakesPositionMinusKAndLabelsByCaption) {
@@ -170,44 +167,6 @@ TEST(CellBitmapsTest, PlaceholderHasFrameCrossAndText) {
   }
   EXPECT_GT(dark, 5);
   EXPECT_FALSE(MakeNoImageBitmap(0, 5).IsValid());
-}
-
-TEST(ArchiveAlbumTest, PhotosAddedToAnArchiveSurviveSaveAndReopen) {
-  testing::TempDir dir;
-  fs::create_directories(dir / "folder");
-  {
-    Album album(std::make_unique<FolderStore>(dir / "folder"));
-    album.set_title("Trip");
-    ASSERT_TRUE(SaveAlbum(album));
-  }
-  std::string error;
-  ASSERT_TRUE(PackAlbumFolder(dir / "folder", dir / "trip.qvo", {}, &error)) << error;
-
-  Image picture;
-  ASSERT_TRUE(picture.Create(50, 40, false, Rgba{1, 2, 3, 255}));
-  ASSERT_TRUE(picture.Save(dir / "new.png", ImageFormat::kPng));
-  {
-    auto store = ArchiveStore::Open(dir / "trip.qvo", {}, &error);
-    ASSERT_NE(store, nullptr) << error;
-    Album album(std::move(store));
-    ASSERT_TRUE(AlbumIndex::LoadIndex(album));
-    ASSERT_TRUE(AddImageFromDisk(album, dir / "new.png", "new.png", -1)) << album.last_error();
-    ASSERT_TRUE(AddImageFromDisk(album, dir / "new.png", "gone.png", -1)) << album.last_error();
-    std::vector<RemovedPhoto> removed;
-    const std::vector<size_t> last = {1};
-    ASSERT_EQ(DeletePhotos(album, last, {}, &removed).done, 1);
-    ASSERT_TRUE(SaveAlbum(album)) << album.last_error();
-  }
-  ASSERT_TRUE(UnpackArchive(dir / "trip.qvo", dir / "unpacked", {}, &error)) << error;
-  EXPECT_TRUE(fs::exists(dir / "unpacked" / "new.png"));
-  EXPECT_TRUE(fs::exists(dir / "unpacked" / "_thumb_new.jpg"));
-  // The removed photo was kept only for undo and stays out of the archive.
-  EXPECT_FALSE(fs::exists(dir / "unpacked" / "gone.png"));
-  Album reopened(std::make_unique<FolderStore>(dir / "unpacked"));
-  ASSERT_TRUE(AlbumIndex::LoadIndex(reopened));
-  ASSERT_EQ(reopened.photos().size(), 1u);
-  EXPECT_EQ(reopened.photos()[0].width, 50);
-  EXPECT_EQ(reopened.title(), "Trip");
 }
 
 }  // namespace

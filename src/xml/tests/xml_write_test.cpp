@@ -112,15 +112,6 @@ TEST(ByteBufferTest, CapacityGrowsInStepsUntilLengthPlusAppendIsBelowIt) {
   EXPECT_EQ(buffer.length(), 2512u);
 }
 
-TEST(ByteBufferTest, DetachHandsOverAndEmpties) {
-  ByteBuffer buffer;
-  buffer.Append("abc");
-  EXPECT_EQ(buffer.Detach(), "abc");
-  EXPECT_EQ(buffer.length(), 0u);
-  EXPECT_EQ(buffer.capacity(), 0u);
-  EXPECT_TRUE(buffer.AtEnd());
-}
-
 TEST(ByteBufferTest, AdoptedInputEndsAtFirstFF) {
   ByteBuffer buffer;
   std::string bytes = "ab\xff" + std::string(40, 'c');  // long enough to live on the heap
