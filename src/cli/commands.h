@@ -57,7 +57,7 @@ inline constexpr Command kCommands[] = {
      "library delete <name> [--yes] [--library DIR]",
      RunLibraryCommand},
     {"search",
-     "search <text> [--title] [--description] [--keywords] [--library DIR | --album FOLDER...] "
+     "search <text> [--title] [--description] [--keywords] [--library DIR | --album ALBUM...] "
      "[--keep]\n"
      "search --saved",
      RunSearchCommand},

@@ -18,9 +18,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kUsage =
-    "search <text> [--title] [--description] [--keywords] [--library DIR | --album FOLDER...] "
-    "[--keep]\n"
-    "search --saved";
+    "search <text> [--title] [--description] [--keywords] [--library DIR | --album ALBUM...] "
+    "[--keep] | search --saved";
 constexpr OptionSpec kOptions[] = {
     {"--title", false}, {"--description", false}, {"--keywords", false}, {"--library", true},
     {"--album", true},  {"--saved", false},       {"--keep", false}};

@@ -55,8 +55,7 @@ TEST_F(CliAlbumTest, SetChangesFieldsAndShowReadsThemBack) {
   EXPECT_NE(RunCli({"album", "show", album}).out.find("Date: -\n"), std::string::npos);
 }
 
-// Usage errors of every command (search's have their own test): exit code 2, one line on
-// stderr, and nothing written.
+// Usage errors of every command: exit code 2, one line on stderr, and nothing written.
 TEST_F(CliAlbumTest, BadCommandLinesExitTwoWithOneLineAndWriteNothing) {
   const std::string album = Fixture("tarnwell");  // two photos
   const std::string before = testing::ReadTextFile(fs::path(album) / "index.quorvane");
@@ -91,6 +90,10 @@ TEST_F(CliAlbumTest, BadCommandLinesExitTwoWithOneLineAndWriteNothing) {
       {"thumbs", album, "--cell", "120"},
       {"thumbs", album, "--cell", "2x90"},
       {"thumbs", album, "--workers", "0"},
+      {"search"},
+      {"search", "a", "--library", "x", "--album", "y"},
+      {"search", "--saved", "extra"},
+      {"search", "a", "b"},
   };
   for (const auto& args : bad) {
     const auto r = RunCli(args);
