@@ -11,8 +11,8 @@ using quorvane::browser::internal::PhotoPresenceCache;
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   PhotoPresenceCache cache({});
   if (!cache.Parse(std::string_view(reinterpret_cast<const char*>(data), size))) return 0;
-  const std::string written = cache.Serialize(/*complete=*/false);
+  const std::string written = cache.Serialize();
   PhotoPresenceCache again({});
-  if (!again.Parse(written) || again.Serialize(false) != written) std::abort();
+  if (!again.Parse(written) || again.Serialize() != written) std::abort();
   return 0;
 }

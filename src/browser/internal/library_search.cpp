@@ -172,7 +172,8 @@ SearchSummary SearchLibrary(const SearchRequest& request, const SearchScope& sco
       pipeline.Handed(i);
     }
   }
-  presence.Save(/*complete=*/!summary.stopped);
+  presence.ForgetOthersIn(scope.library, paths);
+  presence.Save();
   return summary;
 }
 

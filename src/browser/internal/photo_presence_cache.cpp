@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/file_util.h"
@@ -67,7 +68,7 @@ bool PhotoPresenceCache::Parse(std::string_view in) {
       field = static_cast<int64_t>(value);
     }
     if (!ok) break;
-    entries_[std::move(folder)].stamp = StampFrom(fields);
+    entries_[std::move(folder)] = StampFrom(fields);
   }
   if (entries_.size() != count || !in.empty()) {
     entries_.clear();
@@ -80,12 +81,11 @@ bool PhotoPresenceCache::AllPresent(const std::string& folder, const FolderStamp
   std::lock_guard lock(mutex_);
   const auto it = entries_.find(folder);
   if (it == entries_.end()) return false;
-  if (it->second.stamp != stamp) {  // the folder changed: list it again, and forget the answer
+  if (it->second != stamp) {  // the folder changed: list it again, and forget the answer
     entries_.erase(it);
     changed_ = true;
     return false;
   }
-  it->second.used = true;
   return true;
 }
 
@@ -94,39 +94,43 @@ void PhotoPresenceCache::Remember(const std::string& folder, const FolderStamp& 
     return;
   }
   std::lock_guard lock(mutex_);
-  Entry& entry = entries_[folder];
-  if (!entry.used || entry.stamp != stamp) changed_ = true;
-  entry.stamp = stamp;
-  entry.used = true;
+  const auto [it, added] = entries_.try_emplace(folder, stamp);
+  if (added || it->second != stamp) changed_ = true;
+  it->second = stamp;
 }
 
-std::string PhotoPresenceCache::Serialize(bool complete) const {
+void PhotoPresenceCache::ForgetOthersIn(const std::filesystem::path& library,
+                                        const std::vector<std::string>& albums) {
+  const std::unordered_set<std::string_view> current(albums.begin(), albums.end());
+  std::erase_if(entries_, [&](const auto& entry) {
+    const bool forget = !current.contains(entry.first) &&
+                        std::filesystem::path(entry.first).parent_path() == library;
+    changed_ = changed_ || forget;
+    return forget;
+  });
+}
+
+std::string PhotoPresenceCache::Serialize() const {
   // In folder order, so that the same cache always makes the same file.
-  std::vector<const std::pair<const std::string, Entry>*> kept;
-  for (const auto& entry : entries_) {
-    if (entry.second.used || !complete) kept.push_back(&entry);
-  }
-  std::sort(kept.begin(), kept.end(), [](auto* a, auto* b) { return a->first < b->first; });
+  std::vector<const std::pair<const std::string, FolderStamp>*> sorted;
+  for (const auto& entry : entries_) sorted.push_back(&entry);
+  std::sort(sorted.begin(), sorted.end(), [](auto* a, auto* b) { return a->first < b->first; });
   std::string out(kMagic);
-  PutU64(kept.size(), &out);
-  for (const auto* entry : kept) {
+  PutU64(sorted.size(), &out);
+  for (const auto* entry : sorted) {
     PutU64(entry->first.size(), &out);
     out += entry->first;
-    for (int64_t field : Fields(entry->second.stamp)) PutU64(static_cast<uint64_t>(field), &out);
+    for (int64_t field : Fields(entry->second)) PutU64(static_cast<uint64_t>(field), &out);
   }
   return out;
 }
 
-void PhotoPresenceCache::Save(bool complete) {
-  bool dropped = false;
-  if (complete) {
-    for (const auto& [folder, entry] : entries_) dropped = dropped || !entry.used;
-  }
-  if (file_.empty() || (!changed_ && !dropped)) return;
+void PhotoPresenceCache::Save() {
+  if (file_.empty() || !changed_) return;
   std::error_code ec;
   std::filesystem::create_directories(file_.parent_path(), ec);
   std::string error;
-  platform::WriteFileAtomically(file_, Serialize(complete), &error, platform::Flush::kLater);
+  platform::WriteFileAtomically(file_, Serialize(), &error, platform::Flush::kLater);
   changed_ = false;
 }
 

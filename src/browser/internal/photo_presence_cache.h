@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "browser/internal/regular_files.h"
 
@@ -38,26 +39,25 @@ class PhotoPresenceCache {
   // Takes the remembered folders from a file's bytes; false (and empty) when damaged.
   bool Parse(std::string_view bytes);
 
-  // True when every photo of the album at `folder` was found when its stamp was this one.
-  // Either way the folder counts as still part of the library.
+  // True when every photo of the album at `folder` was found when its stamp was this one. A
+  // folder whose stamp changed is forgotten until Remember notes it again.
   bool AllPresent(const std::string& folder, const FolderStamp& stamp);
   // Notes that every photo of `folder` was found now; ignored unless the stamp is settled.
   void Remember(const std::string& folder, const FolderStamp& stamp);
 
-  // The bytes of the file: the folders looked up or remembered since loading, or all when
-  // `complete` is false (a search that stopped early says nothing of the rest).
-  std::string Serialize(bool complete) const;
-  // Writes the file when its content would change; a failure only costs speed.
-  void Save(bool complete);
+  // Forgets the folders of `library` (its direct subfolders) that are not among `albums`,
+  // the library's albums now. Folders of other libraries stay.
+  void ForgetOthersIn(const std::filesystem::path& library, const std::vector<std::string>& albums);
+
+  // The bytes of the file, folders in name order.
+  std::string Serialize() const;
+  // Writes the file when its content changed; a failure only costs speed.
+  void Save();
 
  private:
-  struct Entry {
-    FolderStamp stamp;
-    bool used = false;
-  };
   std::filesystem::path file_;
   std::mutex mutex_;  // AllPresent and Remember come from several search threads
-  std::unordered_map<std::string, Entry> entries_;
+  std::unordered_map<std::string, FolderStamp> entries_;
   int64_t settled_before_ns_;
   bool changed_ = false;
 };

@@ -163,7 +163,7 @@ TEST(SearchIndexReaderTest, PresenceCacheNeverHidesAPhotoThatCameOrWent) {
     EXPECT_FALSE(reader.used_full_reader());
     ASSERT_EQ(reader.photo_count(), want_photos);
     ExpectSameAsOpening(folder, {"with the presence cache", "", true});
-    cache.Save(/*complete=*/true);
+    cache.Save();
   };
 
   read_with_cache(3);  // too fresh to be remembered
@@ -192,10 +192,12 @@ TEST(PhotoPresenceCacheTest, KeepsSettledFoldersOnlyAndSurvivesADamagedFile) {
   fresh.index.changed_ns = internal::NowNs();
   {
     internal::PhotoPresenceCache cache(file);
-    cache.Remember("/lib/old", settled);
+    for (const char* folder :
+         {"/lib/old", "/lib/gone", "/lib/deleted", "/lib/unread", "/other/kept"}) {
+      cache.Remember(folder, settled);
+    }
     cache.Remember("/lib/fresh", fresh);
-    cache.Remember("/lib/gone", settled);
-    cache.Save(/*complete=*/true);
+    cache.Save();
   }
   {
     internal::PhotoPresenceCache cache(file);
@@ -204,8 +206,11 @@ TEST(PhotoPresenceCacheTest, KeepsSettledFoldersOnlyAndSurvivesADamagedFile) {
     EXPECT_FALSE(cache.AllPresent("/lib/fresh", fresh));
     internal::FolderStamp changed = settled;
     changed.folder.modified_ns += 1;
-    EXPECT_FALSE(cache.AllPresent("/lib/gone", changed));
-    cache.Save(/*complete=*/true);  // "/lib/gone" changed, and is forgotten
+    EXPECT_FALSE(cache.AllPresent("/lib/gone", changed));  // and forgotten
+    // "/lib" no longer holds "deleted"; "unread" is still there though this search settled it
+    // from its bytes alone; "/other" was not searched.
+    cache.ForgetOthersIn("/lib", {"/lib/old", "/lib/gone", "/lib/unread", "/lib/new"});
+    cache.Save();
   }
   std::string bytes;
   std::string error;
@@ -213,7 +218,10 @@ TEST(PhotoPresenceCacheTest, KeepsSettledFoldersOnlyAndSurvivesADamagedFile) {
   internal::PhotoPresenceCache cache(file);
   ASSERT_TRUE(cache.Parse(bytes));
   EXPECT_TRUE(cache.AllPresent("/lib/old", settled));
+  EXPECT_TRUE(cache.AllPresent("/other/kept", settled));
+  EXPECT_TRUE(cache.AllPresent("/lib/unread", settled));
   EXPECT_FALSE(cache.AllPresent("/lib/gone", settled));
+  EXPECT_FALSE(cache.AllPresent("/lib/deleted", settled));
 
   for (size_t cut : {size_t{0}, size_t{10}, bytes.size() / 2, bytes.size() - 1}) {
     internal::PhotoPresenceCache damaged(file);
