@@ -1,5 +1,6 @@
 #include "browser/search_index_reader.h"
 
+#include <algorithm>
 #include <array>
 
 #include "album/album.h"
@@ -223,16 +224,19 @@ bool SearchIndexReader::ScanWithListing(bool* all_found) {
   std::vector<size_t> lengths;
   bool saw_links = false;
   if (!internal::ListRegularFiles(folder_, &names_, &lengths, &saw_links)) return false;
+  // Sorted views into one buffer: no allocation per name, unlike a hash set.
   listed_.clear();
   listed_.reserve(lengths.size());
   size_t offset = 0;
   for (size_t length : lengths) {
-    listed_.insert(std::string_view(names_).substr(offset, length));
+    listed_.push_back(std::string_view(names_).substr(offset, length));
     offset += length;
   }
+  std::sort(listed_.begin(), listed_.end());
   *all_found = !saw_links;
   return Scan([&](std::string_view name) {
-    const bool found = album::IsPlainFileName(name) && listed_.contains(name);
+    const bool found =
+        album::IsPlainFileName(name) && std::binary_search(listed_.begin(), listed_.end(), name);
     *all_found = *all_found && found;
     return found;
   });

@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "album/album_photo.h"
@@ -92,7 +91,7 @@ class SearchIndexReader {
   std::string title_;
   std::string scratch_[3];
   std::string names_;  // the album folder's regular files, one after another
-  std::unordered_set<std::string_view> listed_;
+  std::vector<std::string_view> listed_;  // names_ in sorted order
   std::string last_error_;
 };
 
