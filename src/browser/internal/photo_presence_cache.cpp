@@ -102,9 +102,11 @@ void PhotoPresenceCache::Remember(const std::string& folder, const FolderStamp& 
 void PhotoPresenceCache::ForgetOthersIn(const std::filesystem::path& library,
                                         const std::vector<std::string>& albums) {
   const std::unordered_set<std::string_view> current(albums.begin(), albums.end());
+  // "/photos/" lists its albums as "/photos/name" too.
+  const std::filesystem::path folder = library.has_filename() ? library : library.parent_path();
   std::erase_if(entries_, [&](const auto& entry) {
     const bool forget = !current.contains(entry.first) &&
-                        std::filesystem::path(entry.first).parent_path() == library;
+                        std::filesystem::path(entry.first).parent_path() == folder;
     changed_ = changed_ || forget;
     return forget;
   });

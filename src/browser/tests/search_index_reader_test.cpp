@@ -209,7 +209,7 @@ TEST(PhotoPresenceCacheTest, KeepsSettledFoldersOnlyAndSurvivesADamagedFile) {
     EXPECT_FALSE(cache.AllPresent("/lib/gone", changed));  // and forgotten
     // "/lib" no longer holds "deleted"; "unread" is still there though this search settled it
     // from its bytes alone; "/other" was not searched.
-    cache.ForgetOthersIn("/lib", {"/lib/old", "/lib/gone", "/lib/unread", "/lib/new"});
+    cache.ForgetOthersIn("/lib/", {"/lib/old", "/lib/gone", "/lib/unread", "/lib/new"});
     cache.Save();
   }
   std::string bytes;
