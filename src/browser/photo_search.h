@@ -132,11 +132,12 @@ struct SearchSummary {
 
 using ResultSink = std::function<void(SearchResult&& result)>;
 
-// Searches the scope on the calling thread and hands each result to `sink` as it is found.
-// Library albums are read from their index files (photos whose file is missing are left
-// out, so indexes match the album as it opens); an album that cannot be read is skipped.
-// `stop` is tested before each album and each photo; once it is set no further result
-// comes. Open albums are read in place: the caller keeps them unchanged until it returns.
+// Searches the scope and hands each result to `sink`, on the calling thread, in album and
+// photo order. Library albums are read from their index files (photos whose file is missing
+// are left out, so indexes match the album as it opens), on up to two threads of the search's
+// own that end before it returns; an album that cannot be read is skipped. `stop` is tested
+// before each album and each result; once it is set no further result comes. Open albums are
+// read in place: the caller keeps them unchanged until it returns.
 SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
                         const std::atomic<bool>& stop, const ResultSink& sink);
 
