@@ -89,16 +89,24 @@ int RunSearchCommand(std::span<const std::string> args) {
   }
 
   const bool keep = parsed.Has("--keep");
+  // Lines go out in blocks as results come, so a search with many results never holds all
+  // its output at once.
+  constexpr size_t kBlock = 64 * 1024;
   std::string out;
+  out.reserve(kBlock + 4096);
   std::vector<browser::SearchResultRow> rows;
   const std::atomic<bool> never_stop{false};
   browser::RunSearch(request, scope, never_stop, [&](browser::SearchResult&& result) {
     out.append(result.album_path).append(1, '\t').append(std::to_string(result.index));
     out.append(1, '\t').append(OneLine(result.photo.image_file));
     out.append(1, '\t').append(OneLine(result.photo.title)).append(1, '\n');
+    if (out.size() >= kBlock) {
+      std::cout.write(out.data(), static_cast<std::streamsize>(out.size()));
+      out.clear();
+    }
     if (keep) rows.push_back(browser::RowOf(result));
   });
-  std::cout << out << std::flush;
+  std::cout.write(out.data(), static_cast<std::streamsize>(out.size())) << std::flush;
   if (!keep) return kExitOk;
   // Keeping the list is a convenience: a failure is reported, the search still succeeded.
   const fs::path results_file = ResultsFile();
