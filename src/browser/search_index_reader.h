@@ -90,7 +90,7 @@ class SearchIndexReader {
   bool full_read_ = false;
   std::string title_;
   std::string scratch_[3];
-  std::string names_;  // the album folder's regular files, one after another
+  std::string names_;                     // the album folder's regular files, one after another
   std::vector<std::string_view> listed_;  // names_ in sorted order
   std::string last_error_;
 };
