@@ -7,25 +7,12 @@
 #include <vector>
 
 #include "image/image.h"
+#include "image_fuzz_limits.h"
 
 using namespace quorvane::image;
 
-namespace {
-
-// Inputs past this size only slow the fuzzer down without reaching new decoder states.
-constexpr size_t kMaxInputBytes = 256 * 1024;
-// Small enough that a forged header cannot make one run take seconds or hundreds of MB.
-constexpr uint64_t kMaxPixels = 4'000'000;
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool limited = [] {
-    SetMaxImagePixels(kMaxPixels);
-    return true;
-  }();
-  (void)limited;
-  if (size > kMaxInputBytes) return 0;
+  if (!quorvane::fuzz::AcceptImageInput(size)) return 0;
 
   Image image;
   if (!image.LoadFromMemory(data, size)) {
@@ -33,7 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     return 0;
   }
   if (image.width() < 1 || image.height() < 1 ||
-      static_cast<uint64_t>(image.width()) * static_cast<uint64_t>(image.height()) > kMaxPixels) {
+      static_cast<uint64_t>(image.width()) * static_cast<uint64_t>(image.height()) >
+          quorvane::fuzz::kMaxPixels) {
     std::abort();
   }
 

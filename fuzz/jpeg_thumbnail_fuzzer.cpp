@@ -6,13 +6,11 @@
 
 #include "image/image.h"
 #include "image/internal/jpeg_reduced.h"
+#include "image_fuzz_limits.h"
 
 using namespace quorvane::image;
 
 namespace {
-
-constexpr size_t kMaxInputBytes = 256 * 1024;
-constexpr uint64_t kMaxPixels = 4'000'000;
 
 void Check(const uint8_t* data, size_t size, int max_width, int max_height, bool preview) {
   internal::JpegInput input;
@@ -22,7 +20,7 @@ void Check(const uint8_t* data, size_t size, int max_width, int max_height, bool
   if (!internal::DecodeJpegReduced(input, max_width, max_height, preview, &out)) return;
   if (out.width < 1 || out.height < 1 || out.orientation < 1 || out.orientation > 8 ||
       out.rgb.size() != static_cast<size_t>(out.width) * out.height * 3 ||
-      static_cast<uint64_t>(out.source_width) * out.source_height > kMaxPixels) {
+      static_cast<uint64_t>(out.source_width) * out.source_height > quorvane::fuzz::kMaxPixels) {
     std::abort();
   }
   const bool turned = out.orientation >= 5;
@@ -38,12 +36,7 @@ void Check(const uint8_t* data, size_t size, int max_width, int max_height, bool
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool limited = [] {
-    SetMaxImagePixels(kMaxPixels);
-    return true;
-  }();
-  (void)limited;
-  if (size > kMaxInputBytes) return 0;
+  if (!quorvane::fuzz::AcceptImageInput(size)) return 0;
   Check(data, size, 8, 6, false);
   Check(data, size, 30, 30, true);
   return 0;
