@@ -9,9 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "album/ref_counted.h"
+#include "platform/ref_counted.h"
 
 namespace quorvane::album {
+
+using platform::MakeRef;
+using platform::RefCounted;
+using platform::RefPtr;
 
 class Album;
 

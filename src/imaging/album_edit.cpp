@@ -15,7 +15,7 @@ AlbumEditResult RunAlbumEdit(album::Album& album, album::AlbumHistory& history,
                              const ImageFilter& filter, std::span<const size_t> positions,
                              FilterRun& run, const album::ProgressCallback& progress) {
   AlbumEditResult result;
-  auto record = album::MakeRef<ImageOperationRecord>(filter.RecordName());
+  auto record = platform::MakeRef<ImageOperationRecord>(filter.RecordName());
   const std::string label = filter.OperationLabel();
   const int total = static_cast<int>(positions.size());
   for (int k = 0; k < total && !run.cancel.load(); ++k) {

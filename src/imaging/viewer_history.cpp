@@ -32,7 +32,7 @@ ViewerHistory::~ViewerHistory() {
   }
 }
 
-void ViewerHistory::Push(album::RefPtr<ViewerHistoryEntry> entry) {
+void ViewerHistory::Push(platform::RefPtr<ViewerHistoryEntry> entry) {
   // Entries above the current one are the redo branch; they go, with their files.
   for (size_t i = static_cast<size_t>(index_ + 1); i < entries_.size(); ++i) {
     if (!entries_[i]->spill_file_.empty()) {
@@ -48,7 +48,7 @@ void ViewerHistory::Push(album::RefPtr<ViewerHistoryEntry> entry) {
 }
 
 void ViewerHistory::PushImage(std::string label, ViewerState& state, std::mutex& guard) {
-  auto entry = album::MakeRef<ViewerHistoryEntry>();
+  auto entry = platform::MakeRef<ViewerHistoryEntry>();
   entry->label_ = std::move(label);
   entry->has_image_ = true;
   {
@@ -61,7 +61,7 @@ void ViewerHistory::PushImage(std::string label, ViewerState& state, std::mutex&
 }
 
 void ViewerHistory::PushText(std::string label, const PhotoText& before) {
-  auto entry = album::MakeRef<ViewerHistoryEntry>();
+  auto entry = platform::MakeRef<ViewerHistoryEntry>();
   entry->label_ = std::move(label);
   entry->text_ = before;
   Push(std::move(entry));

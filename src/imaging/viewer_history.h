@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "album/album_history.h"
-#include "album/ref_counted.h"
+#include "platform/ref_counted.h"
 #include "image/image.h"
 
 namespace quorvane::imaging {
@@ -35,7 +35,7 @@ struct ViewerState {
   PhotoText text;
 };
 
-class ViewerHistoryEntry : public album::RefCounted {
+class ViewerHistoryEntry : public platform::RefCounted {
  public:
   const std::string& label() const { return label_; }
   bool has_image() const { return has_image_; }
@@ -92,7 +92,7 @@ class ViewerHistory {
   const std::string& last_error() const { return last_error_; }
 
  private:
-  void Push(album::RefPtr<ViewerHistoryEntry> entry);
+  void Push(platform::RefPtr<ViewerHistoryEntry> entry);
   bool Exchange(ViewerHistoryEntry& entry, ViewerState& state, std::mutex& guard);
   // Spills every in-memory image except those of the entries next to the current position.
   void Settle();
@@ -100,7 +100,7 @@ class ViewerHistory {
   bool Restore(ViewerHistoryEntry& entry);
   std::filesystem::path SpillFolder();
 
-  std::vector<album::RefPtr<ViewerHistoryEntry>> entries_;
+  std::vector<platform::RefPtr<ViewerHistoryEntry>> entries_;
   int32_t index_ = -1;
   bool document_changed_ = false;
   std::filesystem::path spill_root_;

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <utility>
 
-namespace quorvane::album {
+namespace quorvane::platform {
 
 class RefCounted {
  public:
@@ -61,4 +61,4 @@ RefPtr<T> MakeRef(Args&&... args) {
   return RefPtr<T>(new T(std::forward<Args>(args)...));
 }
 
-}  // namespace quorvane::album
+}  // namespace quorvane::platform

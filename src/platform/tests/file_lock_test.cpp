@@ -1,0 +1,103 @@
+#include "platform/file_lock.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/progress.h"
+#include "testing/temp_dir.h"
+
+namespace quorvane::platform {
+namespace {
+
+using std::chrono::milliseconds;
+
+// Each path kind the program locks: a lock file (created when missing) and a folder itself.
+TEST(FileLockTest, ExclusiveLocksExcludeEachOtherUntilReleased) {
+  testing::TempDir dir;
+  for (const std::filesystem::path& path : {dir / "settings.lock", dir.path()}) {
+    SCOPED_TRACE(path.string());
+    FileLock first, second;
+    std::string error;
+    ASSERT_TRUE(first.Acquire(path, FileLock::Mode::kExclusive, milliseconds(0), &error)) << error;
+    EXPECT_FALSE(second.Acquire(path, FileLock::Mode::kExclusive, milliseconds(20), &error));
+    EXPECT_EQ(error, "\"" + path.string() + "\" is in use by another program");
+    EXPECT_FALSE(second.held());
+    EXPECT_FALSE(second.Acquire(path, FileLock::Mode::kShared, milliseconds(0), &error));
+
+    FileLock moved = std::move(first);  // the lock travels with the handle
+    EXPECT_FALSE(first.held());
+    moved.Release();
+    EXPECT_TRUE(second.Acquire(path, FileLock::Mode::kExclusive, milliseconds(0), &error)) << error;
+  }
+}
+
+TEST(FileLockTest, SharedLocksCoexistAndKeepWritersOut) {
+  testing::TempDir dir;
+  FileLock a, b, writer;
+  std::string error;
+  ASSERT_TRUE(a.Acquire(dir / "l", FileLock::Mode::kShared, milliseconds(0), &error)) << error;
+  ASSERT_TRUE(b.Acquire(dir / "l", FileLock::Mode::kShared, milliseconds(0), &error)) << error;
+  EXPECT_FALSE(writer.Acquire(dir / "l", FileLock::Mode::kExclusive, milliseconds(0), &error));
+}
+
+// A waiting writer gets the lock as soon as another process lets go of it, and a holder that
+// dies lets go without doing anything.
+TEST(FileLockTest, WaiterGetsTheLockWhenAnotherProcessEnds) {
+  testing::TempDir dir;
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    FileLock held;
+    std::string error;
+    if (!held.Acquire(dir.path(), FileLock::Mode::kExclusive, milliseconds(0), &error)) _exit(1);
+    (void)!::write(ready[1], "x", 1);
+    ::usleep(150 * 1000);
+    _exit(0);  // no Release: the system drops the lock with the process
+  }
+  char byte;
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+  FileLock waiter;
+  std::string error;
+  EXPECT_FALSE(waiter.Acquire(dir.path(), FileLock::Mode::kExclusive, milliseconds(0), &error));
+  EXPECT_TRUE(waiter.Acquire(dir.path(), FileLock::Mode::kExclusive, milliseconds(5000), &error))
+      << error;
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  ::close(ready[0]);
+  ::close(ready[1]);
+}
+
+TEST(FileLockTest, UnreachablePathSaysWhy) {
+  testing::TempDir dir;
+  FileLock lock;
+  std::string error;
+  EXPECT_FALSE(lock.Acquire(dir / "missing" / "x.lock", FileLock::Mode::kExclusive, milliseconds(0),
+                            &error));
+  EXPECT_EQ(error, "Unable to lock \"" + (dir / "missing" / "x.lock").string() +
+                       "\": No such file or directory");
+}
+
+TEST(ProgressTest, NestedProgressMapsOneUnitOntoTheOuterScale) {
+  struct Recorder : ProgressSink {
+    void SetPosition(int64_t position, int64_t maximum) override { last = {position, maximum}; }
+    bool Cancelled() const override { return cancel.Cancelled(); }
+    std::pair<int64_t, int64_t> last;
+    CancelFlag cancel;
+  } outer;
+  NestedProgress third(outer, 200, 100, 300);  // the third of three photos
+  third.SetPosition(1, 2);
+  EXPECT_EQ(outer.last, std::make_pair(int64_t{250}, int64_t{300}));
+  third.SetPosition(0, 0);
+  EXPECT_EQ(outer.last, std::make_pair(int64_t{200}, int64_t{300}));
+  EXPECT_FALSE(third.Cancelled());
+  outer.cancel.Cancel();
+  EXPECT_TRUE(third.Cancelled());
+}
+
+}  // namespace
+}  // namespace quorvane::platform
