@@ -11,9 +11,9 @@
 #include "album/album.h"
 #include "album/album_index.h"
 #include "album/folder_store.h"
-#include "browser/case_folding.h"
-#include "browser/photo_search.h"
-#include "browser/search_index_reader.h"
+#include "search/case_folding.h"
+#include "search/photo_search.h"
+#include "search/search_index_reader.h"
 
 namespace {
 
@@ -58,7 +58,7 @@ void BM_OpenAlbumWithIndexReader(benchmark::State& state) {
 BENCHMARK(BM_OpenAlbumWithIndexReader);
 
 void BM_ReadAlbumForSearch(benchmark::State& state) {
-  browser::SearchIndexReader reader;
+  search::SearchIndexReader reader;
   const std::string folder = AlbumFolder().string();
   for (auto _ : state) {
     if (!reader.Read(folder) || reader.used_full_reader()) state.SkipWithError("read failed");
@@ -97,13 +97,13 @@ BENCHMARK(BM_HoldsAsciiLowerCase);
 
 void BM_HoldsUnicodeFolded(benchmark::State& state) {
   const std::vector<std::string> fields = Fields();
-  const std::string text = browser::Folded("LAKE");
+  const std::string text = search::Folded("LAKE");
   std::string scratch;
   size_t found = 0, bytes = 0;
   for (auto _ : state) {
     for (const std::string& field : fields) {
       scratch.clear();
-      browser::AppendFolded(field, &scratch);
+      search::AppendFolded(field, &scratch);
       found += scratch.find(text) != std::string::npos;
       bytes += field.size();
     }
@@ -116,7 +116,7 @@ BENCHMARK(BM_HoldsUnicodeFolded);
 void BM_SettleAlbumFromBytes(benchmark::State& state) {
   std::ifstream in(AlbumFolder() / "index.quorvane", std::ios::binary);
   const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  browser::PhotoMatcher matcher(browser::SearchRequest{"Zürich", true, true, true});
+  search::PhotoMatcher matcher(search::SearchRequest{"Zürich", true, true, true});
   for (auto _ : state) {
     if (matcher.MayMatchIn(bytes)) state.SkipWithError("should be ruled out");
   }

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "browser/internal/photo_presence_cache.h"
+#include "search/internal/photo_presence_cache.h"
 
-using quorvane::browser::internal::PhotoPresenceCache;
+using quorvane::search::internal::PhotoPresenceCache;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   PhotoPresenceCache cache({});

@@ -9,8 +9,8 @@
 
 #include "album/album.h"
 #include "album/album_index.h"
-#include "browser/photo_search.h"
-#include "browser/search_index_reader.h"
+#include "search/photo_search.h"
+#include "search/search_index_reader.h"
 
 using namespace quorvane;
 
@@ -51,13 +51,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   album::Album album(std::make_unique<MemoryStore>(bytes));
   const bool opened = album::AlbumIndex::LoadIndex(album);
-  browser::SearchIndexReader reader;
+  search::SearchIndexReader reader;
   if (reader.Read(std::make_unique<MemoryStore>(bytes)) != opened) std::abort();
   if (!opened) return 0;
   if (reader.title() != album.title() || reader.photo_count() != album.photos().size()) {
     std::abort();
   }
-  browser::PhotoMatcher matcher(browser::SearchRequest{text, true, true, true});
+  search::PhotoMatcher matcher(search::SearchRequest{text, true, true, true});
   const bool may_match = matcher.MayMatchIn(bytes);
   for (size_t i = 0; i < reader.photo_count(); ++i) {
     const album::AlbumPhoto& want = album.photos()[i];

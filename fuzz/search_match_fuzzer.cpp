@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <string>
 
-#include "browser/case_folding.h"
-#include "browser/photo_search.h"
+#include "search/case_folding.h"
+#include "search/photo_search.h"
 
-using namespace quorvane::browser;
+using namespace quorvane::search;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <string>
 
-#include "browser/search_results.h"
+#include "search/search_results.h"
 #include "xml/entities.h"
 
-using namespace quorvane::browser;
+using namespace quorvane::search;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string bytes(reinterpret_cast<const char*>(data), size);

@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 
-#include "browser/thumbnail_cache.h"
+#include "thumbnails/thumbnail_cache.h"
 #include "xml/entities.h"
 
-using quorvane::browser::ThumbnailCache;
-using quorvane::browser::ThumbnailCacheEntry;
+using quorvane::thumbnails::ThumbnailCache;
+using quorvane::thumbnails::ThumbnailCacheEntry;
 
 namespace {
 

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Writes src/browser/internal/case_folding_table.inc: the simple (one character to one
+"""Writes src/search/internal/case_folding_table.inc: the simple (one character to one
 character) case folding of every Unicode code point, as compact runs, from the Unicode
 database of the Python that runs it.
 
 A character folds to its one-character full folding; when the full folding is longer (the
 German sharp s, ligatures), to its one-character lower case if it has one, else to itself.
 
-Usage: gen_case_folding.py > src/browser/internal/case_folding_table.inc
+Usage: gen_case_folding.py > src/search/internal/case_folding_table.inc
 """
 import sys
 import unicodedata

@@ -13,6 +13,7 @@
 
 #include <zip.h>
 
+#include "platform/ascii.h"
 #include "platform/file_util.h"
 
 #ifndef _WIN32
@@ -66,22 +67,15 @@ fs::path FromUtf8(std::string_view text) {
   return fs::path(std::u8string(text.begin(), text.end()));
 }
 
-bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::tolower(static_cast<unsigned char>(x)) ==
-                  std::tolower(static_cast<unsigned char>(y));
-         });
-}
-
 // Windows opens a device, not a file, for these names whatever their extension.
 bool IsWindowsDeviceName(std::string_view name) {
   const std::string_view stem = name.substr(0, name.find('.'));
   for (std::string_view device : {"CON", "PRN", "AUX", "NUL"}) {
-    if (EqualsIgnoringCase(stem, device)) return true;
+    if (platform::EqualsIgnoringAsciiCase(stem, device)) return true;
   }
   if (stem.size() == 4 && std::isdigit(static_cast<unsigned char>(stem[3])) && stem[3] != '0') {
-    return EqualsIgnoringCase(stem.substr(0, 3), "COM") ||
-           EqualsIgnoringCase(stem.substr(0, 3), "LPT");
+    return platform::EqualsIgnoringAsciiCase(stem.substr(0, 3), "COM") ||
+           platform::EqualsIgnoringAsciiCase(stem.substr(0, 3), "LPT");
   }
   return false;
 }
@@ -119,8 +113,8 @@ bool IsJpegName(std::string_view name) {
   const size_t dot = name.rfind('.');
   if (dot == std::string_view::npos) return false;
   const std::string_view extension = name.substr(dot);
-  return EqualsIgnoringCase(extension, ".jpg") || EqualsIgnoringCase(extension, ".jpeg") ||
-         EqualsIgnoringCase(extension, ".jpe");
+  return platform::EqualsIgnoringAsciiCase(extension, ".jpg") || platform::EqualsIgnoringAsciiCase(extension, ".jpeg") ||
+         platform::EqualsIgnoringAsciiCase(extension, ".jpe");
 }
 
 std::string ZipErrorText(int code) {
@@ -390,7 +384,7 @@ class Unpacker {
 
 bool IsArchivePath(const fs::path& path) {
   std::error_code ec;
-  return EqualsIgnoringCase(Utf8(path.extension()), ".qvo") && !fs::is_directory(path, ec);
+  return platform::EqualsIgnoringAsciiCase(Utf8(path.extension()), ".qvo") && !fs::is_directory(path, ec);
 }
 
 bool PackAlbumFolder(const fs::path& folder, const fs::path& archive, const PackOptions& options,

@@ -6,6 +6,7 @@
 
 #include "album/album_index.h"
 #include "album/folder_store.h"
+#include "platform/ascii.h"
 #include "xml/xml_document.h"
 
 namespace quorvane::album {
@@ -145,13 +146,6 @@ int CompareIgnoringCase(std::string_view a, std::string_view b) {
   if (i < a.size()) return 1;
   if (j < b.size()) return -1;
   return 0;
-}
-
-bool EqualIgnoringAsciiCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-    return lower(x) == lower(y);
-  });
 }
 
 std::string DateText(platform::OleDate date) {
@@ -316,7 +310,7 @@ DeleteOutcome DeleteAlbum(const AlbumListEntry& entry, const DeleteAlbumHooks& h
     return DeleteOutcome::kCancelled;
   }
   for (const std::string& open : hooks.open_album_paths) {
-    if (EqualIgnoringAsciiCase(open, entry.path)) {
+    if (platform::EqualsIgnoringAsciiCase(open, entry.path)) {
       if (hooks.close_album) hooks.close_album(open);
       break;
     }

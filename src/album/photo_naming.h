@@ -2,29 +2,18 @@
 // unique names, and the location rules (URL or folder).
 #pragma once
 
-#include <span>
 #include <string>
 #include <string_view>
 
-#include "image/image.h"
+#include "image/image_types.h"
 
 namespace quorvane::album {
 
 class Album;
 
-// One row of the image type table.
-struct ImageType {
-  std::string_view extension;  // upper case, without the dot
-  std::string_view type_name;  // what the photo's "Format" field holds
-  image::ImageFormat format;
-};
-
-// The table, in lookup order (the first matching row wins).
-std::span<const ImageType> ImageTypes();
-
-// The row for the text after the last "." of `path`, compared without regard to case; null
-// when there is no "." or no row matches.
-const ImageType* FindImageType(std::string_view path);
+// The image type table decides a photo's type name and format (image/image_types.h).
+using image::FindImageType;
+using image::ImageType;
 
 // "_thumb_" + the name without its extension + ".jpg": thumbnails are always JPEG files.
 std::string ThumbnailName(std::string_view image_file_name);

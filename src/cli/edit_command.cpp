@@ -11,6 +11,7 @@
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/open_album.h"
+#include "image/image_types.h"
 #include "imaging/album_edit.h"
 #include "imaging/edit_commands.h"
 #include "imaging/viewer_document.h"
@@ -194,7 +195,7 @@ int RunEditFileCommand(std::span<const std::string> given) {
   if (!ParseSelection(parsed.Values("--select"), &selection)) {
     return UsageError("--select takes \"rect L,T,R,B\" or \"ellipse L,T,R,B\"", kEditFileUsage);
   }
-  const album::ImageType* out_type = album::FindImageType(parsed.positional[1]);
+  const image::ImageType* out_type = image::FindImageType(parsed.positional[1]);
   if (out_type == nullptr) return Failure("Unable to determine image format");
 
   image::Image loaded;

@@ -5,7 +5,7 @@
 #include <iostream>
 #include <memory>
 
-#include "browser/photo_search.h"
+#include "search/photo_search.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/open_album.h"
@@ -29,15 +29,15 @@ fs::path DataFolder() {
   return settings::FindUserFolders(settings::ProcessEnvironment()).thumbnails.parent_path();
 }
 
-fs::path ResultsFile() { return DataFolder() / browser::kSearchResultsFileName; }
+fs::path ResultsFile() { return DataFolder() / search::kSearchResultsFileName; }
 
 int PrintSaved() {
   const fs::path file = ResultsFile();
-  std::vector<browser::SearchResultRow> rows;
+  std::vector<search::SearchResultRow> rows;
   std::string error;
-  if (fs::exists(file) && !browser::LoadSearchResults(file, &rows, &error)) return Failure(error);
+  if (fs::exists(file) && !search::LoadSearchResults(file, &rows, &error)) return Failure(error);
   std::string out;
-  for (const browser::SearchResultRow& row : rows)
+  for (const search::SearchResultRow& row : rows)
     out += OneLine(row.count) + '\t' + row.path + '\n';
   std::cout << out;
   return kExitOk;
@@ -58,7 +58,7 @@ int RunSearchCommand(std::span<const std::string> args) {
     return UsageError("give --library or --album, not both", kUsage);
   }
 
-  browser::SearchRequest request;
+  search::SearchRequest request;
   request.text = parsed.positional[0];
   request.in_title = parsed.Has("--title");
   request.in_description = parsed.Has("--description");
@@ -67,10 +67,10 @@ int RunSearchCommand(std::span<const std::string> args) {
     request.in_title = request.in_description = request.in_keywords = true;
   }
 
-  browser::SearchScope scope;
+  search::SearchScope scope;
   std::vector<std::unique_ptr<album::Album>> opened;
   if (parsed.Has("--album")) {
-    scope.kind = browser::ScopeKind::kOpenAlbums;
+    scope.kind = search::ScopeKind::kOpenAlbums;
     for (const std::string& location : parsed.Values("--album")) {
       std::unique_ptr<album::Album> album = OpenAlbum(location);
       if (album == nullptr) return kExitFailure;  // OpenAlbum said why
@@ -85,7 +85,7 @@ int RunSearchCommand(std::span<const std::string> args) {
     if (!fs::is_directory(scope.library)) {
       return Failure("Unable to list the albums in " + scope.library.string());
     }
-    scope.presence_cache = DataFolder() / browser::kPresenceCacheFileName;
+    scope.presence_cache = DataFolder() / search::kPresenceCacheFileName;
   }
 
   const bool keep = parsed.Has("--keep");
@@ -94,9 +94,9 @@ int RunSearchCommand(std::span<const std::string> args) {
   constexpr size_t kBlock = 64 * 1024;
   std::string out;
   out.reserve(kBlock + 4096);
-  std::vector<browser::SearchResultRow> rows;
+  std::vector<search::SearchResultRow> rows;
   const std::atomic<bool> never_stop{false};
-  browser::RunSearch(request, scope, never_stop, [&](browser::SearchResult&& result) {
+  search::RunSearch(request, scope, never_stop, [&](search::SearchResult&& result) {
     out.append(result.album_path).append(1, '\t').append(std::to_string(result.index));
     out.append(1, '\t').append(OneLine(result.photo.image_file));
     out.append(1, '\t').append(OneLine(result.photo.title)).append(1, '\n');
@@ -104,7 +104,7 @@ int RunSearchCommand(std::span<const std::string> args) {
       std::cout.write(out.data(), static_cast<std::streamsize>(out.size()));
       out.clear();
     }
-    if (keep) rows.push_back(browser::RowOf(result));
+    if (keep) rows.push_back(search::RowOf(result));
   });
   std::cout.write(out.data(), static_cast<std::streamsize>(out.size())) << std::flush;
   if (!keep) return kExitOk;
@@ -112,7 +112,7 @@ int RunSearchCommand(std::span<const std::string> args) {
   const fs::path results_file = ResultsFile();
   std::error_code ec;
   fs::create_directories(results_file.parent_path(), ec);
-  if (!browser::SaveSearchResults(results_file, rows, &error)) Failure(error);
+  if (!search::SaveSearchResults(results_file, rows, &error)) Failure(error);
   return kExitOk;
 }
 

@@ -11,8 +11,8 @@
 #include <malloc.h>
 #endif
 
-#include "browser/thumbnail_cache.h"
-#include "browser/thumbnail_worker.h"
+#include "thumbnails/thumbnail_cache.h"
+#include "thumbnails/thumbnail_worker.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/open_album.h"
@@ -37,7 +37,7 @@ bool ParseCell(const std::string& text, int* width, int* height) {
 struct Results {
   std::mutex mutex;
   std::condition_variable arrived;
-  std::vector<std::optional<browser::ThumbnailCell>> cells;
+  std::vector<std::optional<thumbnails::ThumbnailCell>> cells;
 };
 
 }  // namespace
@@ -58,7 +58,7 @@ int RunThumbsCommand(std::span<const std::string> args) {
       cell != nullptr && !ParseCell(*cell, &cell_width, &cell_height)) {
     return UsageError("--cell takes WxH, 3 to 4096 pixels each", kUsage);
   }
-  browser::ThumbnailWorkerOptions options;
+  thumbnails::ThumbnailWorkerOptions options;
   if (const std::string* workers = parsed.Value("--workers")) {
     options.threads = std::atoi(workers->c_str());
     if (options.threads < 1 || options.threads > 64) {
@@ -85,19 +85,19 @@ int RunThumbsCommand(std::span<const std::string> args) {
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
   mallopt(M_TRIM_THRESHOLD, 256 << 20);
 #endif
-  browser::ThumbnailCache cache;
+  thumbnails::ThumbnailCache cache;
   if (!cache.Open(cache_folder)) {
     std::cerr << "quorvane-cli: the thumbnail cache \"" << cache_folder.string()
               << "\" cannot be used; thumbnails are made without it\n";
   }
   Results results;
-  browser::ThumbnailWorker worker(&cache, options);
+  thumbnails::ThumbnailWorker worker(&cache, options);
   const bool listed = worker.ShowFolder(
-      parsed.positional[0], cell_width, cell_height, [&](browser::ThumbnailCell&& cell) {
+      parsed.positional[0], cell_width, cell_height, [&](thumbnails::ThumbnailCell&& cell) {
         if (out_folder && cell.image.IsValid()) {
           const fs::path target = *out_folder / (cell.path.filename().string() + ".png");
           if (!cell.image.Save(target, image::ImageFormat::kPng)) {
-            cell.outcome = browser::CellOutcome::kFailed;
+            cell.outcome = thumbnails::CellOutcome::kFailed;
             cell.error = cell.image.last_error();
           }
         }
@@ -117,10 +117,10 @@ int RunThumbsCommand(std::span<const std::string> args) {
   for (size_t next = 0; next < worker.files().size(); ++next) {
     std::unique_lock lock(results.mutex);
     results.arrived.wait(lock, [&] { return results.cells[next].has_value(); });
-    const browser::ThumbnailCell& cell = *results.cells[next];
+    const thumbnails::ThumbnailCell& cell = *results.cells[next];
     ++counts[static_cast<int>(cell.outcome)];
-    std::cout << browser::CellOutcomeName(cell.outcome) << ' ' << cell.path.filename().string();
-    if (cell.outcome == browser::CellOutcome::kFailed) std::cout << ": " << OneLine(cell.error);
+    std::cout << thumbnails::CellOutcomeName(cell.outcome) << ' ' << cell.path.filename().string();
+    if (cell.outcome == thumbnails::CellOutcome::kFailed) std::cout << ": " << OneLine(cell.error);
     std::cout << '\n';
     results.cells[next].reset();
   }

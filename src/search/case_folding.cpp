@@ -1,4 +1,4 @@
-#include "browser/case_folding.h"
+#include "search/case_folding.h"
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@
 #include <emmintrin.h>
 #endif
 
-namespace quorvane::browser {
+namespace quorvane::search {
 namespace {
 
 constexpr uint32_t kStrayByteMark = 0xDC00;
@@ -19,7 +19,7 @@ struct FoldRun {
 };
 
 constexpr FoldRun kFoldRuns[] = {
-#include "browser/internal/case_folding_table.inc"
+#include "search/internal/case_folding_table.inc"
 };
 
 // Decodes the sequence at text[*i] when it is well-formed UTF-8 (no overlong forms, no
@@ -161,4 +161,4 @@ bool AppendFolded(std::string_view text, std::string* out) {
   return same_length;
 }
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace quorvane::browser {
+namespace quorvane::search {
 
 // The simple case folding of one code point; the code point itself when it has none.
 uint32_t FoldCase(uint32_t code_point);
@@ -29,4 +29,4 @@ inline std::string Folded(std::string_view text) {
   return out;
 }
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

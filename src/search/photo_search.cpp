@@ -1,13 +1,13 @@
-#include "browser/photo_search.h"
+#include "search/photo_search.h"
 
 #include <algorithm>
 
 #include "album/album.h"
-#include "browser/case_folding.h"
-#include "browser/internal/find_bytes.h"
-#include "browser/internal/library_search.h"
+#include "search/case_folding.h"
+#include "search/internal/find_bytes.h"
+#include "search/internal/library_search.h"
 
-namespace quorvane::browser {
+namespace quorvane::search {
 namespace {
 
 bool IsKeywordSeparator(char c) { return c == ',' || c == ';' || c == ' '; }
@@ -205,4 +205,4 @@ void SearchWorker::Stop() {
   thread_.reset();
 }
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

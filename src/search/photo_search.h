@@ -21,13 +21,13 @@
 #include <thread>
 #include <vector>
 
-#include "browser/search_results.h"
+#include "search/search_results.h"
 
 namespace quorvane::album {
 class Album;
 }
 
-namespace quorvane::browser {
+namespace quorvane::search {
 
 inline constexpr std::string_view kLookInLibrary = "All My Quorvane Albums";
 inline constexpr std::string_view kLookInOpenAlbums = "All Currently Open Albums";
@@ -165,4 +165,4 @@ class SearchWorker {
   std::atomic<bool> stop_{false};
 };
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

@@ -1,23 +1,25 @@
 // Reads an album's index for searching: the album's title and, per photo, the texts that are
 // searched, exactly as opening the album gives them (photos whose file is missing are left
 // out, so a photo's position here is its index in the opened album). An index written the
-// way the program writes it is read by a scanner of its own, without building a document
-// tree; anything else is read by the album index reader itself.
+// way the program writes it is read by the album's fast scanner (album/index_scanner.h),
+// without building a document tree; anything else by the album index reader itself.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "album/album_photo.h"
-#include "browser/internal/regular_files.h"
+#include "album/index_scanner.h"
+#include "search/internal/regular_files.h"
 
 namespace quorvane::album {
 class AlbumStore;
 }
 
-namespace quorvane::browser {
+namespace quorvane::search {
 
 namespace internal {
 class PhotoPresenceCache;
@@ -66,13 +68,7 @@ class SearchIndexReader {
   bool used_full_reader() const { return full_read_; }
 
  private:
-  // A photo as the index file holds it: views into bytes_, not yet decoded.
-  struct RawPhoto {
-    std::string_view title, description, keywords, image_file, format, date, size;
-    size_t begin = 0, end = 0;
-  };
-  template <typename Exists>
-  bool Scan(const Exists& exists);
+  bool Scan(const std::function<bool(std::string_view)>& exists);
   void Reset();
 
   // Whether each photo's file is there, from one listing of the album folder.
@@ -85,7 +81,7 @@ class SearchIndexReader {
   internal::FolderStamp stamp_;
 
   std::string bytes_;
-  std::vector<RawPhoto> raw_;
+  std::vector<album::ScannedPhoto> raw_;
   std::vector<album::AlbumPhoto> loaded_;  // when the album index reader read it
   bool full_read_ = false;
   std::string title_;
@@ -95,4 +91,4 @@ class SearchIndexReader {
   std::string last_error_;
 };
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

@@ -1,4 +1,4 @@
-#include "browser/search_results.h"
+#include "search/search_results.h"
 
 #include <charconv>
 #include <filesystem>
@@ -8,7 +8,7 @@
 #include "xml/entities.h"
 #include "xml/xml_document.h"
 
-namespace quorvane::browser {
+namespace quorvane::search {
 namespace {
 
 constexpr std::string_view kRootName = "SearchResults";
@@ -121,4 +121,4 @@ bool ParseSearchResults(std::string bytes, std::vector<SearchResultRow>* rows, s
   return true;
 }
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

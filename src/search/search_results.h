@@ -12,7 +12,7 @@
 
 #include "album/album_photo.h"
 
-namespace quorvane::browser {
+namespace quorvane::search {
 
 inline constexpr std::string_view kSearchResultsFileName = "searchresults.xml";
 // The clipboard format that carries a result's reference text.
@@ -67,4 +67,4 @@ bool LoadSearchResults(const std::filesystem::path& file, std::vector<SearchResu
 // The parsing half of LoadSearchResults, for bytes from anywhere.
 bool ParseSearchResults(std::string bytes, std::vector<SearchResultRow>* rows, std::string* error);
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

@@ -1,16 +1,16 @@
-#include "browser/thumbnail_cache.h"
+#include "thumbnails/thumbnail_cache.h"
 
 #include <limits>
 #include <system_error>
 #include <utility>
 
-#include "browser/internal/thumbnail_cache_map.h"
+#include "thumbnails/internal/thumbnail_cache_map.h"
 #include "image/image.h"
 #include "platform/file_time.h"
 #include "platform/file_util.h"
 #include "xml/xml_document.h"
 
-namespace quorvane::browser {
+namespace quorvane::thumbnails {
 namespace {
 
 namespace fs = std::filesystem;
@@ -317,4 +317,4 @@ bool ThumbnailCache::WriteIndexLocked() {
   return true;
 }
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::thumbnails

@@ -22,7 +22,7 @@ namespace quorvane::image {
 class Image;
 }  // namespace quorvane::image
 
-namespace quorvane::browser {
+namespace quorvane::thumbnails {
 
 namespace internal {
 class ThumbnailCacheMap;
@@ -112,4 +112,4 @@ class ThumbnailCache {
   std::string last_write_error_;
 };
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::thumbnails

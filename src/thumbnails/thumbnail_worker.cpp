@@ -1,13 +1,13 @@
-#include "browser/thumbnail_worker.h"
+#include "thumbnails/thumbnail_worker.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
-#include "browser/image_files.h"
-#include "browser/thumbnail_cache.h"
+#include "thumbnails/image_files.h"
+#include "thumbnails/thumbnail_cache.h"
 
-namespace quorvane::browser {
+namespace quorvane::thumbnails {
 namespace {
 
 namespace fs = std::filesystem;
@@ -217,4 +217,4 @@ ThumbnailCell ThumbnailWorker::MakeCell(const Job& job, size_t index) const {
   return cell;
 }
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::thumbnails

@@ -21,7 +21,7 @@
 
 #include "image/image.h"
 
-namespace quorvane::browser {
+namespace quorvane::thumbnails {
 
 class ThumbnailCache;
 
@@ -108,4 +108,4 @@ class ThumbnailWorker {
   std::vector<std::thread> threads_;
 };
 
-}  // namespace quorvane::browser
+}  // namespace quorvane::thumbnails

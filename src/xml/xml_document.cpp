@@ -13,7 +13,7 @@ namespace {
 using internal::IsControl;
 using internal::IsDigit;
 using internal::IsSpace;
-using internal::ToLower;
+using internal::AsciiLower;
 
 // The longest tag text the reader gathers; bytes after it are read as the next text.
 constexpr size_t kTagLimit = 4095;
@@ -139,7 +139,7 @@ std::string ReadValueToken(std::string_view text, size_t* i, unsigned flags) {
 
 std::string LowerCased(std::string_view name) {
   std::string lower(name);
-  for (char& c : lower) c = ToLower(c);
+  for (char& c : lower) c = AsciiLower(c);
   return lower;
 }
 

@@ -1,4 +1,4 @@
-#include "browser/internal/find_bytes.h"
+#include "search/internal/find_bytes.h"
 
 #include <cstring>
 
@@ -6,7 +6,7 @@
 #include <emmintrin.h>
 #endif
 
-namespace quorvane::browser::internal {
+namespace quorvane::search::internal {
 
 size_t FindBytes(std::string_view haystack, std::string_view needle, size_t from) {
   const size_t n = haystack.size(), k = needle.size();
@@ -34,4 +34,4 @@ size_t FindBytes(std::string_view haystack, std::string_view needle, size_t from
 #endif
 }
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::search::internal

@@ -7,10 +7,10 @@
 #include <cstddef>
 #include <string_view>
 
-namespace quorvane::browser::internal {
+namespace quorvane::search::internal {
 
 // The first offset at or after `from` where `needle` occurs in `haystack`; npos when none.
 // An empty needle occurs at `from` (when from <= haystack.size()).
 size_t FindBytes(std::string_view haystack, std::string_view needle, size_t from = 0);
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::search::internal

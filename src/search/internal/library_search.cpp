@@ -1,4 +1,4 @@
-#include "browser/internal/library_search.h"
+#include "search/internal/library_search.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "album/album_library.h"
-#include "browser/internal/photo_presence_cache.h"
-#include "browser/search_index_reader.h"
+#include "search/internal/photo_presence_cache.h"
+#include "search/search_index_reader.h"
 
-namespace quorvane::browser::internal {
+namespace quorvane::search::internal {
 namespace {
 
 // How many albums the workers may read ahead of the sink: enough to keep both cores busy
@@ -177,4 +177,4 @@ SearchSummary SearchLibrary(const SearchRequest& request, const SearchScope& sco
   return summary;
 }
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::search::internal

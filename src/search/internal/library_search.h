@@ -5,11 +5,11 @@
 
 #include <atomic>
 
-#include "browser/photo_search.h"
+#include "search/photo_search.h"
 
-namespace quorvane::browser::internal {
+namespace quorvane::search::internal {
 
 SearchSummary SearchLibrary(const SearchRequest& request, const SearchScope& scope,
                             const std::atomic<bool>& stop, const ResultSink& sink);
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::search::internal

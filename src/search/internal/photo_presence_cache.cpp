@@ -1,4 +1,4 @@
-#include "browser/internal/photo_presence_cache.h"
+#include "search/internal/photo_presence_cache.h"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 
 #include "platform/file_util.h"
 
-namespace quorvane::browser::internal {
+namespace quorvane::search::internal {
 namespace {
 
 constexpr std::string_view kMagic = "Quorvane photo presence 1\n";
@@ -136,4 +136,4 @@ void PhotoPresenceCache::Save() {
   changed_ = false;
 }
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::search::internal

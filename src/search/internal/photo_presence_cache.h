@@ -21,9 +21,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "browser/internal/regular_files.h"
+#include "search/internal/regular_files.h"
 
-namespace quorvane::browser::internal {
+namespace quorvane::search::internal {
 
 class PhotoPresenceCache {
  public:
@@ -62,4 +62,4 @@ class PhotoPresenceCache {
   bool changed_ = false;
 };
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::search::internal

@@ -1,4 +1,4 @@
-#include "browser/internal/regular_files.h"
+#include "search/internal/regular_files.h"
 
 #include <chrono>
 
@@ -11,7 +11,7 @@
 #include <filesystem>
 #endif
 
-namespace quorvane::browser::internal {
+namespace quorvane::search::internal {
 
 int64_t NowNs() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -121,4 +121,4 @@ bool ListRegularFiles(const std::string& folder, std::string* names, std::vector
 
 #endif
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::search::internal

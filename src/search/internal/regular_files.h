@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace quorvane::browser::internal {
+namespace quorvane::search::internal {
 
 // What the file system tells of a file or folder that changes whenever its content (for a
 // folder: the list of its entries) may have changed. All zero when unknown.
@@ -48,4 +48,4 @@ bool StampOf(const std::string& path, FileStamp* stamp);
 // The current time in the stamps' unit.
 int64_t NowNs();
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::search::internal

@@ -1,11 +1,11 @@
-#include "browser/case_folding.h"
+#include "search/case_folding.h"
 
 #include <iterator>
 #include <random>
 
 #include <gtest/gtest.h>
 
-namespace quorvane::browser {
+namespace quorvane::search {
 namespace {
 
 TEST(CaseFoldingTest, FoldsLettersOfManyScriptsToOneForm) {
@@ -84,4 +84,4 @@ TEST(CaseFoldingTest, LongTextFoldsAsItsCharactersDo) {
 }
 
 }  // namespace
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

@@ -1,11 +1,11 @@
-#include "browser/internal/find_bytes.h"
+#include "search/internal/find_bytes.h"
 
 #include <random>
 #include <string>
 
 #include <gtest/gtest.h>
 
-namespace quorvane::browser::internal {
+namespace quorvane::search::internal {
 namespace {
 
 // Against the standard library's find, over texts of few letters so that first and last
@@ -26,4 +26,4 @@ TEST(FindBytesTest, FindsWhatFindFinds) {
 }
 
 }  // namespace
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::search::internal

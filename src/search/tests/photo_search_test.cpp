@@ -1,4 +1,4 @@
-#include "browser/photo_search.h"
+#include "search/photo_search.h"
 
 #include <algorithm>
 #include <future>
@@ -13,7 +13,7 @@
 #include "xml/entities.h"
 #include "xml/xml_document.h"
 
-namespace quorvane::browser {
+namespace quorvane::search {
 namespace {
 
 namespace fs = std::filesystem;
@@ -324,4 +324,4 @@ TEST(SearchWorkerTest, RunsOnItsOwnThreadAndEmptyTextStartsNothing) {
 }
 
 }  // namespace
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

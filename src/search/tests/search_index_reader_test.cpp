@@ -1,4 +1,4 @@
-#include "browser/search_index_reader.h"
+#include "search/search_index_reader.h"
 
 #include <chrono>
 #include <thread>
@@ -8,11 +8,11 @@
 #include "album/album.h"
 #include "album/album_index.h"
 #include "album/folder_store.h"
-#include "browser/internal/photo_presence_cache.h"
+#include "search/internal/photo_presence_cache.h"
 #include "platform/file_util.h"
 #include "testing/temp_dir.h"
 
-namespace quorvane::browser {
+namespace quorvane::search {
 namespace {
 
 using quorvane::testing::TempDir;
@@ -231,4 +231,4 @@ TEST(PhotoPresenceCacheTest, KeepsSettledFoldersOnlyAndSurvivesADamagedFile) {
 }
 
 }  // namespace
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

@@ -1,10 +1,10 @@
-#include "browser/search_results.h"
+#include "search/search_results.h"
 
 #include <gtest/gtest.h>
 
 #include "testing/temp_dir.h"
 
-namespace quorvane::browser {
+namespace quorvane::search {
 namespace {
 
 namespace fs = std::filesystem;
@@ -96,4 +96,4 @@ TEST(SearchResultsFileTest, MissingOrDamagedFileLeavesTheListEmpty) {
 }
 
 }  // namespace
-}  // namespace quorvane::browser
+}  // namespace quorvane::search

@@ -1,8 +1,8 @@
-#include "browser/internal/thumbnail_cache_map.h"
+#include "thumbnails/internal/thumbnail_cache_map.h"
 
 #include <utility>
 
-namespace quorvane::browser::internal {
+namespace quorvane::thumbnails::internal {
 namespace {
 
 // Bucket counts, each about twice the last: primes keep h modulo the count well spread.
@@ -78,4 +78,4 @@ void ThumbnailCacheMap::Grow() {
   buckets_ = std::move(grown);
 }
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::thumbnails::internal

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "browser/thumbnail_cache.h"
+#include "thumbnails/thumbnail_cache.h"
 
-namespace quorvane::browser::internal {
+namespace quorvane::thumbnails::internal {
 
 uint32_t HashKey(std::string_view key);
 
@@ -55,4 +55,4 @@ class ThumbnailCacheMap {
   size_t size_ = 0;
 };
 
-}  // namespace quorvane::browser::internal
+}  // namespace quorvane::thumbnails::internal

@@ -1,14 +1,14 @@
 // The thumbnail cache: its hash map, the index file, naming, staleness and the disabled cache.
-#include "browser/thumbnail_cache.h"
+#include "thumbnails/thumbnail_cache.h"
 
 #include <gtest/gtest.h>
 
-#include "browser/internal/thumbnail_cache_map.h"
+#include "thumbnails/internal/thumbnail_cache_map.h"
 #include "image/image.h"
 #include "platform/file_time.h"
 #include "testing/temp_dir.h"
 
-namespace quorvane::browser {
+namespace quorvane::thumbnails {
 namespace {
 
 namespace fs = std::filesystem;
@@ -212,4 +212,4 @@ TEST_F(ThumbnailCacheTest, FailedIndexWriteIsIgnoredAndKeepsTheOldIndex) {
 }
 
 }  // namespace
-}  // namespace quorvane::browser
+}  // namespace quorvane::thumbnails

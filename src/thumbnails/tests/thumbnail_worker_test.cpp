@@ -1,6 +1,6 @@
 // The browser's thumbnail worker on real folders: what is made, cached and remade, where the
 // thumbnail sits in its cell, the order of work, and cancelling.
-#include "browser/thumbnail_worker.h"
+#include "thumbnails/thumbnail_worker.h"
 
 #include <condition_variable>
 #include <map>
@@ -8,11 +8,12 @@
 
 #include <gtest/gtest.h>
 
-#include "browser/image_files.h"
-#include "browser/thumbnail_cache.h"
+#include "image/image_types.h"
+#include "thumbnails/image_files.h"
+#include "thumbnails/thumbnail_cache.h"
 #include "testing/temp_dir.h"
 
-namespace quorvane::browser {
+namespace quorvane::thumbnails {
 namespace {
 
 namespace fs = std::filesystem;
@@ -54,10 +55,10 @@ bool White(const Image& image, int x, int y) {
 TEST(ImageFilesTest, ListsTheTypeTableExtensionsInAnyCase) {
   for (const char* name : {"a.jpg", "b.JPEG", "c.Bmp", "d.gif", "e.tif", "f.TIFF", "g.png", "h.tga",
                            "i.pcx", "j.ico", "x.y.JPG"}) {
-    EXPECT_TRUE(IsImageFileName(name)) << name;
+    EXPECT_TRUE(image::IsImageFileName(name)) << name;
   }
   for (const char* name : {"jpg", "a.jpg.txt", "a.webp", "a.", "a.jp"}) {
-    EXPECT_FALSE(IsImageFileName(name)) << name;
+    EXPECT_FALSE(image::IsImageFileName(name)) << name;
   }
   std::vector<fs::path> files;
   std::string error;
@@ -188,4 +189,4 @@ TEST_F(HeldWorkerTest, NoCallbackOfACancelledJobAfterCancelReturns) {
 }
 
 }  // namespace
-}  // namespace quorvane::browser
+}  // namespace quorvane::thumbnails

@@ -2,6 +2,8 @@
 // (UTF-8 sequences) are neither letters, digits, white space nor control bytes.
 #pragma once
 
+#include "platform/ascii.h"
+
 namespace quorvane::xml::internal {
 
 inline bool IsSpace(char c) {
@@ -15,6 +17,6 @@ inline bool IsControl(char c) {
   const auto u = static_cast<unsigned char>(c);
   return u < 0x20 || u == 0x7F;
 }
-inline char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+using platform::AsciiLower;
 
 }  // namespace quorvane::xml::internal
