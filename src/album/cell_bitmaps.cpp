@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 namespace quorvane::album {
 namespace {
@@ -60,22 +61,22 @@ Image MakeCellBitmap(const Image& thumbnail, int cell_width, int cell_height) {
   if (!thumbnail.IsValid()) return cell;
   const int left = (cell_width - thumbnail.width()) / 2;
   const int top = (cell_height - thumbnail.height()) / 2;
-  const int source_channels = thumbnail.channels();
+  const int channels = thumbnail.channels();
+  const int x0 = std::max(0, -left);
+  const int x1 = std::min(thumbnail.width(), cell_width - left);
+  if (x1 <= x0) return cell;
   for (int y = std::max(0, -top); y < thumbnail.height() && top + y < cell_height; ++y) {
-    const uint8_t* from = thumbnail.Row(y);
-    uint8_t* to = cell.MutableRow(top + y);
-    for (int x = std::max(0, -left); x < thumbnail.width() && left + x < cell_width; ++x) {
-      const uint8_t* p = from + static_cast<size_t>(x) * source_channels;
-      uint8_t* q = to + static_cast<size_t>(left + x) * 3;
-      if (source_channels == 4) {
-        // Transparent parts show the white cell.
-        const int a = p[3];
-        for (int c = 0; c < 3; ++c)
-          q[c] = static_cast<uint8_t>((p[c] * a + 255 * (255 - a) + 127) / 255);
-      } else {
-        q[0] = p[0];
-        q[1] = p[1];
-        q[2] = p[2];
+    const uint8_t* in = thumbnail.Row(y) + static_cast<size_t>(x0) * channels;
+    uint8_t* out = cell.MutableRow(top + y) + static_cast<size_t>(left + x0) * 3;
+    if (channels == 3) {
+      std::memcpy(out, in, static_cast<size_t>(x1 - x0) * 3);
+      continue;
+    }
+    // Transparent parts show the white cell.
+    for (int x = x0; x < x1; ++x, in += channels, out += 3) {
+      const int alpha = in[3];
+      for (int c = 0; c < 3; ++c) {
+        out[c] = static_cast<uint8_t>((in[c] * alpha + 255 * (255 - alpha) + 127) / 255);
       }
     }
   }

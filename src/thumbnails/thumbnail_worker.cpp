@@ -1,39 +1,16 @@
 #include "thumbnails/thumbnail_worker.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
+#include "album/cell_bitmaps.h"
 #include "thumbnails/image_files.h"
 #include "thumbnails/thumbnail_cache.h"
 
 namespace quorvane::thumbnails {
-namespace {
 
 namespace fs = std::filesystem;
 using image::Image;
-
-constexpr image::Rgba kWhite{255, 255, 255, 255};
-
-// A copy with any alpha blended onto white: thumbnails are JPEGs and cells are white.
-bool FlattenOnWhite(Image* image) {
-  if (!image->has_alpha()) return true;
-  Image flat;
-  if (!flat.Create(image->width(), image->height(), false, kWhite)) return false;
-  for (int y = 0; y < image->height(); ++y) {
-    const uint8_t* in = image->Row(y);
-    uint8_t* out = flat.MutableRow(y);
-    for (int x = 0; x < image->width(); ++x, in += 4, out += 3) {
-      for (int c = 0; c < 3; ++c) {
-        out[c] = static_cast<uint8_t>((in[c] * in[3] + 255 * (255 - in[3]) + 127) / 255);
-      }
-    }
-  }
-  *image = std::move(flat);
-  return true;
-}
-
-}  // namespace
 
 std::string_view CellOutcomeName(CellOutcome outcome) {
   switch (outcome) {
@@ -49,31 +26,6 @@ std::string_view CellOutcomeName(CellOutcome outcome) {
   return "failed";
 }
 
-Image MakeCellImage(const Image& thumbnail, int cell_width, int cell_height) {
-  Image cell;
-  if (!cell.Create(cell_width, cell_height, false, kWhite) || !thumbnail.IsValid()) return cell;
-  const int left = (cell_width - thumbnail.width()) / 2;
-  const int top = (cell_height - thumbnail.height()) / 2;
-  const int channels = thumbnail.channels();
-  const int x0 = std::max(0, -left);
-  const int x1 = std::min(thumbnail.width(), cell_width - left);
-  for (int y = std::max(0, -top); y < thumbnail.height() && top + y < cell_height; ++y) {
-    const uint8_t* in = thumbnail.Row(y) + static_cast<size_t>(x0) * channels;
-    uint8_t* out = cell.MutableRow(top + y) + static_cast<size_t>(left + x0) * 3;
-    if (channels == 3) {
-      if (x1 > x0) std::memcpy(out, in, static_cast<size_t>(x1 - x0) * 3);
-      continue;
-    }
-    for (int x = x0; x < x1; ++x, in += channels, out += 3) {
-      const int alpha = channels == 4 ? in[3] : 255;
-      for (int c = 0; c < 3; ++c) {
-        out[c] = static_cast<uint8_t>((in[c] * alpha + 255 * (255 - alpha) + 127) / 255);
-      }
-    }
-  }
-  return cell;
-}
-
 bool MakeCellThumbnail(const fs::path& path, int cell_width, int cell_height,
                        image::ResampleMode mode, bool use_exif_preview, Image* thumbnail,
                        int* source_width, int* source_height, std::string* error) {
@@ -84,9 +36,13 @@ bool MakeCellThumbnail(const fs::path& path, int cell_width, int cell_height,
     *error = thumbnail->last_error();
     return false;
   }
-  if (!FlattenOnWhite(thumbnail)) {
-    *error = "Cannot make the thumbnail: out of memory";
-    return false;
+  // Thumbnails are JPEGs and cells are white: any alpha is blended onto white now.
+  if (thumbnail->has_alpha()) {
+    *thumbnail = album::MakeCellBitmap(*thumbnail, thumbnail->width(), thumbnail->height());
+    if (!thumbnail->IsValid()) {
+      *error = "Cannot make the thumbnail: out of memory";
+      return false;
+    }
   }
   *source_width = source.width;
   *source_height = source.height;
@@ -207,7 +163,7 @@ ThumbnailCell ThumbnailWorker::MakeCell(const Job& job, size_t index) const {
     cell.error.clear();
   }
   if (cell.outcome != CellOutcome::kFailed) {
-    cell.image = MakeCellImage(thumbnail, job.cell_width, job.cell_height);
+    cell.image = album::MakeCellBitmap(thumbnail, job.cell_width, job.cell_height);
     if (!cell.image.IsValid()) {
       cell.outcome = CellOutcome::kFailed;
       cell.error = "Cannot make a cell of " + std::to_string(job.cell_width) + " x " +

@@ -42,11 +42,6 @@ struct ThumbnailCell {
   std::string error;   // why it failed
 };
 
-// The cell bitmap: `thumbnail` drawn over white at left = (cell width - width) / 2,
-// top = (cell height - height) / 2 (integer division), clipped to the cell; alpha blends onto
-// the white. Fails (empty image) on cell sizes below 1.
-image::Image MakeCellImage(const image::Image& thumbnail, int cell_width, int cell_height);
-
 // Makes one file's thumbnail for a cell: fitted into (cell width - 2) x (cell height - 2),
 // aspect kept, never enlarged, any alpha flattened onto white. `*source_width/height` get the
 // photo's size. False with the reason in *error.
