@@ -10,9 +10,13 @@ namespace quorvane::cli {
 
 struct Command {
   std::string_view noun;
-  std::string_view usage;  // one line per verb, for --help
+  std::string (*usage)();  // one line per verb: --help and every usage error read them here
   int (*run)(std::span<const std::string> args);
 };
+
+// The usage lines of the commands that begin with `prefix` as whole words ("album add",
+// "settings"), joined by " | ": what a usage error shows.
+std::string UsageOf(std::string_view prefix);
 
 int RunAlbumCommand(std::span<const std::string> args);
 // The verbs of "album" that work on photos (album_photos_command.cpp).
@@ -23,8 +27,11 @@ int ExportPhotoCommand(std::span<const std::string> args);
 int RunArchiveCommand(std::span<const std::string> args);
 int RunEditCommand(std::span<const std::string> args);
 int RunEditFileCommand(std::span<const std::string> args);
-// The edit operations of the edit command table, one line each, for --help.
+// The edit operations of the edit command table, one line each, for --help; and the usage
+// lines of edit and edit-file, whose value options come from the same table.
 std::string EditOperationsHelp();
+std::string EditUsageLine();
+std::string EditFileUsageLine();
 int RunLibraryCommand(std::span<const std::string> args);
 int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
@@ -33,40 +40,53 @@ int RunXmlCommand(std::span<const std::string> args);
 
 inline constexpr Command kCommands[] = {
     {"album",
-     "album show <folder|file.qvo>\n"
-     "album set <folder> [--title T] [--description D] [--date YYYY-MM-DD|none] "
-     "[--title-image FILE] [--var NAME=VALUE]...\n"
-     "album create <folder|file.qvo> [--title T]\n"
-     "album add <album> <files...> [--at N] [--cell WxH]\n"
-     "album remove <album> <number...>\n"
-     "album export <album> <number> <dest-folder> [--fit WxH] [--thumbnail]",
+     [] {
+       return std::string(
+           "album show <folder|file.qvo>\n"
+           "album set <folder> [--title T] [--description D] [--date YYYY-MM-DD|none] "
+           "[--title-image FILE] [--var NAME=VALUE]...\n"
+           "album create <folder|file.qvo> [--title T]\n"
+           "album add <album> <files...> [--at N] [--cell WxH]\n"
+           "album remove <album> <number...>\n"
+           "album export <album> <number> <dest-folder> [--fit WxH] [--thumbnail]");
+     },
      RunAlbumCommand},
     {"archive",
-     "archive pack <album-folder> <file.qvo> [--level 0-9] [--deflate-jpeg]\n"
-     "archive unpack <file.qvo> <folder>",
+     [] {
+       return std::string(
+           "archive pack <album-folder> <file.qvo> [--level 0-9] [--deflate-jpeg]\n"
+           "archive unpack <file.qvo> <folder>");
+     },
      RunArchiveCommand},
-    {"edit", "edit <album> <operation> [--gamma G] [--angle A] [--size WxH] [--photos 1,3,5]",
-     RunEditCommand},
-    {"edit-file",
-     "edit-file <in> <out> <operation> [--gamma G] [--angle A] [--size WxH] "
-     "[--select rect|ellipse L,T,R,B]",
-     RunEditFileCommand},
+    {"edit", EditUsageLine, RunEditCommand},
+    {"edit-file", EditFileUsageLine, RunEditFileCommand},
     {"library",
-     "library list [--sort 0..3] [--library DIR]\n"
-     "library create <name> [--description D] [--date YYYY-MM-DD] [--library DIR]\n"
-     "library delete <name> [--yes] [--library DIR]",
+     [] {
+       return std::string(
+           "library list [--sort 0..3] [--library DIR]\n"
+           "library create <name> [--description D] [--date YYYY-MM-DD] [--library DIR]\n"
+           "library delete <name> [--yes] [--library DIR]");
+     },
      RunLibraryCommand},
     {"search",
-     "search <text> [--title] [--description] [--keywords] [--library DIR | --album ALBUM...] "
-     "[--keep]\n"
-     "search --saved",
+     [] {
+       return std::string(
+           "search <text> [--title] [--description] [--keywords] [--library DIR | --album "
+           "ALBUM...] "
+           "[--keep]\n"
+           "search --saved");
+     },
      RunSearchCommand},
-    {"settings", "settings show\nsettings get <key>\nsettings set <key> <value>",
+    {"settings",
+     [] { return std::string("settings show\nsettings get <key>\nsettings set <key> <value>"); },
      RunSettingsCommand},
     {"thumbs",
-     "thumbs <folder> [--cell WxH] [--cache DIR] [--out DIR] [--workers N] [--exif-preview]",
+     [] {
+       return std::string(
+           "thumbs <folder> [--cell WxH] [--cache DIR] [--out DIR] [--workers N] [--exif-preview]");
+     },
      RunThumbsCommand},
-    {"xml", "xml check <file> [--flags N]", RunXmlCommand},
+    {"xml", [] { return std::string("xml check <file> [--flags N]"); }, RunXmlCommand},
 };
 
 }  // namespace quorvane::cli

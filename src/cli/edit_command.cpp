@@ -1,6 +1,7 @@
 // quorvane-cli edit and edit-file: the edit commands on an album's photos (one undoable
 // step, then saved) and the photo window's edits on one image file, by the names of the
 // edit command table.
+#include <cstdio>
 #include <iostream>
 #include <sstream>
 #include <thread>
@@ -15,59 +16,42 @@
 #include "imaging/album_edit.h"
 #include "imaging/edit_commands.h"
 #include "imaging/viewer_document.h"
+#include "platform/number_text.h"
 
 namespace quorvane::cli {
 namespace {
 
-constexpr std::string_view kEditUsage =
-    "edit <album> <operation> [--gamma G] [--angle A] [--size WxH] [--photos 1,3,5]";
-constexpr std::string_view kEditFileUsage =
-    "edit-file <in> <out> <operation> [--gamma G] [--angle A] [--size WxH] "
-    "[--select rect|ellipse L,T,R,B]";
-constexpr OptionSpec kValueOptions[] = {{"--gamma", true}, {"--angle", true}, {"--size", true}};
-
-bool ParseFloat(const std::string& text, float* value) {
-  std::istringstream in(text);
-  in >> *value;
-  return !in.fail() && in.eof();
+// The options of the values the operations take, from the edit command table.
+std::string ValueOptionsUsage() {
+  std::string text;
+  for (const imaging::EditParameterInfo& parameter : imaging::kEditParameters) {
+    text += " [" + std::string(parameter.option) + " " + std::string(parameter.value_name) + "]";
+  }
+  return text;
 }
 
-// Reads the operation's own values (--gamma, --angle, --size) into *values; false with
-// *problem set when one is missing or malformed.
+std::vector<OptionSpec> ValueOptions() {
+  std::vector<OptionSpec> options;
+  for (const imaging::EditParameterInfo& parameter : imaging::kEditParameters) {
+    options.push_back({parameter.option, true});
+  }
+  return options;
+}
+
+// Reads the operation's own value into *values; false with *problem set when it is malformed,
+// out of range, or missing though the operation has no default for it.
 bool ParseValues(const Arguments& parsed, const imaging::EditCommand& command,
                  imaging::EditValues* values, std::string* problem) {
-  switch (command.parameter) {
-    case imaging::EditParameter::kGamma:
-      if (const std::string* text = parsed.Value("--gamma")) {
-        if (!ParseFloat(*text, &values->gamma) || !(values->gamma > 0)) {
-          *problem = "--gamma takes a number above 0";
-          return false;
-        }
-      }
-      return true;
-    case imaging::EditParameter::kAngle:
-      if (const std::string* text = parsed.Value("--angle")) {
-        if (!ParseFloat(*text, &values->angle)) {
-          *problem = "--angle takes a number of degrees";
-          return false;
-        }
-      }
-      return true;
-    case imaging::EditParameter::kSize: {
-      const std::string* text = parsed.Value("--size");
-      char x = 0;
-      std::istringstream in(text != nullptr ? *text : "");
-      if (text == nullptr || !(in >> values->width >> x >> values->height) || x != 'x' ||
-          !in.eof() || values->width < 1 || values->height < 1) {
-        *problem = std::string(command.name) + " needs --size WIDTHxHEIGHT";
-        return false;
-      }
-      return true;
-    }
-    case imaging::EditParameter::kNone:
-      return true;
+  const imaging::EditParameterInfo* parameter = imaging::FindEditParameter(command.parameter);
+  if (parameter == nullptr) return true;
+  const std::string* text = parsed.Value(parameter->option);
+  if (text == nullptr) {
+    if (!parameter->required) return true;
+    *problem = std::string(command.name) + " needs " + std::string(parameter->option) + " " +
+               std::string(parameter->value_name);
+    return false;
   }
-  return true;
+  return imaging::ParseEditValue(*parameter, *text, values, problem);
 }
 
 // "1,3,5" -> positions 0, 2, 4, each a photo of the album.
@@ -75,14 +59,9 @@ bool ParsePhotoList(const std::string& text, size_t count, std::vector<size_t>* 
   std::istringstream in(text);
   std::string item;
   while (std::getline(in, item, ',')) {
-    try {
-      size_t used = 0;
-      const long number = std::stol(item, &used);
-      if (used != item.size() || number < 1 || static_cast<size_t>(number) > count) return false;
-      positions->push_back(static_cast<size_t>(number - 1));
-    } catch (const std::exception&) {
-      return false;
-    }
+    int64_t number = 0;
+    if (!platform::ParseInteger(item, 1, static_cast<int64_t>(count), &number)) return false;
+    positions->push_back(static_cast<size_t>(number - 1));
   }
   return !positions->empty();
 }
@@ -120,7 +99,8 @@ void RunOnWorker(Job job) {
 }  // namespace
 
 int RunEditCommand(std::span<const std::string> args) {
-  std::vector<OptionSpec> options(std::begin(kValueOptions), std::end(kValueOptions));
+  const std::string kEditUsage = EditUsageLine();
+  std::vector<OptionSpec> options = ValueOptions();
   options.push_back({"--photos", true});
   Arguments parsed;
   std::string error;
@@ -177,7 +157,8 @@ int RunEditFileCommand(std::span<const std::string> given) {
       i += 2;
     }
   }
-  std::vector<OptionSpec> options(std::begin(kValueOptions), std::end(kValueOptions));
+  const std::string kEditFileUsage = EditFileUsageLine();
+  std::vector<OptionSpec> options = ValueOptions();
   options.push_back({"--select", true});
   Arguments parsed;
   std::string error;
@@ -216,25 +197,36 @@ int RunEditFileCommand(std::span<const std::string> given) {
   return kExitOk;
 }
 
+std::string EditUsageLine() {
+  return "edit <album> <operation>" + ValueOptionsUsage() + " [--photos 1,3,5]";
+}
+
+std::string EditFileUsageLine() {
+  return "edit-file <in> <out> <operation>" + ValueOptionsUsage() +
+         " [--select rect|ellipse L,T,R,B]";
+}
+
 std::string EditOperationsHelp() {
   std::string text;
   for (const imaging::EditCommand& command : imaging::kEditCommands) {
     text += "  " + std::string(command.name);
     text.append(command.name.size() < 16 ? 16 - command.name.size() : 1, ' ');
-    switch (command.parameter) {
-      case imaging::EditParameter::kGamma:
-        text += "--gamma G (1.8)  ";
-        break;
-      case imaging::EditParameter::kAngle:
-        text += "--angle DEGREES  ";
-        break;
-      case imaging::EditParameter::kSize:
-        text += "--size WxH       ";
-        break;
-      case imaging::EditParameter::kNone:
-        text += command.uses_selection_rect ? "--select (needed)" : "                 ";
-        break;
+    std::string value;
+    if (const imaging::EditParameterInfo* parameter =
+            imaging::FindEditParameter(command.parameter)) {
+      char range[64];
+      std::snprintf(range, sizeof range, "%g..%g", parameter->minimum, parameter->maximum);
+      value =
+          std::string(parameter->option) + " " + std::string(parameter->value_name) + " " + range;
+      if (!parameter->required) {
+        std::snprintf(range, sizeof range, " (%g)", parameter->initial);
+        value += range;
+      }
+    } else if (command.uses_selection_rect) {
+      value = "--select (needed)";
     }
+    text += value;
+    text.append(value.size() < 32 ? 32 - value.size() : 1, ' ');
     text += command.album_level ? "album and file" : "file only     ";
     text += "  \"" + std::string(command.progress_text) + "\"\n";
   }

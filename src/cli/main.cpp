@@ -11,7 +11,8 @@ namespace {
 void PrintHelp(std::ostream& out) {
   out << "quorvane-cli: the Quorvane photo-album manager from the command line.\n\nCommands:\n";
   for (const auto& command : quorvane::cli::kCommands) {
-    std::string_view usage = command.usage;
+    const std::string lines = command.usage();
+    std::string_view usage = lines;
     while (!usage.empty()) {
       const size_t end = usage.find('\n');
       out << "  quorvane-cli " << usage.substr(0, end) << '\n';

@@ -1,5 +1,9 @@
 #include "imaging/edit_commands.h"
 
+#include <cstdio>
+
+#include "platform/number_text.h"
+
 namespace quorvane::imaging {
 namespace {
 
@@ -74,6 +78,39 @@ const EditCommand* FindEditCommand(std::string_view name) {
     if (command.name == name) return &command;
   }
   return nullptr;
+}
+
+const EditParameterInfo* FindEditParameter(EditParameter kind) {
+  for (const EditParameterInfo& parameter : kEditParameters) {
+    if (parameter.kind == kind) return &parameter;
+  }
+  return nullptr;
+}
+
+bool ParseEditValue(const EditParameterInfo& parameter, std::string_view text, EditValues* values,
+                    std::string* problem) {
+  // "%g" writes the range as people type it: 0.1, 10, 65500.
+  char range[64];
+  std::snprintf(range, sizeof range, "%g to %g", parameter.minimum, parameter.maximum);
+  if (parameter.kind == EditParameter::kSize) {
+    int width = 0, height = 0;
+    if (!platform::ParseDimensions(text, static_cast<int>(parameter.minimum),
+                                   static_cast<int>(parameter.maximum), &width, &height)) {
+      *problem = std::string(parameter.option) + " takes WIDTHxHEIGHT, each " + range;
+      return false;
+    }
+    values->width = width;
+    values->height = height;
+    return true;
+  }
+  double number = 0;
+  if (!platform::ParseDecimal(text, parameter.minimum, parameter.maximum, &number)) {
+    *problem = std::string(parameter.option) + " takes a number from " + range;
+    return false;
+  }
+  (parameter.kind == EditParameter::kGamma ? values->gamma : values->angle) =
+      static_cast<float>(number);
+  return true;
 }
 
 std::unique_ptr<ImageFilter> MakeAlbumFilter(const EditCommand& command, const EditValues& values,

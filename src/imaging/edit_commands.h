@@ -1,12 +1,13 @@
-// The edit commands of the album view, the photo window and the CLI in one table: command id,
-// menu text, progress text, the photo window's history label, and which filter each runs
-// with which parameters. The desktop program builds its menus from it; quorvane-cli names the
-// operations by `name`.
+// The edit commands of the album view, the photo window and the CLI in one self-describing
+// table: command id, menu text, progress text, the photo window's history label, the value each
+// takes (with its default and range) and which filter each runs. The desktop program builds its
+// menus and dialogs from it; quorvane-cli its parsing, help and usage.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "image/image.h"
@@ -36,6 +37,28 @@ struct EditCommand {
 
 inline constexpr float kInitialGamma = 1.8f;  // the gamma dialog's starting value
 inline constexpr float kInitialAngle = 0.0f;
+
+// The value of a command that takes one, as its dialog and the command line ask for it.
+struct EditParameterInfo {
+  EditParameter kind;
+  std::string_view option;      // the command line's option
+  std::string_view value_name;  // how usage texts show the value
+  std::string_view label;       // what the dialog asks
+  bool required;                // no default: the user must give it
+  double initial;               // the dialog's starting value, when not required
+  double minimum;               // accepted range, both ends included (for a size: each side)
+  double maximum;
+};
+
+inline constexpr EditParameterInfo kEditParameters[] = {
+    {EditParameter::kGamma, "--gamma", "G", "Gamma", false, kInitialGamma, 0.1, 10.0},
+    {EditParameter::kAngle, "--angle", "DEGREES", "Angle (degrees clockwise)", false, kInitialAngle,
+     -360.0, 360.0},
+    {EditParameter::kSize, "--size", "WxH", "Size (width x height, pixels)", true, 0, 1, 65500},
+};
+
+// Null for kNone.
+const EditParameterInfo* FindEditParameter(EditParameter kind);
 
 inline constexpr EditCommand kEditCommands[] = {
     {32783, "lighten", "&Lighten", "", "Lightening...", "Lighten", EditParameter::kNone, true, true,
@@ -95,6 +118,11 @@ struct EditValues {
   int32_t width = 0;
   int32_t height = 0;
 };
+
+// Reads the text a user gave for `parameter` into its field of *values. On failure returns
+// false, leaves *values alone and sets *problem ("--gamma takes a number from 0.1 to 10").
+bool ParseEditValue(const EditParameterInfo& parameter, std::string_view text, EditValues* values,
+                    std::string* problem);
 
 // The filter a command runs on the album's photos, or null for commands the album does not
 // offer (desaturate, unsharp mask, crop). `mode` is the album's resampling setting.

@@ -298,5 +298,33 @@ TEST(EditCommandTest, TableKeepsItsSpellingsAndParameters) {
   }
 }
 
+TEST(EditCommandTest, ParameterTableReadsValuesInRangeOnly) {
+  // Every value a command takes has an entry, and the dialogs' starting values are in range.
+  for (const EditCommand& command : kEditCommands) {
+    if (command.parameter == EditParameter::kNone) continue;
+    const EditParameterInfo* parameter = FindEditParameter(command.parameter);
+    ASSERT_NE(parameter, nullptr) << command.name;
+    if (!parameter->required) {
+      EXPECT_GE(parameter->initial, parameter->minimum) << command.name;
+      EXPECT_LE(parameter->initial, parameter->maximum) << command.name;
+    }
+  }
+  EditValues values;
+  std::string problem;
+  const EditParameterInfo& gamma = *FindEditParameter(EditParameter::kGamma);
+  EXPECT_TRUE(ParseEditValue(gamma, "2.2", &values, &problem));
+  EXPECT_FLOAT_EQ(values.gamma, 2.2f);
+  EXPECT_FALSE(ParseEditValue(gamma, "0", &values, &problem));
+  EXPECT_EQ(problem, "--gamma takes a number from 0.1 to 10");
+  EXPECT_FLOAT_EQ(values.gamma, 2.2f);
+  const EditParameterInfo& size = *FindEditParameter(EditParameter::kSize);
+  EXPECT_TRUE(ParseEditValue(size, "640x480", &values, &problem));
+  EXPECT_EQ(values.width, 640);
+  EXPECT_EQ(values.height, 480);
+  EXPECT_FALSE(ParseEditValue(size, "640x0", &values, &problem));
+  EXPECT_EQ(problem, "--size takes WIDTHxHEIGHT, each 1 to 65500");
+  EXPECT_FALSE(ParseEditValue(*FindEditParameter(EditParameter::kAngle), "400", &values, &problem));
+}
+
 }  // namespace
 }  // namespace quorvane::imaging
