@@ -63,9 +63,8 @@ int main(int argc, char** argv) {
 
   auto start = Clock::now();
   for (int i = 0; i < kEdits; ++i) {
-    imaging::FilterRun run;
     const imaging::EditCommand& command = *imaging::FindEditCommand(cycle[i % 10]);
-    if (document.RunEdit(command, {}, {}, display, run) != imaging::kFilterOk) {
+    if (document.RunEdit(command, {}, {}, display, platform::NoProgress()) != imaging::kOk) {
       std::fprintf(stderr, "edit %d (%s) failed\n", i, cycle[i % 10]);
       return 1;
     }

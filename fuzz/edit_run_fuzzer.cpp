@@ -52,9 +52,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
   imaging::ViewerDocument document(original);
-  imaging::FilterRun run;
-  const uint32_t code = document.RunEdit(command, values, selection, display, run);
-  if (code != imaging::kFilterOk) {
+  const uint32_t code =
+      document.RunEdit(command, values, selection, display, platform::NoProgress());
+  if (code != imaging::kOk) {
     if (!image::SamePixels(document.image(), original)) __builtin_trap();
     return 0;
   }

@@ -1,7 +1,5 @@
 #include "album/album_history.h"
 
-#include <cstdio>
-
 namespace quorvane::album {
 
 HistoryMenuItem UndoMenuItem(const std::optional<std::string>& label) {
@@ -12,23 +10,6 @@ HistoryMenuItem UndoMenuItem(const std::optional<std::string>& label) {
 HistoryMenuItem RedoMenuItem(const std::optional<std::string>& label) {
   if (!label) return {"&Redo\tCtrl+Shift+Z", false};
   return {"&Redo " + *label + "\tCtrl+Shift+Z", true};
-}
-
-std::string ErrorCodeText(uint32_t code) {
-  // The messages the system has for the low words of the codes our operations return.
-  switch (code & 0xFFFF) {
-    case 0x4001:
-      return "Not implemented";
-    case 0x4005:
-      return "Unspecified error";
-    case 0x04C7:
-      return "The operation was canceled by the user.";
-    default:
-      break;
-  }
-  char text[32];
-  std::snprintf(text, sizeof text, "Error 0x%08lx", static_cast<unsigned long>(code));
-  return text;
 }
 
 void AlbumHistory::Push(RefPtr<HistoryRecord> record) {

@@ -40,9 +40,6 @@ HistoryMenuItem UndoMenuItem(const std::optional<std::string>& label);
 // "&Redo %s\tCtrl+Shift+Z" / "&Redo\tCtrl+Shift+Z" likewise.
 HistoryMenuItem RedoMenuItem(const std::optional<std::string>& label);
 
-// A failure code as the user reads it: the message of its low 16 bits, or "Error 0x%08lx".
-std::string ErrorCodeText(uint32_t code);
-
 // Thread-compatible: used from the window thread; records may be filled on a worker before
 // they are pushed.
 class AlbumHistory {

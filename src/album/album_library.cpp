@@ -166,15 +166,17 @@ std::string_view CutAtCharacter(std::string_view text, size_t limit) {
   return text.substr(0, end);
 }
 
+constexpr int32_t kFindFailed = static_cast<int32_t>(platform::kFailed);
+
 }  // namespace
 
 int32_t FindAlbums(const fs::path& folder, std::vector<std::string>* list) {
   std::error_code ec;
   fs::directory_iterator it(folder, ec);
-  if (ec) return kLibraryFailed;
+  if (ec) return kFindFailed;
   int32_t found = 0;
   for (; it != fs::directory_iterator(); it.increment(ec)) {
-    if (ec) return kLibraryFailed;
+    if (ec) return kFindFailed;
     std::error_code type_ec;
     if (!it->is_directory(type_ec)) continue;
     for (std::string_view name : kIndexFileNames) {
@@ -185,7 +187,7 @@ int32_t FindAlbums(const fs::path& folder, std::vector<std::string>* list) {
       }
     }
   }
-  return ec ? kLibraryFailed : found;
+  return ec ? kFindFailed : found;
 }
 
 double MonotonicOleDate(platform::OleDate date) {

@@ -17,10 +17,9 @@
 
 #include "album/album.h"
 #include "platform/ole_date.h"
+#include "platform/result_code.h"
 
 namespace quorvane::album {
-
-inline constexpr int32_t kLibraryFailed = static_cast<int32_t>(0x80004005);
 
 // Sort orders of the album list, in the order of its combo box.
 enum AlbumSortOrder : int {
@@ -45,8 +44,8 @@ struct AlbumListEntry {
 
 // Appends the full path of every subfolder of `folder` that holds "index.quorvane",
 // "index.qvo" or "_index.xml", in the order the folder listing returns them; other entries
-// are skipped without a message. Returns the number appended (0 or more), or
-// kLibraryFailed when the folder cannot be listed.
+// are skipped without a message. Returns the number appended (0 or more), or platform::kFailed
+// as a negative number when the folder cannot be listed (IsFailure tells).
 int32_t FindAlbums(const std::filesystem::path& folder, std::vector<std::string>* list);
 
 // A date that orders like the moment it names: OLE dates below zero count their fraction

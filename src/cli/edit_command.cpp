@@ -12,6 +12,7 @@
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/open_album.h"
+#include "cli/stderr_progress.h"
 #include "image/image_types.h"
 #include "imaging/album_edit.h"
 #include "imaging/edit_commands.h"
@@ -89,7 +90,7 @@ bool ParseSelection(const std::vector<std::string>& values, imaging::EditSelecti
   return in.eof() || (in >> std::ws).eof();
 }
 
-// Runs `job` on a worker thread, as every edit runs, and reports the filter's progress.
+// Runs `job` on a worker thread, as every edit runs.
 template <typename Job>
 void RunOnWorker(Job job) {
   std::thread worker(job);
@@ -133,14 +134,11 @@ int RunEditCommand(std::span<const std::string> args) {
 
   const auto filter = imaging::MakeAlbumFilter(*command, values, thumbnails.mode);
   album::AlbumHistory history;
-  imaging::FilterRun run;
   imaging::AlbumEditResult result;
-  std::cerr << command->progress_text << '\n';
-  RunOnWorker([&] {
-    result = imaging::RunAlbumEdit(
-        *album, history, *filter, positions, run,
-        [](std::string_view text, int, int) { std::cerr << "  " << text << '\n'; });
-  });
+  StderrProgress progress;
+  progress.SetTitle(command->progress_text);
+  RunOnWorker(
+      [&] { result = imaging::RunAlbumEdit(*album, history, *filter, positions, progress); });
   for (const std::string& failure : result.failures) Failure(failure);
   if (result.changed > 0 && !album::SaveAlbum(*album)) return Failure(album->last_error());
   album::ReleaseRetainedFiles(*album);
@@ -184,14 +182,15 @@ int RunEditFileCommand(std::span<const std::string> given) {
   // The selection is given in the image's own pixels: the display is the image.
   const imaging::DisplaySize display{loaded.width(), loaded.height()};
   imaging::ViewerDocument document(std::move(loaded));
-  imaging::FilterRun run;
-  uint32_t code = imaging::kFilterOk;
-  std::cerr << command->progress_text << '\n';
+  platform::ResultCode code = platform::kOk;
+  StderrProgress progress;
+  progress.SetTitle(command->progress_text);
   RunOnWorker([&] {
-    code = document.RunEdit(*command, values, selection, display, run, UserThumbnailOptions().mode);
+    code = document.RunEdit(*command, values, selection, display, progress,
+                            UserThumbnailOptions().mode);
   });
-  if (code >= 0x80000000u) return Failure(album::ErrorCodeText(code));
-  if (code == imaging::kFilterNothingToDo) std::cerr << "Nothing to do; the image is unchanged\n";
+  if (platform::IsFailure(code)) return Failure(platform::ResultCodeText(code));
+  if (code == imaging::kNothingToDo) std::cerr << "Nothing to do; the image is unchanged\n";
   const image::Image result = document.image();
   if (!result.Save(parsed.positional[1], out_type->format)) return Failure(result.last_error());
   return kExitOk;

@@ -5,11 +5,11 @@
 #include <iostream>
 #include <memory>
 
-#include "search/photo_search.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/open_album.h"
 #include "cli/user_settings.h"
+#include "search/photo_search.h"
 #include "settings/user_folders.h"
 
 namespace quorvane::cli {

@@ -11,12 +11,12 @@
 #include <malloc.h>
 #endif
 
-#include "thumbnails/thumbnail_cache.h"
-#include "thumbnails/thumbnail_worker.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/open_album.h"
 #include "cli/user_settings.h"
+#include "thumbnails/thumbnail_cache.h"
+#include "thumbnails/thumbnail_worker.h"
 
 namespace quorvane::cli {
 namespace {

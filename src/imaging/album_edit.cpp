@@ -4,6 +4,12 @@
 #include "album/batch_operations.h"
 
 namespace quorvane::imaging {
+namespace {
+
+// Each photo's share of the progress bar, in units fine enough to follow its rows.
+constexpr int64_t kPhotoUnits = 1000;
+
+}  // namespace
 
 bool ImageOperationRecord::ExchangeAll(album::Album& album) {
   bool ok = true;
@@ -13,34 +19,36 @@ bool ImageOperationRecord::ExchangeAll(album::Album& album) {
 
 AlbumEditResult RunAlbumEdit(album::Album& album, album::AlbumHistory& history,
                              const ImageFilter& filter, std::span<const size_t> positions,
-                             FilterRun& run, const album::ProgressCallback& progress) {
+                             platform::ProgressSink& progress) {
   AlbumEditResult result;
   auto record = platform::MakeRef<ImageOperationRecord>(filter.RecordName());
   const std::string label = filter.OperationLabel();
   const int total = static_cast<int>(positions.size());
-  for (int k = 0; k < total && !run.cancel.load(); ++k) {
+  for (int k = 0; k < total && !progress.Cancelled(); ++k) {
     const size_t index = positions[static_cast<size_t>(k)];
     if (index >= album.photos().size()) {
       result.failures.push_back("There is no photo " + std::to_string(index + 1));
       continue;
     }
     const std::string name = album.photos()[index].image_file;
-    if (progress) {
-      progress(
-          album::BatchProgressText(label, album::PhotoLabel(album.photos()[index]), k + 1, total),
-          k, total);
-    }
+    progress.SetText(
+        album::BatchProgressText(label, album::PhotoLabel(album.photos()[index]), k + 1, total));
+    progress.SetPosition(int64_t{k} * kPhotoUnits, int64_t{total} * kPhotoUnits);
     image::Image image;
     if (!album::LoadAlbumImage(album, index, &image)) {
       result.failures.push_back(name + ": " + album.last_error());
       continue;
     }
-    run.progress = 0;
-    const uint32_t code = filter.Apply(image, run);
-    if (code == kFilterCancelled || run.cancel.load()) break;
-    if (code == kFilterNothingToDo) continue;
-    if (code != kFilterOk) {
-      result.failures.push_back(name + ": " + album::ErrorCodeText(code));
+    // The filter's rows fill this photo's share of the bar; the text stays the photo's.
+    platform::NestedProgress photo_progress(progress, int64_t{k} * kPhotoUnits, kPhotoUnits,
+                                            int64_t{total} * kPhotoUnits,
+                                            platform::NestedProgress::Texts::kDrop);
+    FilterRun run{&photo_progress};
+    const ResultCode code = filter.Apply(image, run);
+    if (code == kCancelled || progress.Cancelled()) break;
+    if (code == kNothingToDo) continue;
+    if (code != kOk) {
+      result.failures.push_back(name + ": " + platform::ResultCodeText(code));
       continue;
     }
     album::PhotoVersion kept;
@@ -51,10 +59,10 @@ AlbumEditResult RunAlbumEdit(album::Album& album, album::AlbumHistory& history,
     record->Add(std::move(kept));
     ++result.changed;
   }
-  if (run.cancel.load()) {
+  if (progress.Cancelled()) {
     // A cancelled operation leaves no photo changed.
     if (record->HasChanges()) record->Undo(album);
-    result.code = kFilterCancelled;
+    result.code = kCancelled;
     return result;
   }
   if (record->HasChanges()) history.Push(record);

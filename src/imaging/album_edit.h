@@ -37,20 +37,20 @@ class ImageOperationRecord : public album::HistoryRecord {
 };
 
 struct AlbumEditResult {
-  uint32_t code = kFilterOk;          // kFilterOk, or kFilterCancelled
+  ResultCode code = kOk;              // kOk, or kCancelled
   int changed = 0;                    // photos changed (and kept, unless cancelled)
   std::vector<std::string> failures;  // "<file>: <why>" per photo that failed
 };
 
 // Applies `filter` to the photos at `positions` (on the calling worker thread, while the window
 // waits). Each photo is loaded, filtered and replaced through the album's photo operations;
-// progress gets "<label> <photo> (image k of n) ..." per photo with the filter's label, and
-// run.progress follows the filter. A photo that fails, or that the filter leaves as it is, is
-// skipped. When run.cancel stops it, the photos already changed are put back and nothing is
-// pushed; otherwise the record goes onto `history` when any photo changed. Not thread-safe
-// with other uses of `album` or `history`.
+// `progress` gets the text "<label> <photo> (image k of n) ..." per photo with the filter's
+// label and a position that follows photos and rows. A photo that fails, or that the filter
+// leaves as it is, is skipped. A cancel (polled between photos and rows) puts back the photos
+// already changed and pushes nothing; otherwise the record goes onto `history` when any photo
+// changed. Not thread-safe with other uses of `album` or `history`.
 AlbumEditResult RunAlbumEdit(album::Album& album, album::AlbumHistory& history,
                              const ImageFilter& filter, std::span<const size_t> positions,
-                             FilterRun& run, const album::ProgressCallback& progress = {});
+                             platform::ProgressSink& progress);
 
 }  // namespace quorvane::imaging

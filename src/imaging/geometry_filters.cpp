@@ -6,19 +6,19 @@
 
 namespace quorvane::imaging {
 
-uint32_t ResizeFilter::Apply(image::Image& image, FilterRun& run) const {
-  if (!image.IsValid()) return kFilterFailed;
+ResultCode ResizeFilter::Apply(image::Image& image, FilterRun& run) const {
+  if (!image.IsValid()) return kFailed;
   const int w = image.width();
   const int h = image.height();
-  if (only_shrink_ && w <= width_ && h <= height_) return kFilterNothingToDo;
+  if (only_shrink_ && w <= width_ && h <= height_) return kNothingToDo;
   const image::FitSize size = keep_aspect_ ? image::FitProportionally(w, h, width_, height_)
                                            : image::FitSize{width_, height_};
   const bool ok = image.Resample(size.width, size.height, mode_);
-  run.progress = 100;
-  return ok ? kFilterOk : kFilterFailed;
+  run.progress->SetPosition(1, 1);
+  return ok ? kOk : kFailed;
 }
 
-uint32_t RotateFilter::Apply(image::Image& image, FilterRun& run) const {
+ResultCode RotateFilter::Apply(image::Image& image, FilterRun& run) const {
   bool ok = false;
   switch (mode_) {
     case 0:
@@ -34,31 +34,31 @@ uint32_t RotateFilter::Apply(image::Image& image, FilterRun& run) const {
       ok = image.Rotate180();
       break;
     default:
-      return kFilterFailed;
+      return kFailed;
   }
-  run.progress = 100;
-  return ok ? kFilterOk : kFilterFailed;
+  run.progress->SetPosition(1, 1);
+  return ok ? kOk : kFailed;
 }
 
-uint32_t FlipFilter::Apply(image::Image& image, FilterRun& run) const {
+ResultCode FlipFilter::Apply(image::Image& image, FilterRun& run) const {
   const bool ok = vertical_ ? image.Flip() : image.Mirror();
-  run.progress = 100;
-  return ok ? kFilterOk : kFilterFailed;
+  run.progress->SetPosition(1, 1);
+  return ok ? kOk : kFailed;
 }
 
-uint32_t RaiseDepthFilter::Apply(image::Image& image, FilterRun&) const {
-  if (!image.IsValid()) return kFilterFailed;
-  if (image.bits_per_pixel() == bits_) return kFilterOk;
-  if (bits_ < image.bits_per_pixel()) return kFilterNotImplemented;
+ResultCode RaiseDepthFilter::Apply(image::Image& image, FilterRun&) const {
+  if (!image.IsValid()) return kFailed;
+  if (image.bits_per_pixel() == bits_) return kOk;
+  if (bits_ < image.bits_per_pixel()) return kNotImplemented;
   // A depth the image cannot take (only 24 and 32 are) leaves it as it is, still a success.
   static_cast<void>(image.IncreaseBpp(bits_));
-  return kFilterOk;
+  return kOk;
 }
 
-uint32_t CropFilter::Apply(image::Image& image, FilterRun& run) const {
+ResultCode CropFilter::Apply(image::Image& image, FilterRun& run) const {
   const bool ok = image.Crop(left_, top_, right_, bottom_);
-  run.progress = 100;
-  return ok ? kFilterOk : kFilterFailed;
+  run.progress->SetPosition(1, 1);
+  return ok ? kOk : kFailed;
 }
 
 }  // namespace quorvane::imaging

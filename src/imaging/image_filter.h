@@ -5,42 +5,45 @@
 // Example (on a worker thread):
 //   FilterRun run;
 //   LightFilter lighten(20, 100);
-//   if (lighten.Apply(copy, run) == kFilterOk) Install(copy);
+//   if (lighten.Apply(copy, run) == kOk) Install(copy);
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "image/image.h"
+#include "platform/progress.h"
+#include "platform/result_code.h"
 
 namespace quorvane::imaging {
 
 class SelectionMask;
 
-inline constexpr uint32_t kFilterOk = 0;
-inline constexpr uint32_t kFilterNothingToDo = 1;  // a success that left the image as it was
-inline constexpr uint32_t kFilterNotImplemented = 0x80004001;
-inline constexpr uint32_t kFilterFailed = 0x80004005;
-inline constexpr uint32_t kFilterCancelled = 0x800704C7;
+using platform::kCancelled;
+using platform::kFailed;
+using platform::kNothingToDo;  // a success that left the image as it was
+using platform::kNotImplemented;
+using platform::kOk;
+using platform::ResultCode;
 
-// Shared between the thread running a filter and the one watching it.
+// What a filter reports to and obeys while it runs. The filter reports rows done of the image's
+// rows (from its worker threads: the sink is thread-safe) and polls for a cancel between rows.
 struct FilterRun {
-  std::atomic<int> progress{0};              // 0..100, written by the filter
-  std::atomic<bool> cancel{false};           // tested by the filter between rows
+  platform::ProgressSink* progress = &platform::NoProgress();
   const SelectionMask* selection = nullptr;  // null: the whole image
+  bool Cancelled() const { return progress->Cancelled(); }
 };
 
 // Filters are immutable once made: Apply may run on any thread, one image per call.
 class ImageFilter {
  public:
   virtual ~ImageFilter() = default;
-  // Changes `image` in place. Returns kFilterOk, kFilterNothingToDo, kFilterFailed (the image
-  // operation failed; the image may be partly changed), kFilterCancelled (run.cancel was seen;
-  // the image is partly changed) or kFilterNotImplemented.
-  virtual uint32_t Apply(image::Image& image, FilterRun& run) const;
+  // Changes `image` in place. Returns kOk, kNothingToDo, kFailed (the image
+  // operation failed; the image may be partly changed), kCancelled (a cancel was seen;
+  // the image is partly changed) or kNotImplemented.
+  virtual ResultCode Apply(image::Image& image, FilterRun& run) const;
   // The name of the album history record ("Contrast" -> "Contrast Photo").
   virtual std::string RecordName() const { return {}; }
   // The album-level operation's descriptive label ("Reduce contrast on").
@@ -48,7 +51,7 @@ class ImageFilter {
 };
 
 // Fits the image into width x height like the album's FitImage: with only_shrink an image that
-// already fits returns kFilterNothingToDo; with keep_aspect the bound side takes the maximum
+// already fits returns kNothingToDo; with keep_aspect the bound side takes the maximum
 // and the other follows, truncated toward zero.
 class ResizeFilter : public ImageFilter {
  public:
@@ -59,7 +62,7 @@ class ResizeFilter : public ImageFilter {
         keep_aspect_(keep_aspect),
         only_shrink_(only_shrink),
         mode_(mode) {}
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
   std::string RecordName() const override { return "Resize"; }
 
  private:
@@ -75,7 +78,7 @@ class LightFilter : public ImageFilter {
  public:
   LightFilter(int32_t brightness, int32_t contrast)
       : brightness_(brightness), contrast_(contrast) {}
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
   std::string RecordName() const override;
   std::string OperationLabel() const override;
 
@@ -87,7 +90,7 @@ class LightFilter : public ImageFilter {
 class GammaFilter : public ImageFilter {
  public:
   explicit GammaFilter(float gamma) : gamma_(gamma) {}
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
   std::string RecordName() const override { return "Gamma"; }
   std::string OperationLabel() const override { return "Adjust gamma on"; }
 
@@ -107,7 +110,7 @@ class KernelFilter : public ImageFilter {
         divisor_(divisor),
         offset_(offset),
         name_(std::move(name)) {}
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
   std::string RecordName() const override { return name_; }
 
  private:
@@ -124,7 +127,7 @@ KernelFilter BlurFilter();     // all ones, divisor 9
 // selection.
 class GrayscaleFilter : public ImageFilter {
  public:
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
   std::string RecordName() const override { return "Grayscale"; }
 };
 
@@ -132,7 +135,7 @@ class GrayscaleFilter : public ImageFilter {
 // 90 (darker or lighter). Tones the whole image, selection or not.
 class SepiaFilter : public ImageFilter {
  public:
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
   std::string RecordName() const override { return "Sepia Tone"; }
 };
 
@@ -141,7 +144,7 @@ class SepiaFilter : public ImageFilter {
 class DesaturateFilter : public ImageFilter {
  public:
   DesaturateFilter(int a = -255, int b = -255, int c = -255) : a_(a), b_(b), c_(c) {}
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
 
  private:
   int a_, b_, c_;
@@ -162,7 +165,7 @@ GaussianKernel MakeGaussianKernel(double radius, double sigma);
 // image; an image smaller than the kernel stays as it is.
 class UnsharpMaskFilter : public ImageFilter {
  public:
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
 };
 
 // mode 0: by `angle` degrees clockwise; 1: 90 clockwise; 2: 90 counter-clockwise; 3: 180.
@@ -170,7 +173,7 @@ class UnsharpMaskFilter : public ImageFilter {
 class RotateFilter : public ImageFilter {
  public:
   RotateFilter(int32_t mode, float angle) : mode_(mode), angle_(angle) {}
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
   std::string RecordName() const override { return "Rotate"; }
 
  private:
@@ -182,19 +185,19 @@ class RotateFilter : public ImageFilter {
 class FlipFilter : public ImageFilter {
  public:
   explicit FlipFilter(bool vertical) : vertical_(vertical) {}
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
   std::string RecordName() const override { return "Flip"; }
 
  private:
   bool vertical_;
 };
 
-// Raises the colour depth: kFilterOk when the image already has `bits`,
-// kFilterNotImplemented when `bits` is lower than its depth.
+// Raises the colour depth: kOk when the image already has `bits`,
+// kNotImplemented when `bits` is lower than its depth.
 class RaiseDepthFilter : public ImageFilter {
  public:
   explicit RaiseDepthFilter(int bits) : bits_(bits) {}
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
 
  private:
   int bits_;
@@ -205,7 +208,7 @@ class CropFilter : public ImageFilter {
  public:
   CropFilter(int left, int top, int right, int bottom)
       : left_(left), top_(top), right_(right), bottom_(bottom) {}
-  uint32_t Apply(image::Image& image, FilterRun& run) const override;
+  ResultCode Apply(image::Image& image, FilterRun& run) const override;
 
  private:
   int left_, top_, right_, bottom_;

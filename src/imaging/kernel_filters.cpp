@@ -90,15 +90,15 @@ void Sum3x3(const uint8_t* const* rows, const int32_t* k, size_t c0, size_t coun
 }
 
 // Convolves the colour levels of `image` (alpha stays), limited to `selection` when given.
-uint32_t Convolve(image::Image& image, FilterRun& run, const SelectionMask* selection,
-                  const std::vector<int32_t>& kernel, int size, int32_t divisor, int32_t offset) {
+ResultCode Convolve(image::Image& image, FilterRun& run, const SelectionMask* selection,
+                    const std::vector<int32_t>& kernel, int size, int32_t divisor, int32_t offset) {
   if (!image.IsValid() || size < 1 || size % 2 == 0 ||
       kernel.size() != static_cast<size_t>(size) * size) {
-    return kFilterFailed;
+    return kFailed;
   }
   const int width = image.width();
   const int height = image.height();
-  if (width < size || height < size) return kFilterFailed;
+  if (width < size || height < size) return kFailed;
   if (divisor <= 0) divisor = 1;
   int64_t positive = 0, negative = 0;
   for (int32_t k : kernel) (k > 0 ? positive : negative) += std::abs(int64_t{k});
@@ -116,7 +116,7 @@ uint32_t Convolve(image::Image& image, FilterRun& run, const SelectionMask* sele
   // fresh pixels do; otherwise the copy keeps what the filter does not touch.
   uint8_t* out_base =
       channels == 3 && selection == nullptr ? image.PixelsForOverwrite() : image.MutableRow(0);
-  if (out_base == nullptr) return kFilterFailed;
+  if (out_base == nullptr) return kFailed;
   const uint8_t* in_base = source.Row(0);
 
   const bool done = ForEachRowBand(height, run, [&](int first, int end) {
@@ -178,12 +178,12 @@ uint32_t Convolve(image::Image& image, FilterRun& run, const SelectionMask* sele
       }
     }
   });
-  return done ? kFilterOk : kFilterCancelled;
+  return done ? kOk : kCancelled;
 }
 
 }  // namespace
 
-uint32_t KernelFilter::Apply(image::Image& image, FilterRun& run) const {
+ResultCode KernelFilter::Apply(image::Image& image, FilterRun& run) const {
   return Convolve(image, run, run.selection, kernel_, size_, divisor_, offset_);
 }
 
@@ -228,15 +228,15 @@ GaussianKernel MakeGaussianKernel(double radius, double sigma) {
   return kernel;
 }
 
-uint32_t UnsharpMaskFilter::Apply(image::Image& image, FilterRun& run) const {
-  if (!image.IsValid()) return kFilterFailed;
+ResultCode UnsharpMaskFilter::Apply(image::Image& image, FilterRun& run) const {
+  if (!image.IsValid()) return kFailed;
   const image::Image original = image;
   const GaussianKernel gaussian = MakeGaussianKernel(0, 1.0);
   // Too small for the kernel: the blur leaves the image alone, and the step below then finds
   // no difference anywhere.
-  const uint32_t blurred =
+  const ResultCode blurred =
       Convolve(image, run, nullptr, gaussian.entries, gaussian.size, gaussian.divisor, 0);
-  if (blurred == kFilterCancelled) return blurred;
+  if (blurred == kCancelled) return blurred;
 
   const int width = image.width();
   const int channels = image.channels();
@@ -256,7 +256,7 @@ uint32_t UnsharpMaskFilter::Apply(image::Image& image, FilterRun& run) const {
       }
     }
   });
-  return done ? kFilterOk : kFilterCancelled;
+  return done ? kOk : kCancelled;
 }
 
 }  // namespace quorvane::imaging

@@ -47,14 +47,14 @@ Target Prepare(image::Image& image, const SelectionMask* selection) {
 // Runs `pixel(in, out)` on every covered pixel (each points at R, G, B[, A]; they may be the
 // same pixel).
 template <typename PixelFn>
-uint32_t ForEachPixel(image::Image& image, FilterRun& run, const SelectionMask* selection,
-                      PixelFn pixel) {
-  if (!image.IsValid()) return kFilterFailed;
+ResultCode ForEachPixel(image::Image& image, FilterRun& run, const SelectionMask* selection,
+                        PixelFn pixel) {
+  if (!image.IsValid()) return kFailed;
   const int width = image.width();
   const int channels = image.channels();
   const size_t stride = image.stride();
   const Target target = Prepare(image, selection);
-  if (target.out == nullptr) return kFilterFailed;
+  if (target.out == nullptr) return kFailed;
   const bool done = ForEachRowBand(image.height(), run, [&](int first, int end) {
     for (int y = first; y < end; ++y) {
       int begin = 0, stop = 0;
@@ -65,11 +65,11 @@ uint32_t ForEachPixel(image::Image& image, FilterRun& run, const SelectionMask* 
       for (int x = begin; x < stop; ++x, in += channels, out += channels) pixel(in, out);
     }
   });
-  return done ? kFilterOk : kFilterCancelled;
+  return done ? kOk : kCancelled;
 }
 
-uint32_t ApplyLevelTable(image::Image& image, FilterRun& run, const LevelTable& table) {
-  if (!image.IsValid()) return kFilterFailed;
+ResultCode ApplyLevelTable(image::Image& image, FilterRun& run, const LevelTable& table) {
+  if (!image.IsValid()) return kFailed;
   if (image.channels() != 3) {
     return ForEachPixel(image, run, run.selection, [&](const uint8_t* in, uint8_t* out) {
       out[0] = table[in[0]];
@@ -81,7 +81,7 @@ uint32_t ApplyLevelTable(image::Image& image, FilterRun& run, const LevelTable& 
   const int width = image.width();
   const size_t stride = image.stride();
   const Target target = Prepare(image, run.selection);
-  if (target.out == nullptr) return kFilterFailed;
+  if (target.out == nullptr) return kFailed;
   const bool done = ForEachRowBand(image.height(), run, [&](int first, int end) {
     for (int y = first; y < end; ++y) {
       int begin = 0, stop = 0;
@@ -93,14 +93,14 @@ uint32_t ApplyLevelTable(image::Image& image, FilterRun& run, const LevelTable& 
       }
     }
   });
-  return done ? kFilterOk : kFilterCancelled;
+  return done ? kOk : kCancelled;
 }
 
 }  // namespace
 
-uint32_t ImageFilter::Apply(image::Image&, FilterRun&) const { return kFilterNotImplemented; }
+ResultCode ImageFilter::Apply(image::Image&, FilterRun&) const { return kNotImplemented; }
 
-uint32_t LightFilter::Apply(image::Image& image, FilterRun& run) const {
+ResultCode LightFilter::Apply(image::Image& image, FilterRun& run) const {
   LevelTable table;
   for (int level = 0; level < 256; ++level) {
     const double value = 128.0 + (level - 128) * (contrast_ / 100.0) + brightness_;
@@ -123,8 +123,8 @@ std::string LightFilter::OperationLabel() const {
   return {};
 }
 
-uint32_t GammaFilter::Apply(image::Image& image, FilterRun& run) const {
-  if (!(gamma_ > 0.0f) || !std::isfinite(gamma_)) return kFilterFailed;
+ResultCode GammaFilter::Apply(image::Image& image, FilterRun& run) const {
+  if (!(gamma_ > 0.0f) || !std::isfinite(gamma_)) return kFailed;
   LevelTable table;
   const double exponent = 1.0 / gamma_;
   for (int level = 0; level < 256; ++level) {
@@ -133,7 +133,7 @@ uint32_t GammaFilter::Apply(image::Image& image, FilterRun& run) const {
   return ApplyLevelTable(image, run, table);
 }
 
-uint32_t GrayscaleFilter::Apply(image::Image& image, FilterRun& run) const {
+ResultCode GrayscaleFilter::Apply(image::Image& image, FilterRun& run) const {
   return ForEachPixel(image, run, run.selection, [](const uint8_t* in, uint8_t* out) {
     const uint8_t grey =
         static_cast<uint8_t>((19595u * in[0] + 38470u * in[1] + 7471u * in[2] + 32768u) >> 16);
@@ -141,7 +141,7 @@ uint32_t GrayscaleFilter::Apply(image::Image& image, FilterRun& run) const {
   });
 }
 
-uint32_t SepiaFilter::Apply(image::Image& image, FilterRun& run) const {
+ResultCode SepiaFilter::Apply(image::Image& image, FilterRun& run) const {
   // Lightness depends only on max + min of the channels, and hue and saturation are fixed by
   // lightness, so the result is a function of max + min.
   std::array<Rgb, 511> tone;
@@ -163,7 +163,7 @@ uint32_t SepiaFilter::Apply(image::Image& image, FilterRun& run) const {
   });
 }
 
-uint32_t DesaturateFilter::Apply(image::Image& image, FilterRun& run) const {
+ResultCode DesaturateFilter::Apply(image::Image& image, FilterRun& run) const {
   auto adjust = [](int level, int delta) {
     return static_cast<uint8_t>(std::clamp(level + delta, 0, 255));
   };

@@ -27,32 +27,31 @@ PhotoText ViewerDocument::text() const {
   return state_.text;
 }
 
-uint32_t ViewerDocument::RunEdit(const EditCommand& command, const EditValues& values,
-                                 const EditSelection& selection, DisplaySize display,
-                                 FilterRun& run, image::ResampleMode mode) {
+ResultCode ViewerDocument::RunEdit(const EditCommand& command, const EditValues& values,
+                                   const EditSelection& selection, DisplaySize display,
+                                   platform::ProgressSink& progress, image::ResampleMode mode) {
   image::Image working = image();
-  if (!working.IsValid()) return kFilterFailed;
+  if (!working.IsValid()) return kFailed;
   const std::optional<ImageSelection> on_image =
       SelectionToImage(selection, display.width, display.height, working.width(), working.height());
 
   std::unique_ptr<ImageFilter> filter;
   if (command.uses_selection_rect) {
-    if (!on_image) return kFilterNothingToDo;
+    if (!on_image) return kNothingToDo;
     const ImageRect rect = TopDownRect(*on_image, working.height());
     filter = std::make_unique<CropFilter>(rect.left, rect.top, rect.right, rect.bottom);
   } else {
     filter = MakeViewerFilter(command, values, mode);
-    if (filter == nullptr) return kFilterNotImplemented;
+    if (filter == nullptr) return kNotImplemented;
   }
   std::optional<SelectionMask> mask;
   if (command.honours_selection && on_image) {
     mask.emplace(*on_image, working.width(), working.height());
   }
-  run.selection = mask ? &*mask : nullptr;
-  const uint32_t code = filter->Apply(working, run);
-  run.selection = nullptr;
-  if (run.cancel.load()) return kFilterCancelled;
-  if (code != kFilterOk) return code;
+  FilterRun run{&progress, mask ? &*mask : nullptr};
+  const ResultCode code = filter->Apply(working, run);
+  if (progress.Cancelled()) return kCancelled;
+  if (code != kOk) return code;
 
   // The entry takes the image as it is now; only then does the new one go in.
   history_.PushImage(std::string(command.viewer_label), state_, mutex_);
@@ -62,7 +61,7 @@ uint32_t ViewerDocument::RunEdit(const EditCommand& command, const EditValues& v
     state_.image_changed = 1;
     state_.drawing_in_progress = false;
   }
-  return kFilterOk;
+  return kOk;
 }
 
 void ViewerDocument::SetText(std::string label, PhotoText text) {

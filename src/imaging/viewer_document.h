@@ -34,13 +34,15 @@ class ViewerDocument {
 
   // Runs `command` on a copy of the current image. With a selection (for the commands that
   // honour one) only its pixels change; crop keeps just the selection and does nothing at all
-  // (kFilterNothingToDo, no history entry) when the selection is empty. On success the history
-  // gets the command's label with the image as it was, then the result is installed. A
-  // cancel (run.cancel), a failure or nothing to do leaves image and history as they were and
-  // returns the code (kFilterCancelled, kFilterFailed, kFilterNothingToDo).
-  uint32_t RunEdit(const EditCommand& command, const EditValues& values,
-                   const EditSelection& selection, DisplaySize display, FilterRun& run,
-                   image::ResampleMode mode = image::ResampleMode::kBicubic);
+  // (kNothingToDo, no history entry) when the selection is empty. On success the history
+  // gets the command's label with the image as it was, then the result is installed. The
+  // filter reports its rows to `progress` and polls it for a cancel; a cancel, a failure or
+  // nothing to do leaves image and history as they were and returns the code (kCancelled,
+  // kFailed, kNothingToDo). Runs on the caller's (worker) thread.
+  ResultCode RunEdit(const EditCommand& command, const EditValues& values,
+                     const EditSelection& selection, DisplaySize display,
+                     platform::ProgressSink& progress,
+                     image::ResampleMode mode = image::ResampleMode::kBicubic);
 
   // Changes the photo's text fields as one undoable step.
   void SetText(std::string label, PhotoText text);

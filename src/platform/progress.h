@@ -48,14 +48,22 @@ class CancelFlag : public ProgressSink {
   std::atomic<bool> cancelled_{false};
 };
 
-// Passes everything to another sink, with the positions of one unit of an outer job mapped onto
-// [base, base + span) of the outer scale: how a batch shows the steps of each photo.
+// Passes a part of a job on to the job's sink, with the part's positions mapped onto
+// [base, base + span) of the outer scale: how a batch shows the steps of each photo. With
+// Texts::kDrop the part's texts are not shown, so the batch's own text ("Adding ... (image 2 of
+// 5) ...") stays in view.
 class NestedProgress : public ProgressSink {
  public:
-  NestedProgress(ProgressSink& outer, int64_t base, int64_t span, int64_t outer_maximum)
-      : outer_(outer), base_(base), span_(span), outer_maximum_(outer_maximum) {}
-  void SetTitle(std::string_view title) override { outer_.SetTitle(title); }
-  void SetText(std::string_view text) override { outer_.SetText(text); }
+  enum class Texts { kPass, kDrop };
+  NestedProgress(ProgressSink& outer, int64_t base, int64_t span, int64_t outer_maximum,
+                 Texts texts = Texts::kPass)
+      : outer_(outer), base_(base), span_(span), outer_maximum_(outer_maximum), texts_(texts) {}
+  void SetTitle(std::string_view title) override {
+    if (texts_ == Texts::kPass) outer_.SetTitle(title);
+  }
+  void SetText(std::string_view text) override {
+    if (texts_ == Texts::kPass) outer_.SetText(text);
+  }
   void SetPosition(int64_t position, int64_t maximum) override;
   bool Cancelled() const override { return outer_.Cancelled(); }
 
@@ -64,6 +72,7 @@ class NestedProgress : public ProgressSink {
   int64_t base_;
   int64_t span_;
   int64_t outer_maximum_;
+  Texts texts_;
 };
 
 }  // namespace quorvane::platform

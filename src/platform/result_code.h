@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace quorvane::platform {
 
@@ -17,5 +18,8 @@ inline constexpr ResultCode kCancelled = 0x800704C7;  // the user cancelled; not
 
 // True for every failure code, kCancelled included; success codes have the top bit clear.
 constexpr bool IsFailure(ResultCode code) { return (code & 0x80000000u) != 0; }
+
+// A code as the user reads it: the system's message for its low 16 bits, or "Error 0x%08lx".
+std::string ResultCodeText(ResultCode code);
 
 }  // namespace quorvane::platform

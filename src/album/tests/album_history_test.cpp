@@ -80,12 +80,6 @@ TEST_F(AlbumHistoryTest, UndoRedoWalkTheRecords) {
   EXPECT_EQ(history.UndoLabel(), "Remove Photo");
 }
 
-TEST(ErrorCodeTextTest, KnownCodesHaveMessagesOthersTheirNumber) {
-  EXPECT_EQ(ErrorCodeText(0x80004005), "Unspecified error");
-  EXPECT_EQ(ErrorCodeText(0x80004001), "Not implemented");
-  EXPECT_EQ(ErrorCodeText(0x8007ABCD), "Error 0x8007abcd");
-}
-
 }  // namespace
 }  // namespace quorvane::album
 

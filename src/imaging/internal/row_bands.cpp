@@ -18,13 +18,13 @@ bool ForEachRowBand(int height, FilterRun& run, const std::function<void(int, in
   std::atomic<int> next{0};
   std::atomic<int> rows_done{0};
   auto worker = [&] {
-    while (!run.cancel.load(std::memory_order_relaxed)) {
+    while (!run.Cancelled()) {
       const int first = next.fetch_add(kBandRows);
       if (first >= height) return;
       const int end = std::min(first + kBandRows, height);
       work(first, end);
       const int done = rows_done.fetch_add(end - first) + (end - first);
-      run.progress.store(static_cast<int>(int64_t{done} * 100 / height), std::memory_order_relaxed);
+      run.progress->SetPosition(done, height);
     }
   };
   if (height >= kMinRowsToShare && std::thread::hardware_concurrency() > 1) {

@@ -10,8 +10,8 @@ namespace quorvane::imaging::internal {
 
 // Calls work(first_row, end_row) for bands covering [0, height), from this thread and one
 // helper thread (small images stay on this thread). Bands never overlap; `work` must only
-// write rows of its own band. run.progress follows the rows done. Returns false when
-// run.cancel stopped it (some bands may not have run).
+// write rows of its own band. The run's progress follows the rows done. Returns false when a
+// cancel stopped it (some bands may not have run).
 bool ForEachRowBand(int height, FilterRun& run, const std::function<void(int, int)>& work);
 
 // The covered columns of row y: the selection's span, or the whole row without one.

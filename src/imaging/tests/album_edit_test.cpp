@@ -13,6 +13,7 @@
 #include "album/batch_operations.h"
 #include "album/folder_store.h"
 #include "album/photo_naming.h"
+#include "testing/recording_progress.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::imaging {
@@ -52,18 +53,19 @@ class AlbumEditTest : public ::testing::Test {
 };
 
 TEST_F(AlbumEditTest, ChangesTheChosenPhotosAndUndoesAsOneStep) {
-  std::vector<std::string> texts;
-  FilterRun run;
+  testing::RecordingProgress progress;
   const size_t chosen[] = {0, 2};
   const AlbumEditResult result =
-      RunAlbumEdit(*album_, history_, LightFilter(0, 80), chosen, run,
-                   [&](std::string_view text, int, int) { texts.emplace_back(text); });
-  EXPECT_EQ(result.code, kFilterOk);
+      RunAlbumEdit(*album_, history_, LightFilter(0, 80), chosen, progress);
+  EXPECT_EQ(result.code, kOk);
   EXPECT_EQ(result.changed, 2);
   // 60 -> 128 + (60 - 128) * 0.8 = 73.6 -> 74; 140 -> 137.6 -> 138.
   EXPECT_EQ(Levels(), (std::vector<int>{74, 100, 138}));
-  EXPECT_EQ(texts, (std::vector<std::string>{"Reduce contrast on p0.png (image 1 of 2) ...",
-                                             "Reduce contrast on p2.png (image 2 of 2) ..."}));
+  // One text per photo: the filter's rows move the bar but leave the photo's text in view.
+  EXPECT_EQ(progress.texts(),
+            (std::vector<std::string>{"Reduce contrast on p0.png (image 1 of 2) ...",
+                                      "Reduce contrast on p2.png (image 2 of 2) ..."}));
+  EXPECT_EQ(progress.position(), std::make_pair(int64_t{2000}, int64_t{2000}));
   EXPECT_EQ(history_.UndoMenu().text, "&Undo Contrast Photo\tCtrl+Z");
 
   ASSERT_TRUE(history_.Undo(*album_));
@@ -78,9 +80,9 @@ TEST_F(AlbumEditTest, ChangesTheChosenPhotosAndUndoesAsOneStep) {
 
 TEST_F(AlbumEditTest, GoesOnPastAPhotoThatFails) {
   testing::WriteTextFile(dir_ / "album" / "p1.png", "no longer a picture");
-  FilterRun run;
   const size_t all[] = {0, 1, 2};
-  const AlbumEditResult result = RunAlbumEdit(*album_, history_, LightFilter(20, 100), all, run);
+  const AlbumEditResult result =
+      RunAlbumEdit(*album_, history_, LightFilter(20, 100), all, platform::NoProgress());
   EXPECT_EQ(result.changed, 2);
   ASSERT_EQ(result.failures.size(), 1u);
   EXPECT_EQ(result.failures[0].rfind("p1.png: ", 0), 0u) << result.failures[0];
@@ -91,26 +93,22 @@ TEST_F(AlbumEditTest, GoesOnPastAPhotoThatFails) {
 
 // Size changes travel with the kept versions, as ReplacePhotoImage's tests show.
 TEST_F(AlbumEditTest, CancelOrNothingToDoLeavesEveryPhotoAsBefore) {
-  FilterRun run;
   const size_t all[] = {0, 1, 2};
   // The user cancels while the second photo is under way.
-  const AlbumEditResult result =
-      RunAlbumEdit(*album_, history_, SepiaFilter(), all, run, [&](std::string_view, int k, int) {
-        if (k == 1) run.cancel = true;
-      });
-  EXPECT_EQ(result.code, kFilterCancelled);
+  testing::RecordingProgress progress("(image 2 of 3)");
+  const AlbumEditResult result = RunAlbumEdit(*album_, history_, SepiaFilter(), all, progress);
+  EXPECT_EQ(result.code, kCancelled);
   EXPECT_EQ(result.changed, 1);
   EXPECT_EQ(Levels(), (std::vector<int>{60, 100, 140}));
   EXPECT_EQ(history_.count(), 0);
   EXPECT_EQ(album_->photos()[0].width, 12);
 
   // A resize that would enlarge every photo has nothing to do, and nothing to undo.
-  FilterRun again;
-  EXPECT_EQ(
-      RunAlbumEdit(*album_, history_,
-                   ResizeFilter(1024, 768, true, true, image::ResampleMode::kBicubic), all, again)
-          .changed,
-      0);
+  EXPECT_EQ(RunAlbumEdit(*album_, history_,
+                         ResizeFilter(1024, 768, true, true, image::ResampleMode::kBicubic), all,
+                         platform::NoProgress())
+                .changed,
+            0);
   EXPECT_EQ(history_.count(), 0);
 }
 

@@ -10,6 +10,7 @@
 #include "imaging/edit_commands.h"
 #include "imaging/edit_selection.h"
 #include "imaging/image_filter.h"
+#include "testing/recording_progress.h"
 
 namespace quorvane::imaging {
 namespace {
@@ -51,7 +52,7 @@ TEST(LightFilterTest, OffsetsAndStretchesLevels) {
   for (const Case& c : cases) {
     const uint8_t in = static_cast<uint8_t>(c.in);
     Image image = OnePixel({in, in, in, 7}, true);
-    ASSERT_EQ(ApplyTo(LightFilter(c.brightness, c.contrast), image), kFilterOk);
+    ASSERT_EQ(ApplyTo(LightFilter(c.brightness, c.contrast), image), kOk);
     EXPECT_EQ(image.GetPixel(0, 0), (Rgba{static_cast<uint8_t>(c.out), static_cast<uint8_t>(c.out),
                                           static_cast<uint8_t>(c.out), 7}))
         << c.brightness << "/" << c.contrast << " on " << c.in;
@@ -72,17 +73,17 @@ TEST(ToneFilterTest, GammaAndGrayscale) {
   // 255 * sqrt(64 / 255) = 127.75.
   Image image = OnePixel({64, 0, 255, 255});
   const Image before = image;
-  ASSERT_EQ(ApplyTo(GammaFilter(2.0f), image), kFilterOk);
+  ASSERT_EQ(ApplyTo(GammaFilter(2.0f), image), kOk);
   EXPECT_EQ(before.GetPixel(0, 0), (Rgba{64, 0, 255, 255}));
   EXPECT_EQ(image.GetPixel(0, 0), (Rgba{128, 0, 255, 255}));
-  EXPECT_EQ(ApplyTo(GammaFilter(0.0f), image), kFilterFailed);
+  EXPECT_EQ(ApplyTo(GammaFilter(0.0f), image), kFailed);
 
   // (19595 * 255 + 32768) >> 16 = 76, (38470 * 255 + 32768) >> 16 = 150, 7471 -> 29.
   const Rgba primaries[] = {{255, 0, 0, 255}, {0, 255, 0, 255}, {0, 0, 255, 255}};
   const uint8_t greys[] = {76, 150, 29};
   for (int i = 0; i < 3; ++i) {
     Image pixel = OnePixel(primaries[i]);
-    ASSERT_EQ(ApplyTo(GrayscaleFilter(), pixel), kFilterOk);
+    ASSERT_EQ(ApplyTo(GrayscaleFilter(), pixel), kOk);
     EXPECT_EQ(pixel.GetPixel(0, 0), (Rgba{greys[i], greys[i], greys[i], 255}));
   }
 }
@@ -98,29 +99,29 @@ TEST(KernelFilterTest, ConvolvesWithEachKernel) {
   } cases[] = {{BlurFilter(), 102, 102}, {SoftenFilter(), 110, 101}, {SharpenFilter(), 143, 97}};
   for (const Case& c : cases) {
     Image image = Field(5, 5, 100, 2, 2, 120);
-    ASSERT_EQ(ApplyTo(c.filter, image), kFilterOk) << c.filter.RecordName();
+    ASSERT_EQ(ApplyTo(c.filter, image), kOk) << c.filter.RecordName();
     EXPECT_EQ(Level(image, 2, 2), c.centre) << c.filter.RecordName();
     EXPECT_EQ(Level(image, 3, 2), c.beside) << c.filter.RecordName();
     EXPECT_EQ(Level(image, 0, 0), 100) << c.filter.RecordName();
     EXPECT_EQ(Level(image, 4, 4), 100) << c.filter.RecordName();
   }
   Image narrow = Field(2, 5, 100);  // smaller than the kernel
-  EXPECT_EQ(ApplyTo(BlurFilter(), narrow), kFilterFailed);
+  EXPECT_EQ(ApplyTo(BlurFilter(), narrow), kFailed);
 }
 
 TEST(KernelFilterTest, RoundsHalvesUpAndClamps) {
   // Soften next to a 108 in a field of 100: (15 * 100 + 108) / 16 = 100.5 -> 101.
   Image image = Field(5, 5, 100, 2, 2, 108);
-  ASSERT_EQ(ApplyTo(SoftenFilter(), image), kFilterOk);
+  ASSERT_EQ(ApplyTo(SoftenFilter(), image), kOk);
   EXPECT_EQ(Level(image, 1, 2), 101);
   // Sharpen of a 250 spot: (15 * 250 - 800) / 7 = 421 -> 255; beside: (1500 - 250 - 700) / 7
   // = 78.6 -> 79; next to a black spot in white the sum goes negative -> 0.
   Image bright = Field(5, 5, 100, 2, 2, 250);
-  ASSERT_EQ(ApplyTo(SharpenFilter(), bright), kFilterOk);
+  ASSERT_EQ(ApplyTo(SharpenFilter(), bright), kOk);
   EXPECT_EQ(Level(bright, 2, 2), 255);
   EXPECT_EQ(Level(bright, 2, 1), 79);
   Image dark = Field(5, 5, 0, 2, 2, 255);
-  ASSERT_EQ(ApplyTo(SharpenFilter(), dark), kFilterOk);
+  ASSERT_EQ(ApplyTo(SharpenFilter(), dark), kOk);
   EXPECT_EQ(Level(dark, 2, 1), 0);
 }
 
@@ -128,7 +129,7 @@ TEST(KernelFilterTest, LargeImagesMatchSmallOnes) {
   // The same spot in a field tall enough to split between threads must give the same levels.
   Image image = Field(300, 300, 100, 150, 200, 120);
   const Image before = image;  // a copy sharing the pixels keeps them
-  ASSERT_EQ(ApplyTo(SharpenFilter(), image), kFilterOk);
+  ASSERT_EQ(ApplyTo(SharpenFilter(), image), kOk);
   EXPECT_EQ(Level(before, 150, 200), 120);
   EXPECT_EQ(Level(before, 151, 200), 100);
   EXPECT_EQ(Level(image, 150, 200), 143);
@@ -141,7 +142,7 @@ TEST(SelectionFilterTest, OnlySelectedPixelsChange) {
   const auto on_image = SelectionToImage({1, 2, 4, 5, 0}, 10, 10, 10, 10);
   const SelectionMask mask(*on_image, 10, 10);
   Image image = Field(10, 10, 100);
-  ASSERT_EQ(ApplyTo(LightFilter(20, 100), image, &mask), kFilterOk);
+  ASSERT_EQ(ApplyTo(LightFilter(20, 100), image, &mask), kOk);
   for (int y = 0; y < 10; ++y) {
     for (int x = 0; x < 10; ++x) {
       const bool inside = x >= 1 && x < 4 && y >= 2 && y < 5;
@@ -150,7 +151,7 @@ TEST(SelectionFilterTest, OnlySelectedPixelsChange) {
   }
   // The kernels honour it too: a blur of a spot outside the selection leaves the spot alone.
   Image spotted = Field(10, 10, 100, 8, 8, 190);
-  ASSERT_EQ(ApplyTo(BlurFilter(), spotted, &mask), kFilterOk);
+  ASSERT_EQ(ApplyTo(BlurFilter(), spotted, &mask), kOk);
   EXPECT_EQ(Level(spotted, 8, 8), 190);
 }
 
@@ -166,13 +167,13 @@ TEST(SepiaFilterTest, SaturationFollowsLightnessBands) {
                {226, {236, 227, 216, 255}}};
   for (const Case& c : cases) {
     Image image = OnePixel({c.grey, c.grey, c.grey, 255});
-    ASSERT_EQ(ApplyTo(SepiaFilter(), image), kFilterOk);
+    ASSERT_EQ(ApplyTo(SepiaFilter(), image), kOk);
     EXPECT_EQ(image.GetPixel(0, 0), c.out) << int{c.grey};
   }
   // Sepia ignores the selection: a pixel outside it turns too.
   const SelectionMask mask(*SelectionToImage({0, 0, 1, 1, 0}, 4, 4, 4, 4), 4, 4);
   Image image = Field(4, 4, 100);
-  ASSERT_EQ(ApplyTo(SepiaFilter(), image, &mask), kFilterOk);
+  ASSERT_EQ(ApplyTo(SepiaFilter(), image, &mask), kOk);
   EXPECT_EQ(image.GetPixel(3, 3), (Rgba{116, 102, 84, 255}));
 }
 
@@ -182,7 +183,7 @@ TEST(DesaturateFilterTest, KeepsItsChannelCrossOvers) {
   // whatever the green was. Blue 50 alone has lightness 25 and takes saturation 100 - 255 -> 0:
   // grey 25. Alpha stays.
   Image image = OnePixel({200, 77, 50, 9}, true);
-  ASSERT_EQ(ApplyTo(DesaturateFilter(), image), kFilterOk);
+  ASSERT_EQ(ApplyTo(DesaturateFilter(), image), kOk);
   EXPECT_EQ(image.GetPixel(0, 0), (Rgba{100, 139, 25, 9}));
 }
 
@@ -202,7 +203,7 @@ TEST(UnsharpMaskTest, PushesLevelsAwayFromTheBlur) {
   // the centre becomes 201; beside it 100 + 60 * 367 / 3128 = 107.04, d = -7, |2d| = 14 >=
   // 12.75 -> 93; diagonal 100 + 60 * 135 / 3128 = 102.6 -> 103, d = -3: unchanged.
   Image image = Field(7, 7, 100, 3, 3, 160);
-  ASSERT_EQ(ApplyTo(UnsharpMaskFilter(), image), kFilterOk);
+  ASSERT_EQ(ApplyTo(UnsharpMaskFilter(), image), kOk);
   EXPECT_EQ(Level(image, 3, 3), 201);
   EXPECT_EQ(Level(image, 4, 3), 93);
   EXPECT_EQ(Level(image, 3, 2), 93);
@@ -213,7 +214,7 @@ TEST(UnsharpMaskTest, PushesLevelsAwayFromTheBlur) {
 
 TEST(UnsharpMaskTest, ImageSmallerThanKernelStaysTheSame) {
   Image image = Field(4, 7, 100, 1, 3, 200);
-  ASSERT_EQ(ApplyTo(UnsharpMaskFilter(), image), kFilterOk);
+  ASSERT_EQ(ApplyTo(UnsharpMaskFilter(), image), kOk);
   EXPECT_EQ(Level(image, 1, 3), 200);
   EXPECT_EQ(Level(image, 2, 3), 100);
 }
@@ -222,51 +223,53 @@ TEST(UnsharpMaskTest, ImageSmallerThanKernelStaysTheSame) {
 TEST(ResizeFilterTest, ShrinksWithAspectOrReportsNothingToDo) {
   Image wide = Field(2000, 1000, 50);
   ASSERT_EQ(ApplyTo(ResizeFilter(1024, 768, true, true, image::ResampleMode::kBilinear), wide),
-            kFilterOk);
+            kOk);
   EXPECT_EQ(wide.width(), 1024);
   EXPECT_EQ(wide.height(), 512);
 
   Image small = Field(800, 600, 50);
   EXPECT_EQ(ApplyTo(ResizeFilter(1024, 768, true, true, image::ResampleMode::kBilinear), small),
-            kFilterNothingToDo);
+            kNothingToDo);
   EXPECT_EQ(small.width(), 800);
 
   Image stretched = Field(10, 10, 50);
   ASSERT_EQ(ApplyTo(ResizeFilter(30, 5, false, false, image::ResampleMode::kNearest), stretched),
-            kFilterOk);
+            kOk);
   EXPECT_EQ(stretched.width(), 30);
   EXPECT_EQ(stretched.height(), 5);
 }
 
 TEST(GeometryFilterTest, ResultCodes) {
   Image image = Field(3, 2, 50, 0, 0, 200);
-  EXPECT_EQ(ApplyTo(RotateFilter(4, 0), image), kFilterFailed);
-  EXPECT_EQ(ApplyTo(RotateFilter(-1, 0), image), kFilterFailed);
-  ASSERT_EQ(ApplyTo(RotateFilter(1, 0), image), kFilterOk);
+  EXPECT_EQ(ApplyTo(RotateFilter(4, 0), image), kFailed);
+  EXPECT_EQ(ApplyTo(RotateFilter(-1, 0), image), kFailed);
+  ASSERT_EQ(ApplyTo(RotateFilter(1, 0), image), kOk);
   EXPECT_EQ(image.width(), 2);
   EXPECT_EQ(Level(image, 1, 0), 200);  // top-left went to the top-right
-  ASSERT_EQ(ApplyTo(FlipFilter(true), image), kFilterOk);
+  ASSERT_EQ(ApplyTo(FlipFilter(true), image), kOk);
   EXPECT_EQ(Level(image, 1, 2), 200);
-  ASSERT_EQ(ApplyTo(FlipFilter(false), image), kFilterOk);
+  ASSERT_EQ(ApplyTo(FlipFilter(false), image), kOk);
   EXPECT_EQ(Level(image, 0, 2), 200);
 
-  EXPECT_EQ(ApplyTo(RaiseDepthFilter(24), image), kFilterOk);
-  EXPECT_EQ(ApplyTo(RaiseDepthFilter(8), image), kFilterNotImplemented);
-  ASSERT_EQ(ApplyTo(RaiseDepthFilter(32), image), kFilterOk);
+  EXPECT_EQ(ApplyTo(RaiseDepthFilter(24), image), kOk);
+  EXPECT_EQ(ApplyTo(RaiseDepthFilter(8), image), kNotImplemented);
+  ASSERT_EQ(ApplyTo(RaiseDepthFilter(32), image), kOk);
   EXPECT_TRUE(image.has_alpha());
-  EXPECT_EQ(ApplyTo(ImageFilter(), image), kFilterNotImplemented);
+  EXPECT_EQ(ApplyTo(ImageFilter(), image), kNotImplemented);
 }
 
 TEST(FilterRunTest, CancelStopsBeforeTheEnd) {
   Image image = Field(64, 256, 100);
-  FilterRun run;
-  run.cancel = true;
-  EXPECT_EQ(LightFilter(20, 100).Apply(image, run), kFilterCancelled);
-  EXPECT_LT(run.progress.load(), 100);
+  testing::RecordingProgress cancelled;
+  cancelled.Cancel();
+  FilterRun run{&cancelled};
+  EXPECT_EQ(LightFilter(20, 100).Apply(image, run), kCancelled);
+  EXPECT_LT(cancelled.position().first, 256);
 
-  FilterRun full;
-  ASSERT_EQ(LightFilter(20, 100).Apply(image, full), kFilterOk);
-  EXPECT_EQ(full.progress.load(), 100);
+  testing::RecordingProgress progress;
+  FilterRun full{&progress};
+  ASSERT_EQ(LightFilter(20, 100).Apply(image, full), kOk);
+  EXPECT_EQ(progress.position(), std::make_pair(int64_t{256}, int64_t{256}));
 }
 
 TEST(EditCommandTest, TableKeepsItsSpellingsAndParameters) {
@@ -293,7 +296,7 @@ TEST(EditCommandTest, TableKeepsItsSpellingsAndParameters) {
     ASSERT_NE(filter, nullptr) << command.name;
     Image image = Field(8, 6, 90);
     const uint32_t code = ApplyTo(*filter, image);
-    EXPECT_TRUE(code == kFilterOk || code == kFilterNothingToDo) << command.name;
+    EXPECT_TRUE(code == kOk || code == kNothingToDo) << command.name;
     EXPECT_FALSE(filter->RecordName().empty()) << command.name;
   }
 }

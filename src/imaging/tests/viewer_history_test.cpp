@@ -43,8 +43,8 @@ size_t FilesUnder(const std::filesystem::path& root) {
 class ViewerDocumentTest : public ::testing::Test {
  protected:
   uint32_t Edit(ViewerDocument& document, int32_t id, EditSelection selection = {}) {
-    FilterRun run;
-    return document.RunEdit(*FindEditCommand(id), EditValues{}, selection, {40, 30}, run);
+    return document.RunEdit(*FindEditCommand(id), EditValues{}, selection, {40, 30},
+                            platform::NoProgress());
   }
 
   testing::TempDir temp_;
@@ -56,7 +56,7 @@ TEST_F(ViewerDocumentTest, UndoAndRedoRestoreEveryVersionExactly) {
   std::vector<Image> versions = {document.image()};
   const int32_t ids[] = {32783, 32798, 32873, 32799, 32780};
   for (int32_t id : ids) {
-    ASSERT_EQ(Edit(document, id), kFilterOk) << id;
+    ASSERT_EQ(Edit(document, id), kOk) << id;
     versions.push_back(document.image());
   }
   EXPECT_EQ(document.history().count(), 5);
@@ -87,11 +87,11 @@ TEST_F(ViewerDocumentTest, UndoAndRedoRestoreEveryVersionExactly) {
 
 TEST_F(ViewerDocumentTest, NewEditDiscardsTheRedoBranch) {
   ViewerDocument document(Gradient(40, 30), {}, temp_.path());
-  ASSERT_EQ(Edit(document, 32783), kFilterOk);
-  ASSERT_EQ(Edit(document, 32781), kFilterOk);
+  ASSERT_EQ(Edit(document, 32783), kOk);
+  ASSERT_EQ(Edit(document, 32781), kOk);
   ASSERT_TRUE(document.Undo());
   ASSERT_TRUE(document.Undo());
-  ASSERT_EQ(Edit(document, 32795), kFilterOk);
+  ASSERT_EQ(Edit(document, 32795), kOk);
   EXPECT_EQ(document.history().count(), 1);
   EXPECT_EQ(document.history().RedoMenu(), (album::HistoryMenuItem{"&Redo\tCtrl+Shift+Z", false}));
   EXPECT_EQ(document.history().UndoMenu(), (album::HistoryMenuItem{"&Undo Blur\tCtrl+Z", true}));
@@ -101,18 +101,17 @@ TEST_F(ViewerDocumentTest, RunsThatChangeNothingRecordNothing) {
   ViewerDocument document(Gradient(40, 30), {}, temp_.path());
   const Image before = document.image();
   // Crop without a selection, and a resize that would enlarge.
-  EXPECT_EQ(Edit(document, 32848), kFilterNothingToDo);
-  EXPECT_EQ(Edit(document, 32805), kFilterNothingToDo);
+  EXPECT_EQ(Edit(document, 32848), kNothingToDo);
+  EXPECT_EQ(Edit(document, 32805), kNothingToDo);
   // A cancelled run drops its result.
-  FilterRun cancelled;
-  cancelled.cancel = true;
-  EXPECT_EQ(document.RunEdit(*FindEditCommand(32783), {}, {}, {40, 30}, cancelled),
-            kFilterCancelled);
+  platform::CancelFlag cancelled;
+  cancelled.Cancel();
+  EXPECT_EQ(document.RunEdit(*FindEditCommand(32783), {}, {}, {40, 30}, cancelled), kCancelled);
   // A rotate by a non-number fails.
-  FilterRun run;
   EditValues bad;
   bad.angle = std::numeric_limits<float>::quiet_NaN();
-  EXPECT_EQ(document.RunEdit(*FindEditCommand(32779), bad, {}, {40, 30}, run), kFilterFailed);
+  EXPECT_EQ(document.RunEdit(*FindEditCommand(32779), bad, {}, {40, 30}, platform::NoProgress()),
+            kFailed);
   EXPECT_EQ(document.history().count(), 0);
   EXPECT_FALSE(document.history().document_changed());
   EXPECT_TRUE(SamePixels(document.image(), before));
@@ -122,9 +121,9 @@ TEST_F(ViewerDocumentTest, SelectionLimitsTheEditAndTheCropWhereDrawn) {
   ViewerDocument document(Gradient(40, 30), {}, temp_.path());
   const Image before = document.image();
   // Drawn on a display at half size: display rows 2..4 are image rows 4..9.
-  FilterRun run;
-  ASSERT_EQ(document.RunEdit(*FindEditCommand(32876), {}, {1, 2, 4, 5, 0}, {20, 15}, run),
-            kFilterOk);
+  ASSERT_EQ(document.RunEdit(*FindEditCommand(32876), {}, {1, 2, 4, 5, 0}, {20, 15},
+                             platform::NoProgress()),
+            kOk);
   const Image after = document.image();
   const Rgba inside = after.GetPixel(3, 5);
   EXPECT_EQ(inside.r, inside.g);
@@ -132,7 +131,7 @@ TEST_F(ViewerDocumentTest, SelectionLimitsTheEditAndTheCropWhereDrawn) {
   EXPECT_EQ(after.GetPixel(3, 2), before.GetPixel(3, 2));
   EXPECT_EQ(after.GetPixel(10, 5), before.GetPixel(10, 5));
 
-  ASSERT_EQ(Edit(document, 32848, {5, 10, 25, 20, 0}), kFilterOk);
+  ASSERT_EQ(Edit(document, 32848, {5, 10, 25, 20, 0}), kOk);
   const Image cropped = document.image();
   EXPECT_EQ(cropped.width(), 20);
   EXPECT_EQ(cropped.height(), 10);
@@ -148,7 +147,7 @@ TEST_F(ViewerDocumentTest, TextStepsExchangeTheRecord) {
   PhotoText renamed = original;
   renamed.caption = "Dunes";
   document.SetText("Properties", renamed);
-  ASSERT_EQ(Edit(document, 32783), kFilterOk);
+  ASSERT_EQ(Edit(document, 32783), kOk);
   ASSERT_TRUE(document.Undo());
   EXPECT_EQ(document.text(), renamed);
   ASSERT_TRUE(document.Undo());

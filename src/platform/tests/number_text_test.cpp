@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/result_code.h"
+
 namespace quorvane::platform {
 namespace {
 
@@ -39,6 +41,16 @@ TEST(NumberTextTest, DimensionsTakeWidthXHeight) {
     EXPECT_FALSE(ParseDimensions(bad, 1, 65500, &w, &h)) << bad;
   }
   EXPECT_EQ(w, 800);
+}
+
+TEST(ResultCodeTest, FailuresHaveTheSystemsMessagesOthersTheirNumber) {
+  EXPECT_FALSE(IsFailure(kOk));
+  EXPECT_FALSE(IsFailure(kNothingToDo));
+  EXPECT_TRUE(IsFailure(kCancelled));
+  EXPECT_EQ(ResultCodeText(kFailed), "Unspecified error");
+  EXPECT_EQ(ResultCodeText(kNotImplemented), "Not implemented");
+  EXPECT_EQ(ResultCodeText(kCancelled), "The operation was canceled by the user.");
+  EXPECT_EQ(ResultCodeText(0x8007ABCD), "Error 0x8007abcd");
 }
 
 }  // namespace
