@@ -95,8 +95,7 @@ int RunSearchCommand(std::span<const std::string> args) {
   std::string out;
   out.reserve(kBlock + 4096);
   std::vector<search::SearchResultRow> rows;
-  const std::atomic<bool> never_stop{false};
-  search::RunSearch(request, scope, never_stop, [&](search::SearchResult&& result) {
+  search::RunSearch(request, scope, platform::NoProgress(), [&](search::SearchResult&& result) {
     out.append(result.album_path).append(1, '\t').append(std::to_string(result.index));
     out.append(1, '\t').append(OneLine(result.photo.image_file));
     out.append(1, '\t').append(OneLine(result.photo.title)).append(1, '\n');

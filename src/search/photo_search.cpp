@@ -21,13 +21,14 @@ std::string_view Trimmed(std::string_view piece) {
   return piece.substr(first, piece.find_last_not_of(kTrimmed) - first + 1);
 }
 
-// Searches one album's photos; false when the stop flag ended it.
+// Searches one album's photos; false when a cancel ended it.
 bool SearchPhotos(PhotoMatcher& matcher, const std::string& album_path,
                   const std::string& album_title, const std::vector<album::AlbumPhoto>& photos,
-                  const std::atomic<bool>& stop, const ResultSink& sink, SearchSummary* summary) {
+                  const platform::ProgressSink& progress, const ResultSink& sink,
+                  SearchSummary* summary) {
   int32_t index = 0;
   for (const album::AlbumPhoto& photo : photos) {
-    if (stop.load(std::memory_order_relaxed)) return false;
+    if (progress.Cancelled()) return false;
     if (matcher.Matches(photo.title, photo.description, photo.keywords)) {
       SearchResult result;
       result.album_path = album_path;
@@ -161,38 +162,58 @@ SearchScope ScopeOf(const LookInItem& item, const std::filesystem::path& library
 }
 
 SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
-                        const std::atomic<bool>& stop, const ResultSink& sink) {
+                        platform::ProgressSink& progress, const ResultSink& sink) {
   if (request.text.empty()) return {};
-  if (scope.kind == ScopeKind::kLibrary) return internal::SearchLibrary(request, scope, stop, sink);
+  progress.SetText(kSearchingText);
+  if (scope.kind == ScopeKind::kLibrary) {
+    return internal::SearchLibrary(request, scope, progress, sink);
+  }
   SearchSummary summary;
   PhotoMatcher matcher(request);
-  for (const OpenAlbum& open : scope.albums) {
-    if (stop.load(std::memory_order_relaxed)) {
+  const int64_t total = static_cast<int64_t>(scope.albums.size());
+  for (int64_t i = 0; i < total; ++i) {
+    const OpenAlbum& open = scope.albums[static_cast<size_t>(i)];
+    if (progress.Cancelled()) {
       summary.stopped = true;
       break;
     }
     if (open.album == nullptr) continue;
     ++summary.albums_searched;
-    if (!SearchPhotos(matcher, open.path, open.album->title(), open.album->photos(), stop, sink,
+    if (!SearchPhotos(matcher, open.path, open.album->title(), open.album->photos(), progress, sink,
                       &summary)) {
       summary.stopped = true;
       break;
     }
+    progress.SetPosition(i + 1, total);
   }
   return summary;
 }
 
 SearchWorker::~SearchWorker() { Stop(); }
 
+void SearchWorker::Progress::SetText(std::string_view text) {
+  if (watcher != nullptr) watcher->SetText(text);
+}
+
+void SearchWorker::Progress::SetPosition(int64_t position, int64_t maximum) {
+  if (watcher != nullptr) watcher->SetPosition(position, maximum);
+}
+
+bool SearchWorker::Progress::Cancelled() const {
+  return stop.Cancelled() || (watcher != nullptr && watcher->Cancelled());
+}
+
 bool SearchWorker::Start(SearchRequest request, SearchScope scope, ResultSink sink,
-                         std::function<void(const SearchSummary&)> done) {
+                         std::function<void(const SearchSummary&)> done,
+                         platform::ProgressSink* watcher) {
   Stop();
   if (request.text.empty()) return false;
-  stop_.store(false);
+  progress_.stop.Reset();
+  progress_.watcher = watcher;
   thread_ =
       std::make_unique<std::thread>([this, request = std::move(request), scope = std::move(scope),
                                      sink = std::move(sink), done = std::move(done)] {
-        const SearchSummary summary = RunSearch(request, scope, stop_, sink);
+        const SearchSummary summary = RunSearch(request, scope, progress_, sink);
         if (done) done(summary);
       });
   return true;
@@ -200,7 +221,7 @@ bool SearchWorker::Start(SearchRequest request, SearchScope scope, ResultSink si
 
 void SearchWorker::Stop() {
   if (thread_ == nullptr) return;
-  stop_.store(true);
+  progress_.stop.Cancel();
   thread_->join();
   thread_.reset();
 }

@@ -7,11 +7,10 @@
 // Example:
 //   SearchRequest request{.text = "sun"};
 //   SearchScope scope{.kind = ScopeKind::kLibrary, .library = library_folder};
-//   std::atomic<bool> stop{false};
+//   platform::CancelFlag stop;
 //   RunSearch(request, scope, stop, [&](SearchResult&& r) { rows.push_back(RowOf(r)); });
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -21,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/progress.h"
 #include "search/search_results.h"
 
 namespace quorvane::album {
@@ -135,11 +135,12 @@ using ResultSink = std::function<void(SearchResult&& result)>;
 // Searches the scope and hands each result to `sink`, on the calling thread, in album and
 // photo order. Library albums are read from their index files (photos whose file is missing
 // are left out, so indexes match the album as it opens), on up to two threads of the search's
-// own that end before it returns; an album that cannot be read is skipped. `stop` is tested
-// before each album and each result; once it is set no further result comes. Open albums are
-// read in place: the caller keeps them unchanged until it returns.
+// own that end before it returns; an album that cannot be read is skipped. `progress` gets
+// "Searching..." and the albums done of the albums to search; its cancel is polled before each
+// album, photo and result, and once seen no further result comes. Open albums are read in
+// place: the caller keeps them unchanged until it returns.
 SearchSummary RunSearch(const SearchRequest& request, const SearchScope& scope,
-                        const std::atomic<bool>& stop, const ResultSink& sink);
+                        platform::ProgressSink& progress, const ResultSink& sink);
 
 // One search at a time on a worker thread of its own, with the pane's Search/Stop logic.
 // The sink and the completion call run on the worker thread. Not thread-safe itself: one
@@ -152,17 +153,30 @@ class SearchWorker {
   SearchWorker& operator=(const SearchWorker&) = delete;
 
   // Stops a running search first, then starts this one; an empty text starts nothing and
-  // returns false.
+  // returns false. `watcher` (optional; it must outlive the search) sees the search's progress
+  // from the worker thread, and a cancel through it stops the search as Stop does.
   bool Start(SearchRequest request, SearchScope scope, ResultSink sink,
-             std::function<void(const SearchSummary&)> done = {});
+             std::function<void(const SearchSummary&)> done = {},
+             platform::ProgressSink* watcher = nullptr);
   // Sets the stop flag and waits for the worker's end; does nothing when none runs.
   void Stop();
   // True from Start until the worker was waited for by Stop or the next Start.
   bool started() const { return thread_ != nullptr; }
 
  private:
+  // Forwards to the watcher and adds the worker's own stop.
+  class Progress : public platform::ProgressSink {
+   public:
+    void SetText(std::string_view text) override;
+    void SetPosition(int64_t position, int64_t maximum) override;
+    bool Cancelled() const override;
+
+    platform::ProgressSink* watcher = nullptr;
+    platform::CancelFlag stop;
+  };
+
   std::unique_ptr<std::thread> thread_;
-  std::atomic<bool> stop_{false};
+  Progress progress_;
 };
 
 }  // namespace quorvane::search

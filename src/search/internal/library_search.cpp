@@ -25,7 +25,7 @@ struct AlbumOutcome {
 // Reads and matches one album. A stop leaves the results cut short; the caller, which tests
 // the flag itself before each result, hands none of them on.
 AlbumOutcome SearchAlbum(const std::string& path, PhotoMatcher& matcher, SearchIndexReader& reader,
-                         const std::atomic<bool>& stop) {
+                         const platform::ProgressSink& progress) {
   AlbumOutcome outcome;
   outcome.state = AlbumOutcome::kSkipped;
   if (!reader.Load(path)) return outcome;
@@ -39,7 +39,7 @@ AlbumOutcome SearchAlbum(const std::string& path, PhotoMatcher& matcher, SearchI
   outcome.results.reserve(std::min<size_t>(reader.photo_count(), 128));
   std::string_view title, description, keywords;
   for (size_t i = 0; i < reader.photo_count(); ++i) {
-    if (stop.load(std::memory_order_relaxed)) break;
+    if (progress.Cancelled()) break;
     size_t begin, end;
     if (reader.Span(i, &begin, &end) && !matcher.MayMatchAt(begin, end)) continue;
     reader.Texts(i, &title, &description, &keywords);
@@ -58,8 +58,8 @@ AlbumOutcome SearchAlbum(const std::string& path, PhotoMatcher& matcher, SearchI
 class Pipeline {
  public:
   Pipeline(const SearchRequest& request, const std::vector<std::string>& paths,
-           PhotoPresenceCache* presence, const std::atomic<bool>& stop)
-      : request_(request), paths_(paths), presence_(presence), stop_(stop) {}
+           PhotoPresenceCache* presence, const platform::ProgressSink& progress)
+      : request_(request), paths_(paths), presence_(presence), progress_(progress) {}
 
   void StartWorkers(unsigned count) {
     for (unsigned w = 0; w < count; ++w) workers_.emplace_back([this] { Work(); });
@@ -107,10 +107,10 @@ class Pipeline {
         std::unique_lock lock(mutex_);
         room_.wait(lock,
                    [&] { return quit_ || next_ >= paths_.size() || next_ < handed_ + kWindow; });
-        if (quit_ || next_ >= paths_.size() || stop_.load(std::memory_order_relaxed)) break;
+        if (quit_ || next_ >= paths_.size() || progress_.Cancelled()) break;
         i = next_++;
       }
-      AlbumOutcome outcome = SearchAlbum(paths_[i], matcher, reader, stop_);
+      AlbumOutcome outcome = SearchAlbum(paths_[i], matcher, reader, progress_);
       {
         std::lock_guard lock(mutex_);
         slots_[i % kWindow] = std::move(outcome);
@@ -127,7 +127,7 @@ class Pipeline {
   const SearchRequest& request_;
   const std::vector<std::string>& paths_;
   PhotoPresenceCache* const presence_;
-  const std::atomic<bool>& stop_;
+  const platform::ProgressSink& progress_;
   std::vector<std::thread> workers_;
 
   std::mutex mutex_;
@@ -143,26 +143,26 @@ class Pipeline {
 }  // namespace
 
 SearchSummary SearchLibrary(const SearchRequest& request, const SearchScope& scope,
-                            const std::atomic<bool>& stop, const ResultSink& sink) {
+                            platform::ProgressSink& progress, const ResultSink& sink) {
   SearchSummary summary;
   std::vector<std::string> paths;
   if (album::FindAlbums(scope.library, &paths) < 0) return summary;
   PhotoPresenceCache presence(scope.presence_cache);
   if (!scope.presence_cache.empty()) presence.Load();
   {
-    Pipeline pipeline(request, paths, scope.presence_cache.empty() ? nullptr : &presence, stop);
+    Pipeline pipeline(request, paths, scope.presence_cache.empty() ? nullptr : &presence, progress);
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     pipeline.StartWorkers(static_cast<unsigned>(std::min<size_t>({cores, 2, paths.size()})));
     for (size_t i = 0; i < paths.size() && !summary.stopped; ++i) {
       AlbumOutcome outcome;
-      if (stop.load(std::memory_order_relaxed) || !pipeline.Take(i, &outcome)) {
+      if (progress.Cancelled() || !pipeline.Take(i, &outcome)) {
         summary.stopped = true;
         break;
       }
       ++(outcome.state == AlbumOutcome::kSearched ? summary.albums_searched
                                                   : summary.albums_skipped);
       for (SearchResult& result : outcome.results) {
-        if (stop.load(std::memory_order_relaxed)) {
+        if (progress.Cancelled()) {
           summary.stopped = true;
           break;
         }
@@ -170,6 +170,7 @@ SearchSummary SearchLibrary(const SearchRequest& request, const SearchScope& sco
         sink(std::move(result));
       }
       pipeline.Handed(i);
+      progress.SetPosition(static_cast<int64_t>(i + 1), static_cast<int64_t>(paths.size()));
     }
   }
   presence.ForgetOthersIn(scope.library, paths);

@@ -3,13 +3,11 @@
 // calling thread in album order, exactly as one thread would hand them over.
 #pragma once
 
-#include <atomic>
-
 #include "search/photo_search.h"
 
 namespace quorvane::search::internal {
 
 SearchSummary SearchLibrary(const SearchRequest& request, const SearchScope& scope,
-                            const std::atomic<bool>& stop, const ResultSink& sink);
+                            platform::ProgressSink& progress, const ResultSink& sink);
 
 }  // namespace quorvane::search::internal

@@ -9,6 +9,7 @@
 #include "album/album_index.h"
 #include "album/album_library.h"
 #include "album/folder_store.h"
+#include "testing/recording_progress.h"
 #include "testing/temp_dir.h"
 #include "xml/entities.h"
 #include "xml/xml_document.h"
@@ -139,7 +140,7 @@ class LibrarySearchTest : public ::testing::Test {
     ASSERT_GE(album::FindAlbums(library_.path(), &album_order_), 0);
   }
 
-  std::vector<SearchResult> Search(const SearchRequest& request, std::atomic<bool>& stop,
+  std::vector<SearchResult> Search(const SearchRequest& request, platform::CancelFlag& stop,
                                    SearchSummary* summary) {
     std::vector<SearchResult> results;
     SearchScope scope;
@@ -147,7 +148,7 @@ class LibrarySearchTest : public ::testing::Test {
     scope.presence_cache = presence_cache_;
     *summary = RunSearch(request, scope, stop, [&](SearchResult&& r) {
       results.push_back(std::move(r));
-      if (stop_after_ > 0 && results.size() == stop_after_) stop = true;
+      if (stop_after_ > 0 && results.size() == stop_after_) stop.Cancel();
     });
     return results;
   }
@@ -170,7 +171,7 @@ class LibrarySearchTest : public ::testing::Test {
 };
 
 TEST_F(LibrarySearchTest, FindsEachPhotoOnceInAlbumOrderWithItsOpenedIndex) {
-  std::atomic<bool> stop{false};
+  platform::CancelFlag stop;
   SearchSummary summary;
   const std::vector<SearchResult> results = Search(Request("SUN"), stop, &summary);
   EXPECT_EQ(References(results), Expected({{"a", 0}, {"a", 2}, {"b", 0}}));
@@ -189,14 +190,14 @@ TEST_F(LibrarySearchTest, FindsEachPhotoOnceInAlbumOrderWithItsOpenedIndex) {
 }
 
 TEST_F(LibrarySearchTest, StopFlagEndsTheSearchBetweenPhotos) {
-  std::atomic<bool> stop{false};
+  platform::CancelFlag stop;
   stop_after_ = 1;
   SearchSummary summary;
   EXPECT_EQ(Search(Request("sun"), stop, &summary).size(), 1u);
   EXPECT_TRUE(summary.stopped);
   EXPECT_EQ(summary.results, 1);
 
-  stop = true;  // set before the first album: nothing is read
+  stop.Cancel();  // before the first album: nothing is read
   EXPECT_TRUE(Search(Request("sun"), stop, &summary).empty());
   EXPECT_EQ(summary.albums_searched + summary.albums_skipped, 0);
   EXPECT_TRUE(summary.stopped);
@@ -224,11 +225,11 @@ TEST(LibrarySearchOrderTest, ManyAlbumsInOrderAndNothingAfterAStop) {
   SearchScope scope;
   scope.library = library.path();
   for (size_t stop_after : {size_t{0}, size_t{1}, size_t{17}, size_t{40}, expected.size()}) {
-    std::atomic<bool> stop{false};
+    platform::CancelFlag stop;
     std::vector<SearchResult> results;
     const SearchSummary summary = RunSearch(Request("sun"), scope, stop, [&](SearchResult&& r) {
       results.push_back(std::move(r));
-      if (results.size() == stop_after) stop = true;
+      if (results.size() == stop_after) stop.Cancel();
     });
     const size_t want = stop_after == 0 ? expected.size() : stop_after;
     EXPECT_EQ(References(results),
@@ -249,7 +250,7 @@ TEST(OpenAlbumSearchTest, SearchesOpenAlbumsAsTheyAreNow) {
   const std::vector<OpenAlbum> open = {{(dir / "first").string(), &first},
                                        {(dir / "second").string(), &untitled}};
 
-  std::atomic<bool> stop{false};
+  platform::CancelFlag stop;
   std::vector<SearchResult> results;
   auto collect = [&](SearchResult&& r) { results.push_back(std::move(r)); };
   const LookInList list = FillLookInList(open, nullptr);
@@ -308,19 +309,32 @@ TEST(SearchWorkerTest, RunsOnItsOwnThreadAndEmptyTextStartsNothing) {
   std::promise<SearchSummary> done;
   const std::thread::id caller = std::this_thread::get_id();
   std::thread::id worker_thread;
+  testing::RecordingProgress watcher;
   ASSERT_TRUE(worker.Start(
       Request("sun"), scope,
       [&](SearchResult&& r) {
         worker_thread = std::this_thread::get_id();
         found.push_back(r.index);
       },
-      [&](const SearchSummary& summary) { done.set_value(summary); }));
+      [&](const SearchSummary& summary) { done.set_value(summary); }, &watcher));
   const SearchSummary summary = done.get_future().get();
   worker.Stop();
   EXPECT_FALSE(worker.started());
   EXPECT_EQ(found, (std::vector<int32_t>{0, 2}));
   EXPECT_NE(worker_thread, caller);
   EXPECT_EQ(summary.results, 2);
+  EXPECT_EQ(watcher.texts(), std::vector<std::string>{std::string(kSearchingText)});
+  EXPECT_EQ(watcher.position(), std::make_pair(int64_t{1}, int64_t{1}));
+
+  // The watcher's cancel stops a search as Stop does: the first result is the last.
+  testing::RecordingProgress cancelling;
+  std::promise<SearchSummary> stopped;
+  ASSERT_TRUE(worker.Start(
+      Request("sun"), scope, [&](SearchResult&&) { cancelling.Cancel(); },
+      [&](const SearchSummary& ended) { stopped.set_value(ended); }, &cancelling));
+  const SearchSummary cancelled = stopped.get_future().get();
+  EXPECT_TRUE(cancelled.stopped);
+  EXPECT_EQ(cancelled.results, 1);
 }
 
 }  // namespace
