@@ -22,4 +22,8 @@ void PointUserFoldersInto(const std::filesystem::path& folder);
 // and empty standard input.
 CliResult RunCli(const std::vector<std::string>& args);
 
+// Starts one quorvane-cli per entry of `commands` (each as RunCli would), all before waiting
+// for any, and returns their results in the same order.
+std::vector<CliResult> RunCliTogether(const std::vector<std::vector<std::string>>& commands);
+
 }  // namespace quorvane::testing
