@@ -12,10 +12,17 @@
 namespace quorvane::testing {
 
 void PointUserFoldersInto(const std::filesystem::path& folder) {
+  // The home and XDG folders too, so a folder the program finds some other way still lands
+  // in the test's own.
   for (const auto& [name, below] : {std::pair{"QUORVANE_CONFIG_DIR", "config"},
                                     {"QUORVANE_LIBRARY_DIR", "albums"},
                                     {"QUORVANE_THUMBNAIL_DIR", "cache/Thumbnail"},
-                                    {"QUORVANE_BROWSER_DIR", "pictures"}}) {
+                                    {"QUORVANE_BROWSER_DIR", "pictures"},
+                                    {"QUORVANE_DATA_DIR", "data"},
+                                    {"HOME", "home"},
+                                    {"XDG_CONFIG_HOME", "home/.config"},
+                                    {"XDG_CACHE_HOME", "home/.cache"},
+                                    {"XDG_DATA_HOME", "home/.local/share"}}) {
     ::setenv(name, (folder / below).c_str(), 1);
   }
 }

@@ -15,7 +15,8 @@ struct CliResult {
 };
 
 // Points every folder quorvane-cli finds through the environment (settings, album library,
-// thumbnail cache, file browser) into `folder`, so no run sees the user's own.
+// thumbnail cache, file browser, data folder, and the home and XDG folders behind them) into
+// `folder`, so no run sees the user's own.
 void PointUserFoldersInto(const std::filesystem::path& folder);
 
 // Runs quorvane-cli (QUORVANE_CLI in the environment, else the path compiled in) with `args`

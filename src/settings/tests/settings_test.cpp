@@ -28,7 +28,7 @@ class SettingsTest : public ::testing::Test {
  protected:
   UserFolders Folders() const {
     return {temp_ / "config", temp_ / "library", temp_ / "cache" / "Quorvane" / "Thumbnail",
-            temp_ / "pictures"};
+            temp_ / "pictures", temp_ / "data"};
   }
   fs::path SettingsFile() const { return temp_ / "config" / "settings.conf"; }
   Settings Load() {
@@ -277,12 +277,70 @@ TEST(UserFoldersTest, FoldersComeFromUserDirsOrHome) {
   EXPECT_EQ(folders.browser, temp / "home" / "Bilder");
   EXPECT_EQ(folders.config, temp / "xdg" / "Quorvane");
   EXPECT_EQ(folders.thumbnails, temp / "home" / ".cache" / "Quorvane" / "Thumbnail");
+  EXPECT_EQ(folders.data, temp / "home" / ".local" / "share" / "Quorvane");
 
   folders = FindUserFolders(
       FakeEnvironment({{"HOME", home}, {"XDG_CACHE_HOME", (temp / "cache").string()}}));
   EXPECT_EQ(folders.library, temp / "home" / "My Quorvane Albums");
   EXPECT_EQ(folders.config, temp / "home" / ".config" / "Quorvane");
   EXPECT_EQ(folders.thumbnails, temp / "cache" / "Quorvane" / "Thumbnail");
+
+  folders = FindUserFolders(FakeEnvironment({{"HOME", home}, {"XDG_DATA_HOME", "/xdg/data"}}));
+  EXPECT_EQ(folders.data, fs::path("/xdg/data/Quorvane"));
+  folders = FindUserFolders(FakeEnvironment(
+      {{"HOME", home}, {"XDG_DATA_HOME", "/xdg/data"}, {"QUORVANE_DATA_DIR", "/portable"}}));
+  EXPECT_EQ(folders.data, fs::path("/portable"));
+}
+
+class OldDataFolderTest : public ::testing::Test {
+ protected:
+  UserFolders Folders(const fs::path& data) const {
+    return {temp_ / "config", temp_ / "library", temp_ / "cache" / "Thumbnail", temp_ / "pictures",
+            data};
+  }
+  std::vector<std::string> Move(const fs::path& data) {
+    return MoveDataFilesFromOldFolder(Folders(data), kNames);
+  }
+
+  static constexpr std::string_view kNames[] = {"results.xml", "presence.cache"};
+  TempDir temp_;
+};
+
+TEST_F(OldDataFolderTest, MovesFilesMissingFromTheDataFolder) {
+  WriteTextFile(temp_ / "cache" / "results.xml", "old results");
+  WriteTextFile(temp_ / "cache" / "presence.cache", "old cache");
+  WriteTextFile(temp_ / "cache" / "unrelated", "stays");
+  WriteTextFile(temp_ / "data" / "presence.cache", "newer cache");
+
+  EXPECT_TRUE(Move(temp_ / "data").empty());
+  EXPECT_EQ(ReadTextFile(temp_ / "data" / "results.xml"), "old results");
+  EXPECT_FALSE(fs::exists(temp_ / "cache" / "results.xml"));
+  // The data folder's own file wins, and the old one is left for the user.
+  EXPECT_EQ(ReadTextFile(temp_ / "data" / "presence.cache"), "newer cache");
+  EXPECT_EQ(ReadTextFile(temp_ / "cache" / "presence.cache"), "old cache");
+  EXPECT_TRUE(fs::exists(temp_ / "cache" / "unrelated"));
+}
+
+TEST_F(OldDataFolderTest, SameFolderOrNothingToMoveChangesNothing) {
+  WriteTextFile(temp_ / "cache" / "results.xml", "results");
+  EXPECT_TRUE(Move(temp_ / "cache" / "." / "").empty());
+  EXPECT_EQ(ReadTextFile(temp_ / "cache" / "results.xml"), "results");
+
+  fs::remove(temp_ / "cache" / "results.xml");
+  EXPECT_TRUE(Move(temp_ / "data").empty());
+  EXPECT_FALSE(fs::exists(temp_ / "data"));  // not made for nothing
+}
+
+TEST_F(OldDataFolderTest, FileThatCannotMoveStaysAndIsReported) {
+  WriteTextFile(temp_ / "cache" / "results.xml", "results");
+  WriteTextFile(temp_ / "blocker", "a file, not a folder");
+  const std::vector<std::string> problems = Move(temp_ / "blocker" / "data");
+  ASSERT_EQ(problems.size(), 1u);
+  EXPECT_TRUE(problems[0].starts_with("Unable to move " +
+                                      (temp_ / "cache" / "results.xml").string() + " to " +
+                                      (temp_ / "blocker" / "data").string() + ": "))
+      << problems[0];
+  EXPECT_EQ(ReadTextFile(temp_ / "cache" / "results.xml"), "results");
 }
 
 }  // namespace
