@@ -19,7 +19,7 @@ WORK=${WORK:-/tmp/qv-search-bench}
 ALBUMS=${ALBUMS:-1000}
 PHOTOS=${PHOTOS:-100}
 RUNS=${RUNS:-7}
-PAIRBENCH=${PAIRBENCH:-/work/shared/bench/pairbench.py}
+. "$here/shared_tools.sh"  # SHARED, PAIRBENCH
 [ -x "$CLI" ] || { echo "no quorvane-cli at $CLI; build the release preset first" >&2; exit 2; }
 
 rm -rf "$WORK"; mkdir -p "$WORK/config"
