@@ -145,8 +145,8 @@ std::vector<std::string> MoveDataFilesFromOldFolder(const UserFolders& folders,
   std::vector<std::string> problems;
   const fs::path old_folder = folders.thumbnails.parent_path();
   std::error_code ec;
+  // A data folder that does not exist yet cannot be the old one, which holds the files.
   if (old_folder.empty() || fs::equivalent(old_folder, folders.data, ec)) return problems;
-  if (old_folder.lexically_normal() == folders.data.lexically_normal()) return problems;
   for (std::string_view name : names) {
     const fs::path from = old_folder / name;
     const fs::path to = folders.data / name;
@@ -154,6 +154,10 @@ std::vector<std::string> MoveDataFilesFromOldFolder(const UserFolders& folders,
     std::string error;
     fs::create_directories(folders.data, ec);
     if (!ec) fs::rename(from, to, ec);
+    std::error_code gone;
+    if (ec == std::errc::no_such_file_or_directory && !fs::exists(from, gone)) {
+      continue;  // another run moved it first
+    }
     if (ec && ec != std::errc::cross_device_link) {
       error = ec.message();
     } else if (ec) {
