@@ -12,15 +12,16 @@ CLI=$(readlink -f "${1:-$here/../../build/release/src/cli/quorvane-cli}")
 CORPUS=${CORPUS:-/tmp/corpus}
 WORK=${WORK:-/tmp/qvo-add-bench}
 RUNS=${RUNS:-5}
-PAIRBENCH=${PAIRBENCH:-/work/shared/bench/pairbench.py}
+. "$here/shared_tools.sh"  # SHARED, PAIRBENCH
 [ -x "$CLI" ] || { echo "no quorvane-cli at $CLI; build the release preset first" >&2; exit 2; }
-[ -d "$CORPUS/photos" ] || { echo "no corpus at $CORPUS; run make-corpus.sh" >&2; exit 2; }
+[ -d "$CORPUS/photos" ] || { echo "no corpus at $CORPUS; run $SHARED/bench/make-corpus.sh $CORPUS" >&2; exit 2; }
 
 rm -rf "$WORK"; mkdir -p "$WORK"
 # The CLI reads the user's settings; keep the run away from the real ones. Thumbnails at
 # quality 85 (our default) on both sides.
 export QUORVANE_CONFIG_DIR=$WORK/config QUORVANE_LIBRARY_DIR=$WORK/albums
 export QUORVANE_THUMBNAIL_DIR=$WORK/thumbs QUORVANE_BROWSER_DIR=$WORK/pictures
+export QUORVANE_DATA_DIR=$WORK/data
 photos=("$CORPUS"/photos/*.jpg)
 count=${#photos[@]}
 megabytes=$(du -cm "${photos[@]}" | tail -1 | cut -f1)

@@ -13,7 +13,7 @@ CLI=$(readlink -f "${1:-$here/../../build/release/src/cli/quorvane-cli}")
 CORPUS=${CORPUS:-/tmp/corpus}
 WORK=${WORK:-/tmp/qvo-archive-bench}
 RUNS=${RUNS:-5}
-PAIRBENCH=${PAIRBENCH:-/work/shared/bench/pairbench.py}
+. "$here/shared_tools.sh"  # SHARED, PAIRBENCH
 TARGET_MB=${TARGET_MB:-500}
 [ -x "$CLI" ] || { echo "no quorvane-cli at $CLI; build the release preset first" >&2; exit 2; }
 

@@ -16,7 +16,7 @@ WORK=${WORK:-/tmp/qv-library-bench}
 ALBUMS=${ALBUMS:-2000}
 PHOTOS=${PHOTOS:-50}
 RUNS=${RUNS:-7}
-PAIRBENCH=${PAIRBENCH:-/work/shared/bench/pairbench.py}
+. "$here/shared_tools.sh"  # SHARED, PAIRBENCH
 [ -x "$CLI" ] || { echo "no quorvane-cli at $CLI; build the release preset first" >&2; exit 2; }
 
 rm -rf "$WORK"; mkdir -p "$WORK/library" "$WORK/config"
@@ -62,6 +62,7 @@ PY
 
 export QUORVANE_CONFIG_DIR=$WORK/config QUORVANE_LIBRARY_DIR=$library
 export QUORVANE_THUMBNAIL_DIR=$WORK/thumbs QUORVANE_BROWSER_DIR=$WORK/browse
+export QUORVANE_DATA_DIR=$WORK/data
 count=$("$CLI" library list --library "$library" | wc -l)
 echo "library: $count albums of $PHOTOS photos, $(du -sh "$library" | cut -f1) on disk;" \
      "index files $(cat "$library"/*/index.quorvane | wc -c) bytes"

@@ -19,7 +19,7 @@ WORK=${WORK:-/tmp/qv-search-bench}
 ALBUMS=${ALBUMS:-1000}
 PHOTOS=${PHOTOS:-100}
 RUNS=${RUNS:-7}
-PAIRBENCH=${PAIRBENCH:-/work/shared/bench/pairbench.py}
+. "$here/shared_tools.sh"  # SHARED, PAIRBENCH
 [ -x "$CLI" ] || { echo "no quorvane-cli at $CLI; build the release preset first" >&2; exit 2; }
 
 rm -rf "$WORK"; mkdir -p "$WORK/config"
@@ -29,6 +29,7 @@ sleep 4  # file times younger than a few seconds are never trusted by the presen
 
 export QUORVANE_CONFIG_DIR=$WORK/config QUORVANE_LIBRARY_DIR=$library
 export QUORVANE_THUMBNAIL_DIR=$WORK/data/Thumbnail QUORVANE_BROWSER_DIR=$WORK/browse
+export QUORVANE_DATA_DIR=$WORK/data
 echo "library: $ALBUMS albums of $PHOTOS photos, $(du -sh "$library" | cut -f1) on disk;" \
      "index files $(cat "$library"/*/index.quorvane | wc -c) bytes"
 for text in beach harbour nosuchword ÉTÉ; do

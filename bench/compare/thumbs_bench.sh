@@ -21,9 +21,9 @@ CORPUS=${CORPUS:-/tmp/corpus}
 WORK=${WORK:-/tmp/qv-thumbs-bench}
 RUNS=${RUNS:-5}
 COPIES=${COPIES:-20}
-PAIRBENCH=${PAIRBENCH:-/work/shared/bench/pairbench.py}
+. "$here/shared_tools.sh"  # SHARED, PAIRBENCH
 [ -x "$CLI" ] || { echo "no quorvane-cli at $CLI; build the release preset first" >&2; exit 2; }
-[ -d "$CORPUS/photos" ] || { echo "no photos in $CORPUS; run make-corpus.sh" >&2; exit 2; }
+[ -d "$CORPUS/photos" ] || { echo "no photos in $CORPUS; run $SHARED/bench/make-corpus.sh $CORPUS" >&2; exit 2; }
 command -v vipsthumbnail >/dev/null || { echo "vipsthumbnail missing (libvips-tools)" >&2; exit 2; }
 
 rm -rf "$WORK"; mkdir -p "$WORK"

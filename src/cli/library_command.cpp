@@ -44,7 +44,7 @@ int List(std::span<const std::string> args) {
     // Choosing an order keeps it for the next listing, as the album dialog does.
     sort_order = (*sort_text)[0] - '0';
     user.settings.app_openalbumsorttype = sort_order;
-    if (!settings::SaveSettings(*user.backend, user.settings)) {
+    if (!settings::SaveUserSettings(&user)) {
       Failure(user.backend->LastError());
     }
   }

@@ -24,15 +24,20 @@ constexpr OptionSpec kOptions[] = {
     {"--title", false}, {"--description", false}, {"--keywords", false}, {"--library", true},
     {"--album", true},  {"--saved", false},       {"--keep", false}};
 
-// The program's data folder, where the thumbnail cache's default folder is.
+// The program's data folder, holding the kept results and the presence cache. Both once lived
+// beside the thumbnail cache; a user's files from then come along on first use.
 fs::path DataFolder() {
-  return settings::FindUserFolders(settings::ProcessEnvironment()).thumbnails.parent_path();
+  const settings::UserFolders folders = settings::FindUserFolders(settings::ProcessEnvironment());
+  constexpr std::string_view kDataFiles[] = {search::kSearchResultsFileName,
+                                             search::kPresenceCacheFileName};
+  for (const std::string& problem : settings::MoveDataFilesFromOldFolder(folders, kDataFiles)) {
+    Failure(problem);
+  }
+  return folders.data;
 }
 
-fs::path ResultsFile() { return DataFolder() / search::kSearchResultsFileName; }
-
-int PrintSaved() {
-  const fs::path file = ResultsFile();
+int PrintSaved(const fs::path& data_folder) {
+  const fs::path file = data_folder / search::kSearchResultsFileName;
   std::vector<search::SearchResultRow> rows;
   std::string error;
   if (fs::exists(file) && !search::LoadSearchResults(file, &rows, &error)) return Failure(error);
@@ -51,7 +56,7 @@ int RunSearchCommand(std::span<const std::string> args) {
   if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, kUsage);
   if (parsed.Has("--saved")) {
     if (args.size() != 1) return UsageError("--saved takes nothing else", kUsage);
-    return PrintSaved();
+    return PrintSaved(DataFolder());
   }
   if (parsed.positional.size() != 1) return UsageError("expected one search text", kUsage);
   if (parsed.Has("--library") && parsed.Has("--album")) {
@@ -67,6 +72,7 @@ int RunSearchCommand(std::span<const std::string> args) {
     request.in_title = request.in_description = request.in_keywords = true;
   }
 
+  const fs::path data_folder = DataFolder();
   search::SearchScope scope;
   std::vector<std::unique_ptr<album::Album>> opened;
   if (parsed.Has("--album")) {
@@ -85,7 +91,7 @@ int RunSearchCommand(std::span<const std::string> args) {
     if (!fs::is_directory(scope.library)) {
       return Failure("Unable to list the albums in " + scope.library.string());
     }
-    scope.presence_cache = DataFolder() / search::kPresenceCacheFileName;
+    scope.presence_cache = data_folder / search::kPresenceCacheFileName;
   }
 
   const bool keep = parsed.Has("--keep");
@@ -108,7 +114,7 @@ int RunSearchCommand(std::span<const std::string> args) {
   std::cout.write(out.data(), static_cast<std::streamsize>(out.size())) << std::flush;
   if (!keep) return kExitOk;
   // Keeping the list is a convenience: a failure is reported, the search still succeeded.
-  const fs::path results_file = ResultsFile();
+  const fs::path results_file = data_folder / search::kSearchResultsFileName;
   std::error_code ec;
   fs::create_directories(results_file.parent_path(), ec);
   if (!search::SaveSearchResults(results_file, rows, &error)) Failure(error);

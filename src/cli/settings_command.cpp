@@ -51,7 +51,7 @@ int Set(const Arguments& parsed) {
                                 &error)) {
     return UsageError(error, kUsage);
   }
-  if (!settings::SaveSettings(*user.backend, user.settings)) {
+  if (!settings::SaveUserSettings(&user)) {
     return Failure(user.backend->LastError());
   }
   if (parsed.positional[0] == "smtp.pass" && !user.settings.smtp_savepass) {

@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <system_error>
 
+#include "platform/file_lock.h"
 #include "platform/file_util.h"
 
 #ifndef _WIN32
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -132,34 +132,6 @@ bool ParseNumber(std::string_view text, int32_t* value) {
   return true;
 }
 
-// An exclusive advisory lock on the settings folder while it is held. The folder, not the
-// file, because every save replaces the file. Without it (Windows, or a folder that cannot
-// be opened) saves simply are not serialised.
-class FolderLock {
- public:
-  explicit FolderLock(const fs::path& folder) {
-#ifndef _WIN32
-    fd_ = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd_ >= 0) {
-      while (::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
-      }
-    }
-#else
-    (void)folder;
-#endif
-  }
-  ~FolderLock() {
-#ifndef _WIN32
-    if (fd_ >= 0) ::close(fd_);  // closing releases the lock
-#endif
-  }
-  FolderLock(const FolderLock&) = delete;
-  FolderLock& operator=(const FolderLock&) = delete;
-
- private:
-  int fd_ = -1;
-};
-
 bool ParseValue(std::string_view text, SettingValue* value) {
   if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
     *value = Unescape(text.substr(1, text.size() - 2));
@@ -245,7 +217,7 @@ bool FileBackend::ReadSection(std::string_view section, SettingValues* values) {
   return true;
 }
 
-bool FileBackend::WriteValues(std::string_view section, const SettingValues& values) {
+bool FileBackend::ChangeValues(std::string_view section, const ChangeDecider& decide) {
   const fs::path folder = file_.has_parent_path() ? file_.parent_path() : fs::path(".");
   std::error_code ec;
   if (!fs::is_directory(folder, ec)) {
@@ -256,14 +228,22 @@ bool FileBackend::WriteValues(std::string_view section, const SettingValues& val
     }
     fs::permissions(folder, fs::perms::owner_all, ec);
   }
-  // The desktop program and quorvane-cli may both save at once; without the lock each would
-  // write back what it read and drop the other's values.
-  const FolderLock lock(folder);
+  // The folder, not the file, because every save replaces the file. Held from the read to
+  // the rename, so no other writer's change can fall between the two.
+  platform::FileLock lock;
+  if (!lock.Acquire(folder, platform::FileLock::Mode::kExclusive, kLockWait, &last_error_)) {
+    return false;
+  }
 
   SettingSections sections;
   if (!ReadAll(&sections)) return false;
-  auto [found, added] = sections.try_emplace(std::string(section));
-  for (const auto& [name, value] : values) found->second.insert_or_assign(name, value);
+  auto stored = sections.find(section);
+  const SettingChanges changes =
+      decide(stored != sections.end() ? stored->second : SettingValues());
+  if (changes.empty()) return true;
+  if (stored == sections.end()) stored = sections.try_emplace(std::string(section)).first;
+  for (const auto& [name, value] : changes.set) stored->second.insert_or_assign(name, value);
+  for (const std::string& name : changes.removed) stored->second.erase(name);
 #ifndef _WIN32
   // The atomic write keeps the mode of the file it replaces, so the file is made private
   // before the password can reach it.

@@ -1,6 +1,7 @@
 // The settings as one per-user text file, for every platform without the registry (and for
 // portable installs on Windows). The file is rewritten whole, atomically, with mode 0600,
-// since it may hold the mail password.
+// since it may hold the mail password; writers take turns through an advisory lock on its
+// folder, so each change lands on what the previous writer left.
 //
 // Format, one item per line, "#" lines are comments:
 //   [Main]                      a section
@@ -11,6 +12,7 @@
 // Spaces around "=" are allowed. Lines that do not parse are skipped, never fatal.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -29,14 +31,19 @@ std::string FormatSettingsFile(const SettingSections& sections);
 
 class FileBackend : public SettingsBackend {
  public:
+  // A save takes milliseconds; a holder longer than this is stuck, not busy.
+  static constexpr std::chrono::milliseconds kLockWait{10'000};
+
   explicit FileBackend(std::filesystem::path file) : file_(std::move(file)) {}
 
   const std::filesystem::path& file() const { return file_; }
 
   bool ReadSection(std::string_view section, SettingValues* values) override;
-  // Reads the whole file, merges the values and writes it back atomically, creating the
+  // Under an exclusive lock on the folder (waiting up to kLockWait for another writer),
+  // reads the whole file, applies the changes and writes it back atomically, creating the
   // folder (0700) and the file (0600) when missing and taking an existing file back to 0600.
-  bool WriteValues(std::string_view section, const SettingValues& values) override;
+  // A wait that runs out fails with "\"<folder>\" is in use by another program".
+  bool ChangeValues(std::string_view section, const ChangeDecider& decide) override;
   const std::string& LastError() const override { return last_error_; }
 
  private:

@@ -86,7 +86,11 @@ bool RegistryBackend::ReadSection(std::string_view section, SettingValues* value
   return true;
 }
 
-bool RegistryBackend::WriteValues(std::string_view section, const SettingValues& values) {
+bool RegistryBackend::ChangeValues(std::string_view section, const ChangeDecider& decide) {
+  SettingValues stored;
+  if (!ReadSection(section, &stored)) return false;
+  const SettingChanges changes = decide(stored);
+  if (changes.empty()) return true;
   KeyHandle key;
   const LONG created =
       ::RegCreateKeyExA(HKEY_CURRENT_USER, KeyPath(section).c_str(), 0, nullptr,
@@ -95,7 +99,7 @@ bool RegistryBackend::WriteValues(std::string_view section, const SettingValues&
     last_error_ = "Unable to create the settings key: " + SystemMessage(created);
     return false;
   }
-  for (const auto& [name, value] : values) {
+  for (const auto& [name, value] : changes.set) {
     LONG set;
     if (const int32_t* number = std::get_if<int32_t>(&value)) {
       const DWORD dword = static_cast<DWORD>(*number);
@@ -110,6 +114,13 @@ bool RegistryBackend::WriteValues(std::string_view section, const SettingValues&
     }
     if (set != ERROR_SUCCESS) {
       last_error_ = "Unable to write the setting \"" + name + "\": " + SystemMessage(set);
+      return false;
+    }
+  }
+  for (const std::string& name : changes.removed) {
+    const LONG deleted = ::RegDeleteValueA(key.get(), name.c_str());
+    if (deleted != ERROR_SUCCESS && deleted != ERROR_FILE_NOT_FOUND) {
+      last_error_ = "Unable to remove the setting \"" + name + "\": " + SystemMessage(deleted);
       return false;
     }
   }

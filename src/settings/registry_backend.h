@@ -19,8 +19,11 @@ class RegistryBackend : public SettingsBackend {
   // Reads into a 1024-byte buffer per value, as the program always has: a longer text, a
   // number of another size or a value of another type is left out, so it keeps its default.
   bool ReadSection(std::string_view section, SettingValues* values) override;
-  // Creates the key with full access when missing. Texts stop at their first NUL byte.
-  bool WriteValues(std::string_view section, const SettingValues& values) override;
+  // Creates the key with full access when missing and writes value by value: the registry
+  // has no lock to hold across the read and the writes, but since only the changed values
+  // are written, another program's values in between survive. Texts stop at their first
+  // NUL byte; removing a value that is not there is no error.
+  bool ChangeValues(std::string_view section, const ChangeDecider& decide) override;
   const std::string& LastError() const override { return last_error_; }
 
  private:

@@ -128,6 +128,55 @@ bool ParseBoolean(std::string_view text, bool* value) {
   return false;
 }
 
+constexpr std::string_view kPasswordKey = "smtp.pass";
+constexpr std::string_view kSavePasswordKey = "smtp.savepass";
+
+// What a save of `settings` writes over `stored`, given that this process began from `loaded`.
+SettingChanges ChangesSince(const Settings& loaded, const Settings& settings,
+                            const SettingValues& stored) {
+  SettingChanges changes;
+  for (const SettingKey& key : kKeys) {
+    if (key.name == kPasswordKey) continue;
+    std::optional<SettingValue> before = Stored(loaded, key);
+    std::optional<SettingValue> after = Stored(settings, key);
+    if (before == after) continue;
+    if (after) {
+      changes.set.insert_or_assign(std::string(key.name), std::move(*after));
+    } else {
+      changes.removed.emplace(key.name);
+    }
+  }
+
+  // Whether the password may be kept is decided when it is written: another program may have
+  // turned "smtp.savepass" off since this one loaded, and a stale "on" must not bring a
+  // password back to the disk.
+  const bool password_changed = loaded.smtp_pass != settings.smtp_pass;
+  const bool keep_changed = loaded.smtp_savepass != settings.smtp_savepass;
+  if (password_changed || (keep_changed && !settings.smtp_savepass)) {
+    bool keep = settings.smtp_savepass;
+    if (!keep_changed) {
+      auto found = stored.find(kSavePasswordKey);
+      const int32_t* number =
+          found != stored.end() ? std::get_if<int32_t>(&found->second) : nullptr;
+      keep = number != nullptr && *number != 0;
+    }
+    changes.set.insert_or_assign(std::string(kPasswordKey),
+                                 keep ? settings.smtp_pass : std::string());
+  }
+
+  for (const auto& [name, value] : settings.options) {
+    if (!IsOptionName(name)) continue;
+    auto before = loaded.options.find(name);
+    if (before == loaded.options.end() || before->second != value) {
+      changes.set.insert_or_assign(name, value);
+    }
+  }
+  for (const auto& [name, value] : loaded.options) {
+    if (IsOptionName(name) && !settings.options.contains(name)) changes.removed.insert(name);
+  }
+  return changes;
+}
+
 }  // namespace
 
 std::span<const SettingKey> SettingKeys() { return kKeys; }
@@ -170,18 +219,10 @@ Settings LoadSettings(SettingsBackend& backend, const Settings& defaults,
   return settings;
 }
 
-bool SaveSettings(SettingsBackend& backend, const Settings& settings) {
-  SettingValues values;
-  for (const SettingKey& key : kKeys) {
-    if (std::optional<SettingValue> value = Stored(settings, key)) {
-      values.emplace(key.name, std::move(*value));
-    }
-  }
-  if (!settings.smtp_savepass) values.insert_or_assign("smtp.pass", std::string());
-  for (const auto& [name, value] : settings.options) {
-    if (IsOptionName(name)) values.insert_or_assign(name, value);
-  }
-  return backend.WriteValues(kMainSection, values);
+bool SaveSettings(SettingsBackend& backend, const Settings& loaded, const Settings& settings) {
+  return backend.ChangeValues(kMainSection, [&](const SettingValues& stored) {
+    return ChangesSince(loaded, settings, stored);
+  });
 }
 
 std::vector<std::string> CreateMissingFolders(const Settings& settings) {
@@ -206,7 +247,14 @@ UserSettings LoadUserSettings(const Environment& env) {
   UserSettings user;
   user.backend = OpenSettingsBackend(env, folders);
   user.settings = LoadSettings(*user.backend, DefaultSettings(folders), &user.problems);
+  user.loaded = user.settings;
   return user;
+}
+
+bool SaveUserSettings(UserSettings* user) {
+  if (!SaveSettings(*user->backend, user->loaded, user->settings)) return false;
+  user->loaded = user->settings;
+  return true;
 }
 
 bool GetSettingText(const Settings& settings, std::string_view key, std::string* text) {

@@ -9,7 +9,11 @@
 //   UserSettings user = LoadUserSettings(ProcessEnvironment());
 //   for (const auto& text : user.problems) ShowError(text);  // "Unable to create %s: %s"
 //   user.settings.smtp_port = 587;
-//   if (!SaveSettings(*user.backend, user.settings)) ShowError(user.backend->LastError());
+//   if (!SaveUserSettings(&user)) ShowError(user.backend->LastError());
+//
+// A save writes only what this process changed since it loaded (or last saved), so programs
+// that hold the settings for hours and others that change one key meanwhile keep each
+// other's values.
 #pragma once
 
 #include <cstdint>
@@ -95,10 +99,15 @@ std::unique_ptr<SettingsBackend> OpenSettingsBackend(const Environment& env,
 Settings LoadSettings(SettingsBackend& backend, const Settings& defaults,
                       std::vector<std::string>* problems);
 
-// Writes every key back, numbers and booleans as 32-bit numbers, texts as texts, and the
-// options as they are kept. "smtp.pass" is written as the password only while
-// "smtp.savepass" is set, as an empty text otherwise. False with backend.LastError().
-[[nodiscard]] bool SaveSettings(SettingsBackend& backend, const Settings& settings);
+// Writes the keys whose value differs between `loaded` (the settings as this process read or
+// last saved them) and `settings`: numbers and booleans as 32-bit numbers, texts as texts, an
+// optional key unset since as removed. "options." names added or changed are written, those
+// removed from `settings` are removed; every other stored value stays, whoever wrote it.
+// "smtp.pass" is written only when the password changed, or when "smtp.savepass" was turned
+// off: as the password while "smtp.savepass" is set (this process's value when it changed
+// it, the stored one otherwise), as an empty text otherwise. False with backend.LastError().
+[[nodiscard]] bool SaveSettings(SettingsBackend& backend, const Settings& loaded,
+                                const Settings& settings);
 
 // Creates "filebrowser.path", "thumbnail_cache.path" (with its parent) and
 // "myphotoalbums.path" when missing. Returns one "Unable to create %s: %s" (folder, system
@@ -109,9 +118,14 @@ std::vector<std::string> CreateMissingFolders(const Settings& settings);
 struct UserSettings {
   std::unique_ptr<SettingsBackend> backend;
   Settings settings;
+  Settings loaded;  // as read or last saved: what the next save compares `settings` with
   std::vector<std::string> problems;  // "Unable to create %s: %s", for the user to see
 };
 UserSettings LoadUserSettings(const Environment& env);
+
+// SaveSettings of what changed in user->settings; on success they become user->loaded.
+// False with user->backend->LastError().
+[[nodiscard]] bool SaveUserSettings(UserSettings* user);
 
 // The value of a key (or of a stored "options." name) as text: numbers in decimal, booleans
 // "1" or "0", an unset key as "". False for a name that is neither.

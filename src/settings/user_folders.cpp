@@ -98,6 +98,9 @@ UserFolders FindUserFolders(const Environment& env) {
   folders.thumbnails =
       Folder(env, "QUORVANE_THUMBNAIL_DIR").value_or(cache_home / "Quorvane" / "Thumbnail");
   folders.browser = Folder(env, "QUORVANE_BROWSER_DIR").value_or(pictures);
+  folders.data =
+      Folder(env, "QUORVANE_DATA_DIR")
+          .value_or(Folder(env, "XDG_DATA_HOME").value_or(home / ".local" / "share") / "Quorvane");
   return folders;
 }
 
@@ -131,9 +134,42 @@ UserFolders FindUserFolders(const Environment& env) {
   folders.thumbnails =
       Folder(env, "QUORVANE_THUMBNAIL_DIR").value_or(app_data / "Quorvane" / "Thumbnail");
   folders.browser = Folder(env, "QUORVANE_BROWSER_DIR").value_or(ProgramFolder() / "Sample Photos");
+  folders.data = Folder(env, "QUORVANE_DATA_DIR").value_or(app_data / "Quorvane");
   return folders;
 }
 
 #endif
+
+std::vector<std::string> MoveDataFilesFromOldFolder(const UserFolders& folders,
+                                                    std::span<const std::string_view> names) {
+  std::vector<std::string> problems;
+  const fs::path old_folder = folders.thumbnails.parent_path();
+  std::error_code ec;
+  // A data folder that does not exist yet cannot be the old one, which holds the files.
+  if (old_folder.empty() || fs::equivalent(old_folder, folders.data, ec)) return problems;
+  for (std::string_view name : names) {
+    const fs::path from = old_folder / name;
+    const fs::path to = folders.data / name;
+    if (!fs::is_regular_file(from, ec) || fs::exists(to, ec) || ec) continue;
+    std::string error;
+    fs::create_directories(folders.data, ec);
+    if (!ec) fs::rename(from, to, ec);
+    std::error_code gone;
+    if (ec == std::errc::no_such_file_or_directory && !fs::exists(from, gone)) {
+      continue;  // another run moved it first
+    }
+    if (ec && ec != std::errc::cross_device_link) {
+      error = ec.message();
+    } else if (ec) {
+      // Another file system: the copy lands whole before the old file goes.
+      if (platform::CopyFileAtomically(from, to, &error)) fs::remove(from, ec);
+    }
+    if (!error.empty()) {
+      problems.push_back("Unable to move " + from.string() + " to " + folders.data.string() + ": " +
+                         error);
+    }
+  }
+  return problems;
+}
 
 }  // namespace quorvane::settings

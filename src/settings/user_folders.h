@@ -1,26 +1,30 @@
-// Where the settings, the album library, the thumbnail cache and the file browser live by
-// default for this user, and the environment variables that move them (for tests and
-// portable installs):
+// Where the settings, the album library, the thumbnail cache, the file browser and the
+// program's own data files live by default for this user, and the environment variables
+// that move them (for tests and portable installs):
 //
 //   QUORVANE_CONFIG_DIR     folder of the settings file (any platform; on Windows it
 //                           replaces the registry with the file)
 //   QUORVANE_LIBRARY_DIR    default of "myphotoalbums.path"
 //   QUORVANE_THUMBNAIL_DIR  default of "thumbnail_cache.path"
 //   QUORVANE_BROWSER_DIR    default of "filebrowser.path"
+//   QUORVANE_DATA_DIR       the data folder (kept search results, search caches)
 //
 // Without them, on Linux: settings in $XDG_CONFIG_HOME/Quorvane (else ~/.config/Quorvane),
 // the library "My Quorvane Albums" in the pictures folder (XDG_PICTURES_DIR from the
 // environment or from user-dirs.dirs, else the home folder), the thumbnail cache in
 // $XDG_CACHE_HOME/Quorvane/Thumbnail (else ~/.cache/...), the file browser in the pictures
-// folder. On Windows: Documents, the application-data folder and "Sample Photos" beside the
-// program.
+// folder, the data folder $XDG_DATA_HOME/Quorvane (else ~/.local/share/Quorvane). On
+// Windows: Documents, the application-data folder (whose "Quorvane" is also the data folder)
+// and "Sample Photos" beside the program.
 #pragma once
 
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvane::settings {
 
@@ -39,10 +43,19 @@ struct UserFolders {
   std::filesystem::path library;     // the album library
   std::filesystem::path thumbnails;  // the file browser's thumbnail cache
   std::filesystem::path browser;     // the file browser's first folder
+  std::filesystem::path data;        // the program's own files (not the user's documents)
 };
 
 // The default folders for `env`. Never fails: a missing home folder falls back to the
 // current folder.
 UserFolders FindUserFolders(const Environment& env);
+
+// Data files were once kept in the parent of `folders.thumbnails`. Moves each file of `names`
+// from there into `folders.data` (created when missing) when the two folders differ, the old
+// file exists and the data folder has no file of that name yet; so each moves at most once
+// and a newer file is never replaced. Returns one "Unable to move %s to %s: %s" (old file,
+// data folder, reason) per file left behind.
+std::vector<std::string> MoveDataFilesFromOldFolder(const UserFolders& folders,
+                                                    std::span<const std::string_view> names);
 
 }  // namespace quorvane::settings

@@ -15,11 +15,16 @@ struct CliResult {
 };
 
 // Points every folder quorvane-cli finds through the environment (settings, album library,
-// thumbnail cache, file browser) into `folder`, so no run sees the user's own.
+// thumbnail cache, file browser, data folder, and the home and XDG folders behind them) into
+// `folder`, so no run sees the user's own.
 void PointUserFoldersInto(const std::filesystem::path& folder);
 
 // Runs quorvane-cli (QUORVANE_CLI in the environment, else the path compiled in) with `args`
 // and empty standard input.
 CliResult RunCli(const std::vector<std::string>& args);
+
+// Starts one quorvane-cli per entry of `commands` (each as RunCli would), all before waiting
+// for any, and returns their results in the same order.
+std::vector<CliResult> RunCliTogether(const std::vector<std::vector<std::string>>& commands);
 
 }  // namespace quorvane::testing

@@ -58,14 +58,14 @@ TEST_F(CliSearchTest, SearchesTheLibraryAndKeepsTheResults) {
 
   r = RunCli({"search", "sun", "--keywords"});
   EXPECT_EQ(r.out, Path("trip") + "\t0\ta.jpg\tSunset\n");
-  EXPECT_FALSE(fs::exists(dir_ / "cache" / "searchresults.xml"));  // kept only when asked
+  EXPECT_FALSE(fs::exists(dir_ / "data" / "searchresults.xml"));  // kept only when asked
   r = RunCli({"search", "ÉGLISE", "--title", "--library", (dir_ / "albums").string(), "--keep"});
   EXPECT_EQ(r.out, Path("trip") + "\t1\tb.jpg\tÉglise\n");
 
   r = RunCli({"search", "--saved"});
   ASSERT_EQ(r.exit_code, 0) << r.err;
   EXPECT_EQ(r.out, "Église\t" + Path("trip") + kSep + "1\n");
-  EXPECT_TRUE(fs::is_regular_file(dir_ / "cache" / "searchresults.xml"));
+  EXPECT_TRUE(fs::is_regular_file(dir_ / "data" / "searchresults.xml"));
 
   r = RunCli({"search", "nothing like it", "--keep"});
   EXPECT_EQ(r.exit_code, 0);
@@ -91,8 +91,29 @@ TEST_F(CliSearchTest, SearchesGivenAlbumsInTheirOrder) {
   EXPECT_EQ(r.out, "");
 }
 
+// Earlier versions kept both files beside the thumbnail cache.
+TEST_F(CliSearchTest, FilesOfTheOldFolderMoveToTheDataFolderOnce) {
+  ASSERT_EQ(RunCli({"search", "église", "--keep"}).exit_code, 0);
+  fs::rename(dir_ / "data" / "searchresults.xml", dir_ / "cache" / "searchresults.xml");
+  WriteTextFile(dir_ / "cache" / "photo-presence.cache", "cache bytes");
+
+  auto r = RunCli({"search", "--saved"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, "Église\t" + Path("trip") + kSep + "1\n");
+  EXPECT_EQ(testing::ReadTextFile(dir_ / "data" / "photo-presence.cache"), "cache bytes");
+  for (const char* name : {"searchresults.xml", "photo-presence.cache"}) {
+    EXPECT_TRUE(fs::is_regular_file(dir_ / "data" / name)) << name;
+    EXPECT_FALSE(fs::exists(dir_ / "cache" / name)) << name;
+  }
+
+  // A file left at the old place later is older than the one in use: it stays unread.
+  WriteTextFile(dir_ / "cache" / "searchresults.xml", "<SearchResults/>");
+  EXPECT_EQ(RunCli({"search", "--saved"}).out, r.out);
+  EXPECT_TRUE(fs::exists(dir_ / "cache" / "searchresults.xml"));
+}
+
 TEST_F(CliSearchTest, DamagedResultsFileAndMissingLibrary) {
-  WriteTextFile(dir_ / "cache" / "searchresults.xml", "<SearchResults><Result Count=\"x\"");
+  WriteTextFile(dir_ / "data" / "searchresults.xml", "<SearchResults><Result Count=\"x\"");
   auto r = RunCli({"search", "--saved"});
   EXPECT_EQ(r.exit_code, 1);
   EXPECT_NE(r.err.find("malformed results file"), std::string::npos) << r.err;

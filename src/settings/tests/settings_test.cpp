@@ -28,7 +28,7 @@ class SettingsTest : public ::testing::Test {
  protected:
   UserFolders Folders() const {
     return {temp_ / "config", temp_ / "library", temp_ / "cache" / "Quorvane" / "Thumbnail",
-            temp_ / "pictures"};
+            temp_ / "pictures", temp_ / "data"};
   }
   fs::path SettingsFile() const { return temp_ / "config" / "settings.conf"; }
   Settings Load() {
@@ -36,9 +36,18 @@ class SettingsTest : public ::testing::Test {
     problems_.clear();
     return LoadSettings(backend, DefaultSettings(Folders()), &problems_);
   }
-  void Save(const Settings& settings) {
+  // Saves what changed in `settings` since `loaded`, as a program holding both would.
+  void Save(const Settings& loaded, const Settings& settings) {
     FileBackend backend(SettingsFile());
-    ASSERT_TRUE(SaveSettings(backend, settings)) << backend.LastError();
+    ASSERT_TRUE(SaveSettings(backend, loaded, settings)) << backend.LastError();
+  }
+  // What another program does meanwhile: loads, changes and saves at once.
+  template <class Change>
+  void SaveElsewhere(Change change) {
+    const Settings loaded = Load();
+    Settings settings = loaded;
+    change(settings);
+    Save(loaded, settings);
   }
 
   TempDir temp_;
@@ -83,7 +92,7 @@ TEST_F(SettingsTest, EveryKeyAndTheOptionsRoundTrip) {
   }
   saved.options["options.view"] = 3;
   saved.options["options.name"] = std::string("a\nb");
-  Save(saved);
+  Save(DefaultSettings(Folders()), saved);
 
   const Settings loaded = Load();
   for (const SettingKey& key : SettingKeys()) {
@@ -96,25 +105,116 @@ TEST_F(SettingsTest, EveryKeyAndTheOptionsRoundTrip) {
 }
 
 TEST_F(SettingsTest, PasswordIsStoredOnlyWhenSaving) {
-  Settings settings = Load();
+  const Settings loaded = Load();
+  Settings settings = loaded;
   settings.smtp_pass = "hunter2";
-  Save(settings);
+  Save(loaded, settings);
   EXPECT_EQ(Load().smtp_pass, "");
   EXPECT_EQ(ReadTextFile(SettingsFile()).find("hunter2"), std::string::npos);
 
   settings.smtp_savepass = true;
-  Save(settings);
+  Save(loaded, settings);
   EXPECT_EQ(Load().smtp_pass, "hunter2");
 }
 
 TEST_F(SettingsTest, SaveKeepsLayoutValuesOfTheSameSection) {
   FileBackend backend(SettingsFile());
   ASSERT_TRUE(backend.WriteValues(kMainSection, {{"frame.showCmd", 3}}));
-  Save(Load());
+  SaveElsewhere([](Settings& s) { s.smtp_port = 587; });
   SettingValues main;
   ASSERT_TRUE(backend.ReadSection(kMainSection, &main));
   EXPECT_EQ(main.at("frame.showCmd"), SettingValue(3));
+  EXPECT_EQ(main.at("smtp.port"), SettingValue(587));
 }
+
+// A program that loaded long ago saves over a file others have changed since.
+TEST_F(SettingsTest, StaleCopySavesOnlyWhatItChanged) {
+  SaveElsewhere([](Settings& s) {
+    s.email_name = "Old name";
+    s.app_openalbumsorttype = 2;
+    s.options["options.gone"] = 1;
+    s.options["options.kept"] = std::string("mine");
+  });
+  const Settings loaded = Load();
+  Settings stale = loaded;
+
+  SaveElsewhere([](Settings& s) {
+    s.smtp_server = "mail.elsewhere";
+    s.email_name = "Their name";
+    s.smtp_port = 2525;
+    s.options["options.theirs"] = 7;
+    s.options["options.kept"] = std::string("changed elsewhere");
+  });
+
+  stale.email_address = "me@example.org";
+  stale.smtp_port = 25;  // unchanged since loading: the other program's 2525 stays
+  stale.app_openalbumsorttype.reset();
+  stale.options.erase("options.gone");
+  stale.options["options.new"] = std::string("added here");
+  Save(loaded, stale);
+
+  const Settings merged = Load();
+  EXPECT_EQ(merged.email_address, "me@example.org");
+  EXPECT_EQ(merged.smtp_server, "mail.elsewhere");
+  EXPECT_EQ(merged.email_name, "Their name");
+  EXPECT_EQ(merged.smtp_port, 2525);
+  EXPECT_FALSE(merged.app_openalbumsorttype.has_value());
+  EXPECT_EQ(merged.options, (SettingValues{{"options.kept", std::string("changed elsewhere")},
+                                           {"options.new", std::string("added here")},
+                                           {"options.theirs", 7}}));
+}
+
+struct PasswordCase {
+  const char* label;
+  bool loaded_keep;                 // "smtp.savepass" when this program loaded
+  bool stored_keep;                 // ... when another program saved since, with "theirs"
+  std::optional<bool> keep;         // this program's change of "smtp.savepass", if any
+  std::optional<const char*> pass;  // this program's change of the password, if any
+  const char* stored_pass_after;
+
+  friend void PrintTo(const PasswordCase& c, std::ostream* out) { *out << c.label; }
+};
+
+class StalePasswordTest : public SettingsTest,
+                          public ::testing::WithParamInterface<PasswordCase> {};
+
+TEST_P(StalePasswordTest, PasswordFollowsTheKeepFlagOfTheSave) {
+  const PasswordCase& c = GetParam();
+  SaveElsewhere([&](Settings& s) {
+    s.smtp_savepass = c.loaded_keep;
+    s.smtp_pass = c.loaded_keep ? "loaded" : "";
+  });
+  const Settings loaded = Load();
+  SaveElsewhere([&](Settings& s) {
+    s.smtp_savepass = c.stored_keep;
+    s.smtp_pass = "theirs";
+  });
+
+  Settings settings = loaded;
+  settings.email_name = "always a change";
+  if (c.keep) settings.smtp_savepass = *c.keep;
+  if (c.pass) settings.smtp_pass = *c.pass;
+  Save(loaded, settings);
+
+  SettingValues stored;
+  ASSERT_TRUE(FileBackend(SettingsFile()).ReadSection(kMainSection, &stored));
+  EXPECT_EQ(stored.at("smtp.pass"), SettingValue(std::string(c.stored_pass_after)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Changes, StalePasswordTest,
+    ::testing::Values(
+        // Neither changed here: whatever the other program stored stays.
+        PasswordCase{"UntouchedKeepsTheirs", true, true, {}, {}, "theirs"},
+        PasswordCase{"UntouchedKeepsTheirClearedOne", true, false, {}, {}, ""},
+        // A new password follows the flag as stored now, not as this program loaded it.
+        PasswordCase{"NewPasswordKeptWhileStoredFlagIsOn", false, true, {}, "mine", "mine"},
+        PasswordCase{"NewPasswordDroppedAfterFlagTurnedOffElsewhere", true, false, {}, "mine", ""},
+        // Turning the flag off here clears the password, whoever stored it.
+        PasswordCase{"FlagTurnedOffClearsTheirs", true, true, false, {}, ""},
+        PasswordCase{"FlagTurnedOnWithNewPassword", false, false, true, "mine", "mine"},
+        PasswordCase{"FlagTurnedOnAloneKeepsTheirs", false, true, true, {}, "theirs"}),
+    [](const auto& row) { return std::string(row.param.label); });
 
 TEST_F(SettingsTest, LoadCreatesTheFoldersAndReportsOneItCannot) {
   Load();
@@ -177,12 +277,53 @@ TEST(UserFoldersTest, FoldersComeFromUserDirsOrHome) {
   EXPECT_EQ(folders.browser, temp / "home" / "Bilder");
   EXPECT_EQ(folders.config, temp / "xdg" / "Quorvane");
   EXPECT_EQ(folders.thumbnails, temp / "home" / ".cache" / "Quorvane" / "Thumbnail");
+  EXPECT_EQ(folders.data, temp / "home" / ".local" / "share" / "Quorvane");
 
   folders = FindUserFolders(
       FakeEnvironment({{"HOME", home}, {"XDG_CACHE_HOME", (temp / "cache").string()}}));
   EXPECT_EQ(folders.library, temp / "home" / "My Quorvane Albums");
   EXPECT_EQ(folders.config, temp / "home" / ".config" / "Quorvane");
   EXPECT_EQ(folders.thumbnails, temp / "cache" / "Quorvane" / "Thumbnail");
+
+  folders = FindUserFolders(FakeEnvironment({{"HOME", home}, {"XDG_DATA_HOME", "/xdg/data"}}));
+  EXPECT_EQ(folders.data, fs::path("/xdg/data/Quorvane"));
+  folders = FindUserFolders(FakeEnvironment(
+      {{"HOME", home}, {"XDG_DATA_HOME", "/xdg/data"}, {"QUORVANE_DATA_DIR", "/portable"}}));
+  EXPECT_EQ(folders.data, fs::path("/portable"));
+}
+
+class OldDataFolderTest : public ::testing::Test {
+ protected:
+  UserFolders Folders(const fs::path& data) const {
+    return {temp_ / "config", temp_ / "library", temp_ / "cache" / "Thumbnail", temp_ / "pictures",
+            data};
+  }
+  std::vector<std::string> Move(const fs::path& data) {
+    return MoveDataFilesFromOldFolder(Folders(data), kNames);
+  }
+
+  static constexpr std::string_view kNames[] = {"results.xml", "presence.cache"};
+  TempDir temp_;
+};
+
+TEST_F(OldDataFolderTest, SameFolderOrNothingToMoveChangesNothing) {
+  WriteTextFile(temp_ / "cache" / "results.xml", "results");
+  EXPECT_TRUE(Move(temp_ / "cache" / "." / "").empty());
+  EXPECT_EQ(ReadTextFile(temp_ / "cache" / "results.xml"), "results");
+
+  fs::remove(temp_ / "cache" / "results.xml");
+  EXPECT_TRUE(Move(temp_ / "data").empty());
+  EXPECT_FALSE(fs::exists(temp_ / "data"));  // not made for nothing
+}
+
+TEST_F(OldDataFolderTest, FileThatCannotMoveStaysAndIsReported) {
+  WriteTextFile(temp_ / "cache" / "results.xml", "results");
+  WriteTextFile(temp_ / "blocker", "a file, not a folder");
+  EXPECT_EQ(Move(temp_ / "blocker" / "data"),
+            std::vector<std::string>{"Unable to move " +
+                                     (temp_ / "cache" / "results.xml").string() + " to " +
+                                     (temp_ / "blocker" / "data").string() + ": Not a directory"});
+  EXPECT_EQ(ReadTextFile(temp_ / "cache" / "results.xml"), "results");
 }
 
 }  // namespace
