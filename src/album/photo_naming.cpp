@@ -3,6 +3,7 @@
 #include <array>
 
 #include "album/album.h"
+#include "album/index_check.h"
 
 namespace quorvane::album {
 namespace {
@@ -68,7 +69,7 @@ bool IsUrl(std::string_view path) {
 std::string AlbumFileName(std::string_view name) {
   std::string result(name);
   for (char& c : result) {
-    if (c == '~') c = '-';
+    if (c == '~' || !IndexCanHoldAsIs(c)) c = '-';
   }
   return result;
 }
