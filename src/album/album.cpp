@@ -1,5 +1,7 @@
 #include "album/album.h"
 
+#include <functional>
+
 #include "album/photo_naming.h"
 
 namespace quorvane::album {
@@ -45,10 +47,18 @@ void Album::SetLocation(std::string location) {
   location_folder_ = end == std::string::npos ? std::string() : location_.substr(0, end + 1);
 }
 
-void Album::NoteSaved() {
-  saved_image_files_.clear();
-  saved_image_files_.reserve(photos_.size());
-  for (const AlbumPhoto& photo : photos_) saved_image_files_.push_back(photo.image_file);
+IndexSnapshot IndexSnapshot::Of(std::string_view bytes) {
+  IndexSnapshot snapshot;
+  snapshot.present = true;
+  snapshot.size = bytes.size();
+  snapshot.hash = std::hash<std::string_view>()(bytes);
+  return snapshot;
+}
+
+bool Album::CheckWritable() {
+  if (!read_only()) return true;
+  last_error_ = "The album is read-only: " + read_only_reason_;
+  return false;
 }
 
 }  // namespace quorvane::album

@@ -4,6 +4,7 @@
 // Thread-compatible: one album, one thread at a time.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -50,39 +51,87 @@ struct ThumbnailOptions {
   image::ResampleMode mode = image::ResampleMode::kBicubic;
 };
 
+// What an album's index file holds: the album's fields, its photos in order and its user
+// variables. A plain value, so that a save can merge three of them (album_merge.h).
+struct AlbumRecord {
+  std::string title;
+  std::string title_image_file;
+  std::string description;
+  std::string version;
+  platform::OleDate date = platform::kNoDate;
+  std::vector<AlbumPhoto> photos;
+  UserVariables user_variables;
+};
+
+// The index file as an album last read or wrote it: the record it held and a fingerprint of
+// its bytes. A save compares the file on disk with the fingerprint to learn whether another
+// program wrote it since, and then merges against the record.
+struct IndexSnapshot {
+  bool present = false;  // false until an index was read or written
+  uint64_t size = 0;
+  uint64_t hash = 0;
+  AlbumRecord record;
+
+  // The fingerprint of `bytes` (size and hash) without a record.
+  static IndexSnapshot Of(std::string_view bytes);
+  bool SameBytes(const IndexSnapshot& other) const {
+    return present == other.present && size == other.size && hash == other.hash;
+  }
+};
+
 class Album {
  public:
   explicit Album(std::unique_ptr<AlbumStore> store) : store_(std::move(store)) {}
 
   AlbumStore& store() { return *store_; }
 
-  const std::string& title() const { return title_; }
+  const std::string& title() const { return record_.title; }
   void set_title(std::string title) {
-    title_ = std::move(title);
+    record_.title = std::move(title);
     modified_ = true;
   }
-  const std::string& title_image_file() const { return title_image_file_; }
+  const std::string& title_image_file() const { return record_.title_image_file; }
   void set_title_image_file(std::string name) {
-    title_image_file_ = std::move(name);
+    record_.title_image_file = std::move(name);
     modified_ = true;
   }
-  const std::string& description() const { return description_; }
+  const std::string& description() const { return record_.description; }
   void set_description(std::string text) {
-    description_ = std::move(text);
+    record_.description = std::move(text);
     modified_ = true;
   }
-  const std::string& version() const { return version_; }
-  void set_version(std::string version) { version_ = std::move(version); }
-  platform::OleDate date() const { return date_; }
+  const std::string& version() const { return record_.version; }
+  void set_version(std::string version) { record_.version = std::move(version); }
+  platform::OleDate date() const { return record_.date; }
   void set_date(platform::OleDate date) {
-    date_ = date;
+    record_.date = date;
     modified_ = true;
   }
 
-  std::vector<AlbumPhoto>& photos() { return photos_; }
-  const std::vector<AlbumPhoto>& photos() const { return photos_; }
-  UserVariables& user_variables() { return user_variables_; }
-  const UserVariables& user_variables() const { return user_variables_; }
+  std::vector<AlbumPhoto>& photos() { return record_.photos; }
+  const std::vector<AlbumPhoto>& photos() const { return record_.photos; }
+  UserVariables& user_variables() { return record_.user_variables; }
+  const UserVariables& user_variables() const { return record_.user_variables; }
+
+  // Everything the index holds, at once.
+  const AlbumRecord& record() const { return record_; }
+  void set_record(AlbumRecord record) { record_ = std::move(record); }
+
+  // The index file as last read or written (album_index.h keeps it up to date). Its record
+  // also tells which image files the index on disk names: a retained file among them stays,
+  // because the saved album still shows it.
+  const IndexSnapshot& saved_index() const { return saved_index_; }
+  void set_saved_index(IndexSnapshot snapshot) { saved_index_ = std::move(snapshot); }
+
+  // An album whose index could not be read whole (the reading stopped early, an element was
+  // cut off, or the file holds what the album does not keep) is read-only: saving it would
+  // lose what the album could not read. It can still be shown and saved under a new name.
+  bool read_only() const { return !read_only_reason_.empty(); }
+  // Why, for the user: what was not read, and where.
+  const std::string& read_only_reason() const { return read_only_reason_; }
+  void set_read_only_reason(std::string reason) { read_only_reason_ = std::move(reason); }
+  // False with the read-only message in the last error when the album is read-only.
+  [[nodiscard]] bool CheckWritable();
 
   // Where the album lives: a folder path or a URL. SetLocation also fills the location's
   // folder (up to and including its last separator) and the URL flag.
@@ -108,11 +157,6 @@ class Album {
   const std::vector<std::string>& retained_files() const { return retained_files_; }
   std::vector<std::string> TakeRetainedFiles() { return std::move(retained_files_); }
 
-  // The image files the index on disk names, as of the last load or save: a retained file
-  // among them stays, because the saved album still shows it.
-  const std::vector<std::string>& saved_image_files() const { return saved_image_files_; }
-  void NoteSaved();
-
   bool modified() const { return modified_; }
   void set_modified(bool modified) { modified_ = modified; }
 
@@ -122,13 +166,9 @@ class Album {
 
  private:
   std::unique_ptr<AlbumStore> store_;
-  std::string title_;
-  std::string title_image_file_;
-  std::string description_;
-  std::string version_;
-  platform::OleDate date_ = platform::kNoDate;
-  std::vector<AlbumPhoto> photos_;
-  UserVariables user_variables_;
+  AlbumRecord record_;
+  IndexSnapshot saved_index_;
+  std::string read_only_reason_;
   bool modified_ = false;
   std::string last_error_;
   std::string location_;
@@ -138,7 +178,6 @@ class Album {
   int cell_height_ = 90;
   ThumbnailOptions thumbnail_options_;
   std::vector<std::string> retained_files_;
-  std::vector<std::string> saved_image_files_;
 };
 
 }  // namespace quorvane::album

@@ -4,6 +4,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "album/index_check.h"
 #include "xml/xml_document.h"
 
 namespace quorvane::album {
@@ -91,21 +92,35 @@ bool AlbumIndex::LoadIndex(Album& album) {
     album.set_last_error(store.LastError());
     return false;
   }
-
-  XmlDocument document;
-  XmlNode* root = ParseIndex(document, std::move(bytes));
-  if (root == nullptr) {
+  IndexSnapshot snapshot = IndexSnapshot::Of(bytes);
+  AlbumRecord record;
+  std::string loss;
+  if (!ReadRecord(store, std::move(bytes), &record, &loss)) {
     album.set_last_error(std::string(kMalformedIndexError));
     return false;
   }
+  snapshot.record = record;
+  album.set_record(std::move(record));
+  album.set_saved_index(std::move(snapshot));
+  album.set_read_only_reason(loss.empty() ? std::string()
+                                          : "its index could not be read whole: " + loss);
+  album.set_modified(false);
+  return true;
+}
 
-  std::vector<AlbumPhoto>& photos = album.photos();
+bool AlbumIndex::ReadRecord(AlbumStore& store, std::string bytes, AlbumRecord* record,
+                            std::string* loss) {
+  IndexReadCheck document;
+  XmlNode* root = ParseIndex(document, std::move(bytes));
+  if (root == nullptr) return false;
+
+  std::vector<AlbumPhoto>& photos = record->photos;
   photos.clear();
-  album.set_title(Decoded(*root, "Title"));
-  album.set_title_image_file(std::string(root->GetAttribute("TitleImageFileName")));
-  album.set_version(std::string(root->GetAttribute("Version")));
-  album.set_date(ParsedDate(root->GetAttribute("Date")));
-  album.set_description(FirstTextDecoded(*root));
+  record->title = Decoded(*root, "Title");
+  record->title_image_file = root->GetAttribute("TitleImageFileName");
+  record->version = root->GetAttribute("Version");
+  record->date = ParsedDate(root->GetAttribute("Date"));
+  record->description = FirstTextDecoded(*root);
 
   // A large album asks its store for one listing instead of one query per photo.
   std::vector<std::string> names;
@@ -146,7 +161,7 @@ bool AlbumIndex::LoadIndex(Album& album) {
     if (exists(photo.image_file)) photos.push_back(std::move(photo));
   }
 
-  UserVariables& variables = album.user_variables();
+  UserVariables& variables = record->user_variables;
   variables.Clear();
   if (XmlNode* user_vars = document.FindPath(kUserVarName)) {
     for (size_t i = 0; i < user_vars->ChildCount(); ++i) {
@@ -154,12 +169,12 @@ bool AlbumIndex::LoadIndex(Album& album) {
       if (var.name() == "Var") variables.Set(Decoded(var, "Name"), Decoded(var, "Value"));
     }
   }
-  album.set_modified(false);
-  album.NoteSaved();
+  *loss = document.Loss(*root);
   return true;
 }
 
 bool AlbumIndex::SaveIndex(Album& album) {
+  if (!album.CheckWritable()) return false;
   XmlDocument document;
   XmlNode& root = *document.AppendChild(document.CreateElement(std::string(kRootName)));
   root.SetAttribute("Version", "1.0");
@@ -197,14 +212,22 @@ bool AlbumIndex::SaveIndex(Album& album) {
     }
   }
 
+  // A value the reader would give back otherwise would change or lose photos at the next load.
+  if (std::string problem = UnwritableValue(document); !problem.empty()) {
+    album.set_last_error("Unable to save the album index: " + problem);
+    return false;
+  }
+
   xml::ByteBuffer output;
   xml::WriteXml(document, output, xml::kWriteQuoteAttributes);
   if (!album.store().WriteFile(kIndexFileName, output.bytes())) {
     album.set_last_error(album.store().LastError());
     return false;
   }
+  IndexSnapshot snapshot = IndexSnapshot::Of(output.bytes());
+  snapshot.record = album.record();
+  album.set_saved_index(std::move(snapshot));
   album.set_modified(false);
-  album.NoteSaved();
   return true;
 }
 

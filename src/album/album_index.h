@@ -35,14 +35,26 @@ class AlbumIndex {
   // the height does not.
   static void ReadImageSize(std::string_view text, AlbumPhoto* photo);
 
+  // Parses index bytes into *record; photos whose image file is not in the store are left
+  // out. *loss says what of the bytes the record does not hold (index_check.h), empty when it
+  // holds everything. False, with the record in no defined state, when the first node is not
+  // the root ("Unable to load album index; malformed index file.").
+  [[nodiscard]] static bool ReadRecord(AlbumStore& store, std::string bytes, AlbumRecord* record,
+                                       std::string* loss);
+
   // Reads the first index file the store has and replaces the album's fields, photos and
   // user variables with it; photos whose image file is not in the store are left out. On
   // failure returns false with the reason in album.last_error(); a failure before the root
-  // was found leaves the album's fields untouched. Clears the modified flag on success.
+  // was found leaves the album's fields untouched. Clears the modified flag on success and
+  // remembers what was read (Album::saved_index). An index the album could not read whole
+  // loads as far as it could be read and makes the album read-only, with the reason.
   [[nodiscard]] static bool LoadIndex(Album& album);
 
-  // Writes "index.quorvane" through the store (atomically, for a folder). On failure returns
-  // false with the store's message in album.last_error(). Clears the modified flag on success.
+  // Writes "index.quorvane" through the store (atomically, for a folder). Fails, writing
+  // nothing, for a read-only album and for values the file could not give back as they are
+  // (index_check.h: quotes or ">" in file names, 0xFF anywhere, a tag too long); on failure
+  // album.last_error() says why (or holds the store's message). Clears the modified flag and
+  // remembers what was written on success. Does not lock or merge: see SaveAlbum.
   [[nodiscard]] static bool SaveIndex(Album& album);
 };
 

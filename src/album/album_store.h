@@ -3,10 +3,13 @@
 // archive store serves the working copy of an album archive.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/file_lock.h"
 
 namespace quorvane::album {
 
@@ -33,9 +36,11 @@ class AlbumStore {
   // Photos come in and go out as whole files, never through memory. A store that keeps no
   // files on disk (one that only serves an index) cannot: the defaults refuse.
   //
-  // Copies the file at `source` (outside the album) into the album as `name`, replacing any
-  // file of that name atomically. Meant for files nothing names yet (a photo being added):
-  // the copy is whole at once, but reaches the disk for sure only at the next Flush.
+  // Copies the file at `source` (outside the album) into the album as `name`, which appears
+  // whole at once. Never replaces a file: when the album has one of that name already (another
+  // program may have just made it), fails and leaves it as it is; FileExists then tells this
+  // failure from the others, and the caller picks another name. Meant for files nothing names
+  // yet (a photo being added): the copy reaches the disk for sure only at the next Flush.
   [[nodiscard]] virtual bool ImportFile(const std::filesystem::path& source,
                                         std::string_view name) {
     (void)source;
@@ -67,6 +72,17 @@ class AlbumStore {
     (void)a;
     (void)b;
     return false;
+  }
+
+  // Takes the lock under which one program at a time reads the album's index, merges its
+  // changes into it and writes it back (SaveAlbum holds it that long and no longer, so albums
+  // can stay open in several programs), waiting up to `wait` for another holder. The default
+  // locks nothing: a store no other program sees. On failure returns false and sets
+  // LastError() ("... is in use by another program" when the wait ran out).
+  [[nodiscard]] virtual bool LockIndex(platform::FileLock* lock, std::chrono::milliseconds wait) {
+    (void)lock;
+    (void)wait;
+    return true;
   }
 
   // Makes what was written so far durable where the album really lives. A folder's writes

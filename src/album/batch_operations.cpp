@@ -35,6 +35,10 @@ std::string PhotoLabel(const AlbumPhoto& photo) {
 BatchResult AddImages(Album& album, std::span<const fs::path> sources, int position,
                       const BatchProgress& progress, std::vector<size_t>* added) {
   BatchResult result;
+  if (!album.CheckWritable()) {
+    result.failures.push_back(album.last_error());
+    return result;
+  }
   const int total = static_cast<int>(sources.size());
   for (int k = 0; k < total; ++k) {
     if (Cancelled(progress)) {
@@ -57,9 +61,9 @@ BatchResult AddImages(Album& album, std::span<const fs::path> sources, int posit
     }
     AddFailure(&result, file_name, album.last_error());
     // A record whose file never arrived would name a missing file; one that only lacks its
-    // thumbnail is a photo all the same.
+    // thumbnail is a photo all the same. The record holds the name the file took.
     auto& photos = album.photos();
-    if (photos.size() > count && !album.store().FileExists(name)) {
+    if (photos.size() > count && !album.store().FileExists(photos[at].image_file)) {
       photos.erase(photos.begin() + static_cast<std::ptrdiff_t>(at));
     } else if (photos.size() > count) {
       ++result.done;

@@ -1,7 +1,14 @@
 #include "album/folder_store.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <typeinfo>
 
+#include "platform/file_move.h"
 #include "platform/file_util.h"
 
 namespace quorvane::album {
@@ -33,12 +40,32 @@ bool FolderStore::FileExists(std::string_view name) {
 }
 
 bool FolderStore::ImportFile(const std::filesystem::path& source, std::string_view name) {
-  if (!CheckName(name) ||
-      !platform::CopyFileAtomically(source, PathOf(name), &last_error_, platform::Flush::kLater)) {
+  if (!CheckName(name)) return false;
+  // The copy is made under a hidden name of its own, then takes `name` only if that is still
+  // free: another program adding photos may have chosen the same name a moment ago.
+  // Random, timed and counted, so no two programs or threads ever share a temporary name.
+  static std::atomic<uint64_t> imports{0};
+  const std::string temp_name =
+      ".import-" + std::to_string(std::random_device()()) + "-" +
+      std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()) + "-" +
+      std::to_string(imports.fetch_add(1));
+  const std::filesystem::path temp = PathOf(temp_name);
+  if (!platform::CopyFileAtomically(source, temp, &last_error_, platform::Flush::kLater)) {
     return false;
   }
-  unflushed_.emplace_back(name);
-  return true;
+  switch (platform::MoveFileNoReplace(temp, PathOf(name), &last_error_)) {
+    case platform::MoveResult::kMoved:
+      unflushed_.emplace_back(name);
+      return true;
+    case platform::MoveResult::kTargetExists:
+      last_error_ = "The album already has a file named \"" + std::string(name) + "\"";
+      break;
+    case platform::MoveResult::kFailed:
+      break;
+  }
+  std::error_code ec;
+  std::filesystem::remove(temp, ec);
+  return false;
 }
 
 bool FolderStore::WriteNewFile(std::string_view name, std::string_view bytes) {
@@ -81,6 +108,11 @@ bool FolderStore::RemoveFile(std::string_view name) {
 bool FolderStore::ExchangeFiles(std::string_view a, std::string_view b) {
   return CheckName(a) && CheckName(b) &&
          platform::ExchangeFiles(PathOf(a), PathOf(b), &last_error_);
+}
+
+bool FolderStore::LockIndex(platform::FileLock* lock, std::chrono::milliseconds wait) {
+  if (typeid(*this) != typeid(FolderStore)) return true;
+  return lock->Acquire(folder_, platform::FileLock::Mode::kExclusive, wait, &last_error_);
 }
 
 bool FolderStore::ListFiles(std::vector<std::string>* names) {

@@ -1,5 +1,6 @@
 // FolderStore: an album kept as a plain folder on disk. Writes are atomic (temporary file,
-// flush, rename), and names that would leave the folder are refused.
+// flush, rename), new files never replace one another program made, and names that would
+// leave the folder are refused.
 #pragma once
 
 #include <filesystem>
@@ -26,6 +27,10 @@ class FolderStore : public AlbumStore {
   std::filesystem::path LocalPath(std::string_view name) const override;
   bool RemoveFile(std::string_view name) override;
   bool ExchangeFiles(std::string_view a, std::string_view b) override;
+  // Locks the folder itself. Only a plain FolderStore does: a store derived from it keeps a
+  // private folder no other program writes (an archive's working copy, which its store keeps
+  // locked for its whole life, so a second lock on it would never be granted).
+  bool LockIndex(platform::FileLock* lock, std::chrono::milliseconds wait) override;
   const std::string& LastError() const override { return last_error_; }
 
  protected:

@@ -1,6 +1,7 @@
 #include "album/photo_naming.h"
 
 #include "album/album.h"
+#include "album/index_check.h"
 #include "platform/ascii.h"
 
 namespace quorvane::album {
@@ -19,7 +20,7 @@ bool IsUrl(std::string_view path) {
 std::string AlbumFileName(std::string_view name) {
   std::string result(name);
   for (char& c : result) {
-    if (c == '~') c = '-';
+    if (c == '~' || !IndexCanHoldAsIs(c)) c = '-';
   }
   return result;
 }

@@ -22,7 +22,9 @@ std::string ThumbnailName(std::string_view image_file_name);
 bool IsUrl(std::string_view path);
 
 // The name a file gets inside an album: every "~" becomes "-", so tildes never reach an
-// album's file names (the album keeps its own files under names that begin with one).
+// album's file names (the album keeps its own files under names that begin with one), and so
+// does every byte the index cannot hold in a file name (index_check.h, IndexCanHoldAsIs:
+// '"', '>', CR, LF, NUL and 0xFF), so the photo is still there at the next load.
 std::string AlbumFileName(std::string_view name);
 
 // `wanted` when the album holds no file of that name, else the first free one of

@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "album/album_index.h"
+#include "album/album_merge.h"
 #include "album/photo_naming.h"
+#include "platform/file_lock.h"
 #include "platform/file_util.h"
 
 namespace quorvane::album {
@@ -123,11 +125,9 @@ bool MakeThumbnail(Album& album, const Image& image, Image* thumbnail) {
 
 bool AddImageFromDisk(Album& album, const fs::path& source, std::string_view file_name,
                       int position, const ProgressCallback& progress) {
-  const std::string name = AlbumFileName(file_name);
-  if (!IsPlainFileName(name)) return Fail(album, "Invalid file name \"" + name + "\"");
-  if (album.store().FileExists(name)) {
-    return Fail(album, "The album already has a file named \"" + name + "\"");
-  }
+  if (!album.CheckWritable()) return false;
+  const std::string wanted = AlbumFileName(file_name);
+  if (!IsPlainFileName(wanted)) return Fail(album, "Invalid file name \"" + wanted + "\"");
 
   // The photo's size and date come from the header; its pixels are decoded only at the
   // thumbnail's size, so a large photo never sits in memory whole.
@@ -139,7 +139,7 @@ bool AddImageFromDisk(Album& album, const fs::path& source, std::string_view fil
   if (!image::ReadImageInfo(source, type->format, &info, &error)) return Fail(album, error);
 
   AlbumPhoto photo;
-  photo.image_file = name;
+  photo.image_file = wanted;
   photo.width = info.width;
   photo.height = info.height;
   photo.date = PhotoDate(source, info.date_taken);
@@ -160,12 +160,21 @@ bool AddImageFromDisk(Album& album, const fs::path& source, std::string_view fil
 
   Report(progress, "Adding image to album...", 2, 3);
   auto& photos = album.photos();
-  const auto at = position < 0 || static_cast<size_t>(position) >= photos.size()
-                      ? photos.end()
-                      : photos.begin() + position;
-  photos.insert(at, std::move(photo));
+  const size_t at =
+      position < 0 ? photos.size() : std::min(photos.size(), static_cast<size_t>(position));
+  photos.insert(photos.begin() + static_cast<std::ptrdiff_t>(at), std::move(photo));
 
-  if (!album.store().ImportFile(source, name)) return Fail(album, album.store().LastError());
+  // The file takes its name only while the name is free: when this album or another program
+  // holding it open has a file of that name (made since it was chosen), the next free name
+  // is chosen, and the thumbnail follows it.
+  constexpr int kNameAttempts = 100;
+  std::string& name = photos[at].image_file;
+  for (int attempt = 1; !album.store().ImportFile(source, name); ++attempt) {
+    if (!album.store().FileExists(name) || attempt == kNameAttempts) {
+      return Fail(album, album.store().LastError());
+    }
+    name = MakeUniqueName(album, wanted);
+  }
   if (!WriteThumbnail(album, thumbnail, ThumbnailName(name), true)) return false;
   album.set_modified(true);
   return true;
@@ -179,7 +188,7 @@ bool LoadAlbumImage(Album& album, size_t index, Image* image, const ProgressCall
 
 bool ReplacePhotoImage(Album& album, size_t index, const Image& image, PhotoVersion* kept,
                        const ProgressCallback& progress) {
-  if (!CheckIndex(album, index)) return false;
+  if (!album.CheckWritable() || !CheckIndex(album, index)) return false;
   const AlbumPhoto& photo = album.photos()[index];
   const ImageType* type = FindImageType(photo.image_file);
   if (type == nullptr) return Fail(album, "Unable to determine image format");
@@ -219,6 +228,7 @@ bool ReplacePhotoImage(Album& album, size_t index, const Image& image, PhotoVers
 }
 
 bool ExchangePhotoVersion(Album& album, PhotoVersion& version) {
+  if (!album.CheckWritable()) return false;
   const auto index = FindPhoto(album, version.photo_file);
   if (!index) return Fail(album, "The album no longer has \"" + version.photo_file + "\"");
   AlbumStore& store = album.store();
@@ -280,19 +290,25 @@ bool CopyThumbnailOut(Album& album, size_t index, const fs::path& target,
 }
 
 bool SaveAlbum(Album& album) {
+  if (!album.CheckWritable()) return false;
+  AlbumStore& store = album.store();
   // The photos first, then the index that names them.
-  if (!album.store().Flush()) return Fail(album, album.store().LastError());
-  if (!AlbumIndex::SaveIndex(album)) return false;
-  if (!album.store().Commit(album.retained_files())) {
-    return Fail(album, album.store().LastError());
-  }
+  if (!store.Flush()) return Fail(album, store.LastError());
+  // Another program's save of the same album takes well under a second.
+  constexpr std::chrono::seconds kLockWait(5);
+  platform::FileLock lock;
+  if (!store.LockIndex(&lock, kLockWait)) return Fail(album, store.LastError());
+  if (!MergeChangesOnDisk(album) || !AlbumIndex::SaveIndex(album)) return false;
+  if (!store.Commit(album.retained_files())) return Fail(album, store.LastError());
   return true;
 }
 
 void ReleaseRetainedFiles(Album& album) {
   std::vector<std::string> in_use;
   for (const AlbumPhoto& photo : album.photos()) in_use.push_back(photo.image_file);
-  for (const std::string& name : album.saved_image_files()) in_use.push_back(name);
+  for (const AlbumPhoto& photo : album.saved_index().record.photos) {
+    in_use.push_back(photo.image_file);
+  }
   const size_t images = in_use.size();
   for (size_t i = 0; i < images; ++i) in_use.push_back(ThumbnailName(in_use[i]));
   std::sort(in_use.begin(), in_use.end());

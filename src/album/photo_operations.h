@@ -33,13 +33,16 @@ using ProgressCallback = std::function<void(std::string_view text, int step, int
 [[nodiscard]] bool FitImage(image::Image& image, int max_width, int max_height,
                             bool keep_proportions, bool only_shrink, image::ResampleMode mode);
 
-// Adds the image file `source` to the album as `file_name` ("~" becomes "-") at `position`
-// (-1 appends): loads it, records its size, date (EXIF date taken, else the file's time) and
-// type, makes its thumbnail, then copies the file and writes the thumbnail into the album.
-// Refuses a name the album already holds, before any step. A failure after the photo's
-// record was inserted leaves the record in place; the album's last error says why. Sets the
-// modified flag on success. The new files are flushed to the disk by the album's save
-// (SaveAlbum), before the index that names them.
+// Adds the image file `source` to the album as `file_name` made safe (photo_naming.h,
+// AlbumFileName: "~" and bytes the index cannot hold become "-") at `position` (-1 appends):
+// loads it, records its size, date (EXIF date taken, else the file's time) and type, makes its
+// thumbnail, then copies the file and writes the thumbnail into the album. The file never
+// replaces another: when the album has a file of that name (also one another program has
+// just added), the photo takes the next free name (MakeUniqueName), which its record holds.
+// Fails for a read-only album. A failure after the photo's record was inserted leaves the
+// record in place; the album's last error says why. Sets the modified flag on success. The
+// new files are flushed to the disk by the album's save (SaveAlbum), before the index that
+// names them.
 [[nodiscard]] bool AddImageFromDisk(Album& album, const std::filesystem::path& source,
                                     std::string_view file_name, int position,
                                     const ProgressCallback& progress = {});
@@ -64,13 +67,13 @@ struct PhotoVersion {
 
 // Replaces the photo at `index` with `image` (saved in the photo's own format) and a new
 // thumbnail. The replaced image and thumbnail are kept; *kept tells where. Sets the modified
-// flag. On failure nothing has changed.
+// flag. Fails for a read-only album. On failure nothing has changed.
 [[nodiscard]] bool ReplacePhotoImage(Album& album, size_t index, const image::Image& image,
                                      PhotoVersion* kept, const ProgressCallback& progress = {});
 
 // Swaps the photo's current image, thumbnail and size with the kept version. Calling it again
-// swaps them back, so one routine serves undo and redo. Fails when the photo is no longer in
-// the album or a file cannot be moved (then nothing has changed).
+// swaps them back, so one routine serves undo and redo. Fails when the album is read-only,
+// the photo is no longer in the album or a file cannot be moved (then nothing has changed).
 [[nodiscard]] bool ExchangePhotoVersion(Album& album, PhotoVersion& version);
 
 // Copies the photo at `index` out of the album to `target` (a file path), as it is, or fitted
@@ -85,7 +88,11 @@ using image::FitSize;
                                     const ProgressCallback& progress = {});
 
 // Writes the index and makes the album durable where it lives (an archive is repacked,
-// without the retained files).
+// without the retained files). Other programs may have the album open and save it too: the
+// save takes the album's lock (AlbumStore::LockIndex, waiting a few seconds at most), and when
+// the index changed since the album read or wrote it, merges the album's changes into what it
+// holds now (album_merge.h) before writing. Fails, writing nothing, for a read-only album and
+// when the changed index could not be read whole; the last error says why.
 [[nodiscard]] bool SaveAlbum(Album& album);
 
 // Deletes the retained files that neither a photo of the album nor the saved index uses: the

@@ -1,9 +1,12 @@
-// quorvane-cli album: show an album's index, or change its title, date, description and
-// user variables. The verbs on photos are in album_photos_command.cpp.
+// quorvane-cli album: show an album's index, change its title, date, description and user
+// variables, or save it under a new name. The verbs on photos are in album_photos_command.cpp.
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include "album/album_index.h"
+#include "album/album_save_as.h"
+#include "album/index_check.h"
 #include "album/photo_operations.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
@@ -16,6 +19,7 @@ constexpr std::string_view kShowUsage = "album show <folder>";
 constexpr std::string_view kSetUsage =
     "album set <folder> [--title T] [--description D] [--date YYYY-MM-DD|none] "
     "[--title-image FILE] [--var NAME=VALUE]...";
+constexpr std::string_view kSaveAsUsage = "album save-as <album> <new-folder|new.qvo>";
 constexpr OptionSpec kSetOptions[] = {{"--title", true},
                                       {"--description", true},
                                       {"--date", true},
@@ -31,7 +35,7 @@ int Show(std::span<const std::string> args) {
   std::string error;
   if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, kShowUsage);
   if (parsed.positional.size() != 1) return UsageError("expected one album folder", kShowUsage);
-  auto shown = OpenAlbum(parsed.positional[0]);
+  auto shown = OpenAlbum(parsed.positional[0], AlbumAccess::kRead);
   if (!shown) return kExitFailure;
 
   std::cout << "Title: " << shown->title() << '\n'
@@ -73,6 +77,26 @@ int Set(std::span<const std::string> args) {
       return UsageError("--var takes NAME=VALUE", kSetUsage);
     }
   }
+  // A value the index could not give back as it is would be lost or, in a file name, change
+  // what the next load reads.
+  using album::IndexField;
+  for (const auto& [option, field] : {std::pair{"--title", IndexField::kEncoded},
+                                      {"--description", IndexField::kText},
+                                      {"--title-image", IndexField::kAsIs}}) {
+    const std::string* value = parsed.Value(option);
+    if (value == nullptr) continue;
+    if (std::string problem = album::IndexValueProblem(field, *value); !problem.empty()) {
+      return Failure("the album index cannot hold the " + std::string(option) + " value \"" +
+                     OneLine(*value) + "\": it " + problem);
+    }
+  }
+  for (const std::string& var : vars) {
+    if (std::string problem = album::IndexValueProblem(IndexField::kEncoded, var);
+        !problem.empty()) {
+      return Failure("the album index cannot hold the --var value \"" + OneLine(var) + "\": it " +
+                     problem);
+    }
+  }
 
   auto changed = OpenAlbum(parsed.positional[0]);
   if (!changed) return kExitFailure;
@@ -88,6 +112,26 @@ int Set(std::span<const std::string> args) {
   return kExitOk;
 }
 
+// Prints what a long job is doing to stderr, one line per step.
+class StderrProgress : public platform::ProgressSink {
+ public:
+  void SetText(std::string_view text) override { std::cerr << text << '\n'; }
+};
+
+int SaveAs(std::span<const std::string> args) {
+  Arguments parsed;
+  std::string error;
+  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, kSaveAsUsage);
+  if (parsed.positional.size() != 2) {
+    return UsageError("expected an album and a new folder or archive", kSaveAsUsage);
+  }
+  auto album = OpenAlbum(parsed.positional[0], AlbumAccess::kReadQuietly);
+  if (!album) return kExitFailure;
+  StderrProgress progress;
+  const platform::ResultCode result = album::SaveAlbumAs(*album, parsed.positional[1], progress);
+  return platform::IsFailure(result) ? Failure(album->last_error()) : kExitOk;
+}
+
 }  // namespace
 
 int RunAlbumCommand(std::span<const std::string> args) {
@@ -98,8 +142,10 @@ int RunAlbumCommand(std::span<const std::string> args) {
   if (verb == "add") return AddPhotosCommand(args.subspan(1));
   if (verb == "remove") return RemovePhotosCommand(args.subspan(1));
   if (verb == "export") return ExportPhotoCommand(args.subspan(1));
-  return UsageError("expected \"show\", \"set\", \"create\", \"add\", \"remove\" or \"export\"",
-                    "album show|set|create|add|remove|export ... (see --help)");
+  if (verb == "save-as") return SaveAs(args.subspan(1));
+  return UsageError(
+      "expected \"show\", \"set\", \"create\", \"add\", \"remove\", \"export\" or \"save-as\"",
+      "album show|set|create|add|remove|export|save-as ... (see --help)");
 }
 
 }  // namespace quorvane::cli

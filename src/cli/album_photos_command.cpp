@@ -180,7 +180,7 @@ int ExportPhotoCommand(std::span<const std::string> args) {
   if (fit && parsed.Has("--thumbnail")) {
     return UsageError("--fit and --thumbnail exclude each other", kExportUsage);
   }
-  auto album = OpenAlbum(parsed.positional[0]);
+  auto album = OpenAlbum(parsed.positional[0], AlbumAccess::kRead);
   if (!album) return kExitFailure;
   album->set_thumbnail_options(UserThumbnailOptions());
   size_t index = 0;

@@ -48,7 +48,8 @@ inline constexpr Command kCommands[] = {
            "album create <folder|file.qvo> [--title T]\n"
            "album add <album> <files...> [--at N] [--cell WxH]\n"
            "album remove <album> <number...>\n"
-           "album export <album> <number> <dest-folder> [--fit WxH] [--thumbnail]");
+           "album export <album> <number> <dest-folder> [--fit WxH] [--thumbnail]\n"
+           "album save-as <album> <new-folder|new.qvo>");
      },
      RunAlbumCommand},
     {"archive",

@@ -1,5 +1,6 @@
 #include "cli/open_album.h"
 
+#include <iostream>
 #include <variant>
 
 #include "album/album_index.h"
@@ -32,7 +33,7 @@ album::ThumbnailOptions ThumbnailOptionsFrom(const settings::Settings& values) {
   return options;
 }
 
-std::unique_ptr<album::Album> OpenAlbum(const std::string& location) {
+std::unique_ptr<album::Album> OpenAlbum(const std::string& location, AlbumAccess access) {
   std::unique_ptr<album::AlbumStore> store;
   if (album::IsArchivePath(location)) {
     std::string error;
@@ -50,6 +51,17 @@ std::unique_ptr<album::Album> OpenAlbum(const std::string& location) {
     Failure(opened->last_error());
     return nullptr;
   }
+  if (!opened->read_only() || access == AlbumAccess::kReadQuietly) return opened;
+  const std::string what = "\"" + location + "\" is read-only: " + opened->read_only_reason();
+  const std::string offer =
+      "save what could be read under a new name with \"quorvane-cli album "
+      "save-as " +
+      location + " <new-folder|new.qvo>\"";
+  if (access == AlbumAccess::kChange) {
+    Failure(what + ". Nothing was changed; " + offer);
+    return nullptr;
+  }
+  std::cerr << "quorvane-cli: " << what << ". Only what could be read is shown; " << offer << '\n';
   return opened;
 }
 

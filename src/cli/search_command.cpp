@@ -78,7 +78,7 @@ int RunSearchCommand(std::span<const std::string> args) {
   if (parsed.Has("--album")) {
     scope.kind = search::ScopeKind::kOpenAlbums;
     for (const std::string& location : parsed.Values("--album")) {
-      std::unique_ptr<album::Album> album = OpenAlbum(location);
+      std::unique_ptr<album::Album> album = OpenAlbum(location, AlbumAccess::kRead);
       if (album == nullptr) return kExitFailure;  // OpenAlbum said why
       scope.albums.push_back({location, album.get()});
       opened.push_back(std::move(album));

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <filesystem>
+#include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "cli_test_fixture.h"
@@ -17,6 +19,22 @@ class CliAlbumTest : public testing::CliTest {
     const fs::path target = dir_ / name;
     fs::copy(testing::TestDataPath("albums") / name, target, fs::copy_options::recursive);
     return target.string();
+  }
+  // A copy of the test photo at `path`, with `trailer` after its end so copies can differ.
+  fs::path Photo(const fs::path& path, std::string_view trailer = {}) {
+    testing::WriteTextFile(
+        path, testing::ReadTextFile(testing::TestDataPath("images/taken-2021-07-14.jpg")) +
+                  std::string(trailer));
+    return path;
+  }
+  // Runs two command lines at once, as two processes.
+  static std::pair<testing::CliResult, testing::CliResult> RunTogether(
+      const std::vector<std::string>& one, const std::vector<std::string>& two) {
+    testing::CliResult second;
+    std::thread other([&] { second = RunCli(two); });
+    testing::CliResult first = RunCli(one);
+    other.join();
+    return {first, second};
   }
 };
 
@@ -160,6 +178,143 @@ TEST_F(CliAlbumTest, CreateAddExportRemove) {
             std::string::npos)
       << r.out;
   EXPECT_NE(r.out.find("2\tsea-side-0.jpg\t"), std::string::npos) << r.out;
+}
+
+// Two processes adding to one album at once once left the photos of only one of them in the
+// index, and two files of one name in one file.
+TEST_F(CliAlbumTest, ConcurrentAddsKeepEveryPhotoAndEveryFile) {
+  std::vector<std::string> first = {"album", "add", ""}, second = first;
+  for (int i = 0; i < 10; ++i) {
+    const fs::path photo = Photo(dir_ / ("a" + std::to_string(i) + ".jpg"));
+    (i < 5 ? first : second).push_back(photo.string());
+  }
+  const fs::path start = Photo(dir_ / "p.jpg");
+  for (int round = 0; round < 10; ++round) {
+    const std::string album = (dir_ / ("album" + std::to_string(round))).string();
+    ASSERT_EQ(RunCli({"album", "create", album}).exit_code, 0);
+    ASSERT_EQ(RunCli({"album", "add", album, start.string()}).exit_code, 0);
+    first[2] = second[2] = album;
+    const auto [one, two] = RunTogether(first, second);
+    EXPECT_EQ(one.exit_code, 0) << one.err;
+    EXPECT_EQ(two.exit_code, 0) << two.err;
+    EXPECT_NE(RunCli({"album", "show", album}).out.find("Photos: 11\n"), std::string::npos)
+        << "round " << round;
+  }
+
+  const std::string mine = Photo(dir_ / "mine" / "same.jpg", "mine").string();
+  const std::string yours = Photo(dir_ / "yours" / "same.jpg", "yours").string();
+  for (int round = 0; round < 5; ++round) {
+    const fs::path album = dir_ / ("same" + std::to_string(round));
+    ASSERT_EQ(RunCli({"album", "create", album.string()}).exit_code, 0);
+    const auto [one, two] = RunTogether({"album", "add", album.string(), mine},
+                                        {"album", "add", album.string(), yours});
+    EXPECT_EQ(one.exit_code + two.exit_code, 0) << one.err << two.err;
+    const std::string shown = RunCli({"album", "show", album.string()}).out;
+    EXPECT_NE(shown.find("Photos: 2\n"), std::string::npos) << shown;
+    const std::set<std::string> stored = {testing::ReadTextFile(album / "same.jpg"),
+                                          testing::ReadTextFile(album / "same-0.jpg")};
+    EXPECT_EQ(stored,
+              (std::set<std::string>{testing::ReadTextFile(mine), testing::ReadTextFile(yours)}));
+  }
+}
+
+// An index the program could not read to its end once showed a part of the album and the next
+// change wrote that part over the whole file.
+TEST_F(CliAlbumTest, AnIndexReadOnlyInPartIsShownButNeverChangedAndCanBeSavedAsANewAlbum) {
+  const fs::path album = dir_ / "damaged";
+  Photo(album / "x.jpg");
+  Photo(album / "y.jpg");
+  const std::string index =
+      "<Quorvane Version=\"1.0\" Title=\"Ma\xfftre\"><Image Format=\"JPEG\" ImageFile=\"x.jpg\" "
+      "ImageSize=\"64x48\"></Image><Image Format=\"JPEG\" ImageFile=\"y.jpg\" "
+      "ImageSize=\"64x48\"></Image></Quorvane>";
+  testing::WriteTextFile(album / "index.quorvane", index);
+  const std::string reason =
+      "\"" + album.string() +
+      "\" is read-only: its index could not be read whole: a byte 0xFF at offset 33 ends the "
+      "reading there.";
+  const std::string offer =
+      "\"quorvane-cli album save-as " + album.string() + " <new-folder|new.qvo>\"\n";
+
+  auto r = RunCli({"album", "show", album.string()});
+  EXPECT_EQ(r.exit_code, 0);
+  EXPECT_EQ(r.out.substr(0, 10), "Title: Ma\n");
+  EXPECT_EQ(r.err, "quorvane-cli: " + reason +
+                       " Only what could be read is shown; save what could be read under a new "
+                       "name with " +
+                       offer);
+  const std::string photo = Photo(dir_ / "new.jpg").string();
+  for (const std::vector<std::string>& change :
+       {std::vector<std::string>{"album", "set", album.string(), "--description", "hello"},
+        {"album", "add", album.string(), photo},
+        {"album", "remove", album.string(), "1"},
+        {"edit", album.string(), "grayscale"}}) {
+    r = RunCli(change);
+    EXPECT_EQ(r.exit_code, 1) << change[1];
+    EXPECT_EQ(r.err, "quorvane-cli: " + reason +
+                         " Nothing was changed; save what could be read under a new name with " +
+                         offer);
+  }
+  EXPECT_EQ(testing::ReadTextFile(album / "index.quorvane"), index);
+  EXPECT_FALSE(fs::exists(album / "new.jpg"));
+
+  // Saved under a new name, the part that could be read is an album like any other: a folder
+  // with the photos and thumbnails, or an archive.
+  testing::WriteTextFile(album / "index.quorvane",
+                         "<Quorvane Version=\"1.0\" Title=\"Trip\"><Image Format=\"JPEG\" "
+                         "ImageFile=\"x.jpg\" ImageSize=\"64x48\"></Image>\xff<Image "
+                         "ImageFile=\"y.jpg\"></Image></Quorvane>");
+  Photo(album / "_thumb_x.jpg", "thumbnail");
+  const fs::path copy = dir_ / "copy";
+  r = RunCli({"album", "save-as", album.string(), copy.string()});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.err, "Copying \"x.jpg\" (image 1 of 1) ...\n");
+  EXPECT_EQ(testing::ReadTextFile(copy / "_thumb_x.jpg"),
+            testing::ReadTextFile(album / "_thumb_x.jpg"));
+  ASSERT_EQ(RunCli({"album", "set", copy.string(), "--description", "rescued"}).exit_code, 0);
+  r = RunCli({"album", "show", copy.string()});
+  EXPECT_EQ(r.err, "");
+  EXPECT_NE(r.out.find("Title: Trip\nDate: -\nDescription: rescued\nVersion: 1.0\nPhotos: 1\n"
+                       "1\tx.jpg\tJPEG\t64x48\t"),
+            std::string::npos)
+      << r.out;
+  const fs::path archive = dir_ / "copy.qvo";
+  ASSERT_EQ(RunCli({"album", "save-as", album.string(), archive.string()}).exit_code, 0);
+  EXPECT_NE(RunCli({"album", "show", archive.string()}).out.find("Title: Trip\n"),
+            std::string::npos);
+  r = RunCli({"album", "save-as", album.string(), copy.string()});
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_EQ(r.err, "quorvane-cli: \"" + copy.string() + "\" already exists\n");
+}
+
+// Names the index cannot hold once went in with exit status 0 and vanished at the next load,
+// or wrote attributes of their own into the index.
+TEST_F(CliAlbumTest, FileNamesTheIndexCannotHoldAreMadeSafeAndSuchValuesRefused) {
+  const fs::path album = dir_ / "names";
+  ASSERT_EQ(RunCli({"album", "create", album.string()}).exit_code, 0);
+  std::vector<std::string> add = {"album", "add", album.string()};
+  for (const char* name : {"q\"uote.jpg", "gt>x.jpg", "new\nline.jpg", "x\" Format=\"PNG.jpg"}) {
+    add.push_back(Photo(dir_ / "in" / name).string());
+  }
+  auto r = RunCli(add);
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  r = RunCli({"album", "show", album.string()});
+  EXPECT_EQ(r.err, "");
+  EXPECT_NE(r.out.find("Photos: 4\n1\tq-uote.jpg\tJPEG\t"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("\n2\tgt-x.jpg\tJPEG\t"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("\n3\tnew-line.jpg\tJPEG\t"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("\n4\tx- Format=-PNG.jpg\tJPEG\t"), std::string::npos) << r.out;
+
+  const std::string before = testing::ReadTextFile(album / "index.quorvane");
+  r = RunCli({"album", "set", album.string(), "--title-image", "cover>.jpg"});
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_EQ(r.err,
+            "quorvane-cli: the album index cannot hold the --title-image value \"cover>.jpg\": it "
+            "holds \">\"\n");
+  r = RunCli({"album", "set", album.string(), "--title", "Ma\xfftre"});
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_NE(r.err.find("it holds a byte 0xFF"), std::string::npos) << r.err;
+  EXPECT_EQ(testing::ReadTextFile(album / "index.quorvane"), before);
 }
 
 TEST_F(CliAlbumTest, XmlCheckWritesTheDocumentBack) {

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "album/album_index.h"
+#include "album/album_save_as.h"
 #include "album/folder_store.h"
 #include "album/photo_naming.h"
 #include "platform/ole_date.h"
@@ -151,13 +152,31 @@ TEST_F(PhotoOperationsTest, BadSourcesFailWithTheirReasonAndTakeNothingIn) {
   EXPECT_TRUE(album_->photos().empty());
   EXPECT_FALSE(album_->modified());
   EXPECT_TRUE(fs::is_empty(album_dir()));
+}
 
-  // A name the album already holds is never overwritten.
-  const fs::path source = Source(Quarters(20, 20), "a.png", ImageFormat::kPng);
-  ASSERT_TRUE(AddImageFromDisk(*album_, source, "a.png", -1));
-  EXPECT_FALSE(AddImageFromDisk(*album_, source, "a.png", -1));
-  EXPECT_EQ(album_->last_error(), "The album already has a file named \"a.png\"");
-  EXPECT_EQ(album_->photos().size(), 1u);
+// Another program with the album open may take a name between our choosing it and our file
+// arriving: the file then takes the next free name, and the other program's file stays.
+TEST_F(PhotoOperationsTest, NewFilesNeverReplaceAFileAnotherProgramJustMade) {
+  testing::WriteTextFile(album_dir() / "b.png", "theirs");
+  const fs::path source = Source(Quarters(20, 20), "b.png", ImageFormat::kPng);
+  ASSERT_TRUE(AddImageFromDisk(*album_, source, "b.png", -1)) << album_->last_error();
+  EXPECT_EQ(album_->photos()[0].image_file, "b-0.png");
+  EXPECT_TRUE(InAlbum("_thumb_b-0.jpg"));
+  EXPECT_EQ(testing::ReadTextFile(album_dir() / "b.png"), "theirs");
+  EXPECT_EQ(testing::ReadTextFile(album_dir() / "b-0.png"), testing::ReadTextFile(source));
+
+  // The store itself refuses, so no caller can replace a file by adding one.
+  EXPECT_FALSE(album_->store().ImportFile(source, "b.png"));
+  EXPECT_EQ(album_->store().LastError(), "The album already has a file named \"b.png\"");
+  EXPECT_EQ(testing::ReadTextFile(album_dir() / "b.png"), "theirs");
+  std::vector<std::string> files;
+  ASSERT_TRUE(album_->store().ListFiles(&files));
+  EXPECT_EQ(files.size(), 3u) << "nothing of the refused copy is left behind";
+
+  // Bytes the index cannot hold in a file name become "-", like "~".
+  const fs::path quote = Source(Quarters(20, 20), "q\"u>o\nte~.png", ImageFormat::kPng);
+  ASSERT_TRUE(AddImageFromDisk(*album_, quote, quote.filename().string(), -1));
+  EXPECT_EQ(album_->photos()[1].image_file, "q-u-o-te-.png");
 }
 
 TEST_F(PhotoOperationsTest, PhotoDateComesFromTheCameraElseFromTheFile) {
@@ -291,6 +310,36 @@ TEST_F(PhotoOperationsTest, RemovedPhotosStayOnDiskUntilTheSavedAlbumNoLongerNam
   EXPECT_FALSE(InAlbum("a.png"));
   EXPECT_FALSE(InAlbum("_thumb_a.jpg"));
   EXPECT_TRUE(InAlbum("b.png"));
+}
+
+// Saving under a new name copies photos and thumbnails into a folder that was empty; a
+// cancelled save leaves it empty again, and a folder that holds anything is refused.
+TEST_F(PhotoOperationsTest, SavingAsANewAlbumCopiesEverythingOrLeavesNothing) {
+  for (const char* name : {"a.png", "b.png"}) {
+    ASSERT_TRUE(
+        AddImageFromDisk(*album_, Source(Quarters(20, 20), name, ImageFormat::kPng), name, -1));
+  }
+  album_->set_title("Copied");
+  const fs::path target = dir_ / "target";
+  fs::create_directories(target);
+
+  platform::CancelFlag cancel;
+  cancel.Cancel();
+  EXPECT_EQ(SaveAlbumAs(*album_, target, cancel), platform::kCancelled);
+  EXPECT_TRUE(fs::is_empty(target));
+
+  ASSERT_EQ(SaveAlbumAs(*album_, target, platform::NoProgress()), platform::kOk)
+      << album_->last_error();
+  Album copy(std::make_unique<FolderStore>(target));
+  ASSERT_TRUE(AlbumIndex::LoadIndex(copy));
+  EXPECT_EQ(copy.title(), "Copied");
+  ASSERT_EQ(copy.photos().size(), 2u);
+  EXPECT_EQ(testing::ReadTextFile(target / "b.png"), testing::ReadTextFile(album_dir() / "b.png"));
+  EXPECT_EQ(testing::ReadTextFile(target / "_thumb_b.jpg"),
+            testing::ReadTextFile(album_dir() / "_thumb_b.jpg"));
+
+  EXPECT_EQ(SaveAlbumAs(*album_, target, platform::NoProgress()), platform::kFailed);
+  EXPECT_EQ(album_->last_error(), "\"" + target.string() + "\" already exists");
 }
 
 }  // namespace
