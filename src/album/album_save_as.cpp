@@ -72,7 +72,6 @@ platform::ResultCode CopyInto(Album& album, Album& copy, platform::ProgressSink&
 
 platform::ResultCode SaveAlbumAs(Album& album, const fs::path& target,
                                  platform::ProgressSink& progress) {
-  progress.SetTitle("Saving album as");
   const bool archive = IsArchiveName(target);
   std::error_code ec;
   const bool exists = fs::exists(fs::symlink_status(target, ec));

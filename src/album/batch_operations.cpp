@@ -6,12 +6,20 @@ namespace quorvane::album {
 namespace fs = std::filesystem;
 namespace {
 
-bool Cancelled(const BatchProgress& progress) {
-  return progress.cancel != nullptr && progress.cancel->load(std::memory_order_relaxed);
+// Each photo's share of the progress bar, in units fine enough to follow its steps.
+constexpr int64_t kPhotoUnits = 100;
+
+// Shows the batch text of the k-th of `total` photos.
+void Report(platform::ProgressSink& progress, const std::string& text, int k, int total) {
+  progress.SetText(text);
+  progress.SetPosition(int64_t{k} * kPhotoUnits, int64_t{total} * kPhotoUnits);
 }
 
-void Report(const BatchProgress& progress, const std::string& text, int step, int steps) {
-  if (progress.batch) progress.batch(text, step, steps);
+// The steps of the k-th photo move the bar within its share; the batch text stays in view.
+platform::NestedProgress PhotoSteps(platform::ProgressSink& progress, int k, int total) {
+  return platform::NestedProgress(progress, int64_t{k} * kPhotoUnits, kPhotoUnits,
+                                  int64_t{total} * kPhotoUnits,
+                                  platform::NestedProgress::Texts::kDrop);
 }
 
 std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
@@ -33,7 +41,7 @@ std::string PhotoLabel(const AlbumPhoto& photo) {
 }
 
 BatchResult AddImages(Album& album, std::span<const fs::path> sources, int position,
-                      const BatchProgress& progress, std::vector<size_t>* added) {
+                      platform::ProgressSink& progress, std::vector<size_t>* added) {
   BatchResult result;
   if (!album.CheckWritable()) {
     result.failures.push_back(album.last_error());
@@ -41,7 +49,7 @@ BatchResult AddImages(Album& album, std::span<const fs::path> sources, int posit
   }
   const int total = static_cast<int>(sources.size());
   for (int k = 0; k < total; ++k) {
-    if (Cancelled(progress)) {
+    if (progress.Cancelled()) {
       result.cancelled = true;
       break;
     }
@@ -54,7 +62,8 @@ BatchResult AddImages(Album& album, std::span<const fs::path> sources, int posit
         position < 0
             ? count
             : std::min(count, static_cast<size_t>(position) + static_cast<size_t>(result.done));
-    if (AddImageFromDisk(album, source, name, static_cast<int>(at), progress.step)) {
+    platform::NestedProgress steps = PhotoSteps(progress, k, total);
+    if (AddImageFromDisk(album, source, name, static_cast<int>(at), steps)) {
       ++result.done;
       if (added != nullptr) added->push_back(at);
       continue;
@@ -70,16 +79,18 @@ BatchResult AddImages(Album& album, std::span<const fs::path> sources, int posit
       if (added != nullptr) added->push_back(at);
     }
   }
+  if (!result.cancelled)
+    progress.SetPosition(int64_t{total} * kPhotoUnits, int64_t{total} * kPhotoUnits);
   return result;
 }
 
 BatchResult CopyImages(Album& album, std::span<const size_t> positions,
                        const fs::path& target_folder, const std::optional<FitSize>& fit,
-                       const BatchProgress& progress) {
+                       platform::ProgressSink& progress) {
   BatchResult result;
   const int total = static_cast<int>(positions.size());
   for (int k = 0; k < total; ++k) {
-    if (Cancelled(progress)) {
+    if (progress.Cancelled()) {
       result.cancelled = true;
       break;
     }
@@ -90,17 +101,20 @@ BatchResult CopyImages(Album& album, std::span<const size_t> positions,
     }
     const std::string name = album.photos()[index].image_file;
     Report(progress, BatchProgressText("Copying", Quoted(name), k + 1, total), k, total);
-    if (CopyImageOut(album, index, target_folder / name, fit, progress.step)) {
+    platform::NestedProgress steps = PhotoSteps(progress, k, total);
+    if (CopyImageOut(album, index, target_folder / name, fit, steps)) {
       ++result.done;
     } else {
       AddFailure(&result, name, album.last_error());
     }
   }
+  if (!result.cancelled)
+    progress.SetPosition(int64_t{total} * kPhotoUnits, int64_t{total} * kPhotoUnits);
   return result;
 }
 
 BatchResult DeletePhotos(Album& album, std::span<const size_t> positions,
-                         const BatchProgress& progress, std::vector<RemovedPhoto>* removed) {
+                         platform::ProgressSink& progress, std::vector<RemovedPhoto>* removed) {
   BatchResult result;
   const int total = static_cast<int>(positions.size());
   auto& photos = album.photos();
@@ -115,7 +129,7 @@ BatchResult DeletePhotos(Album& album, std::span<const size_t> positions,
     }
   }
   for (int k = 0; k < total; ++k) {
-    if (Cancelled(progress)) {
+    if (progress.Cancelled()) {
       result.cancelled = true;
       break;
     }
@@ -130,6 +144,8 @@ BatchResult DeletePhotos(Album& album, std::span<const size_t> positions,
     if (removed != nullptr) removed->push_back({at, std::move(photo)});
     ++result.done;
   }
+  if (!result.cancelled)
+    progress.SetPosition(int64_t{total} * kPhotoUnits, int64_t{total} * kPhotoUnits);
   return result;
 }
 

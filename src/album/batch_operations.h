@@ -1,9 +1,9 @@
 // Operations on many photos at once, with the progress texts the user sees:
-// "Adding "a.jpg" (image 1 of 3) ...", "Copying ...", "Deleting ...". Each tests `cancel`
-// between photos and goes on after a photo that fails, collecting the failures.
+// "Adding "a.jpg" (image 1 of 3) ...", "Copying ...", "Deleting ...". Each reports to its
+// progress sink (the batch text per photo; the position follows photos and their steps), polls
+// it for a cancel between photos, and goes on after a photo that fails, collecting the failures.
 #pragma once
 
-#include <atomic>
 #include <filesystem>
 #include <optional>
 #include <span>
@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "album/photo_operations.h"
+#include "platform/progress.h"
 
 namespace quorvane::album {
 
@@ -24,29 +25,21 @@ std::string PhotoLabel(const AlbumPhoto& photo);
 
 struct BatchResult {
   int done = 0;                       // photos handled successfully
-  bool cancelled = false;             // stopped by `cancel` before the end
+  bool cancelled = false;             // stopped by a cancel before the end
   std::vector<std::string> failures;  // one message per photo that failed
-};
-
-// What a batch operation reports: the batch text per photo (step k of n), and the steps of
-// the photo at hand through `step`.
-struct BatchProgress {
-  ProgressCallback batch;
-  ProgressCallback step;
-  const std::atomic<bool>* cancel = nullptr;
 };
 
 // Adds the files in order from `position` on (-1 appends), each under a unique name made
 // from its own file name. A photo whose file could not be copied in is taken out of the list
 // again. The positions the photos took are appended to *added when given.
 BatchResult AddImages(Album& album, std::span<const std::filesystem::path> sources, int position,
-                      const BatchProgress& progress, std::vector<size_t>* added = nullptr);
+                      platform::ProgressSink& progress, std::vector<size_t>* added = nullptr);
 
 // Copies the photos at `positions` into the folder `target_folder` under their own file
 // names, each fitted into *fit when given.
 BatchResult CopyImages(Album& album, std::span<const size_t> positions,
                        const std::filesystem::path& target_folder,
-                       const std::optional<FitSize>& fit, const BatchProgress& progress);
+                       const std::optional<FitSize>& fit, platform::ProgressSink& progress);
 
 // A photo taken out of the album, with where it was.
 struct RemovedPhoto {
@@ -58,6 +51,6 @@ struct RemovedPhoto {
 // k-th removal takes the photo at its position minus k. Their files stay until the album
 // closes (so undo can put them back); *removed receives the records in removal order.
 BatchResult DeletePhotos(Album& album, std::span<const size_t> positions,
-                         const BatchProgress& progress, std::vector<RemovedPhoto>* removed);
+                         platform::ProgressSink& progress, std::vector<RemovedPhoto>* removed);
 
 }  // namespace quorvane::album

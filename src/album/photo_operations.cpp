@@ -20,8 +20,9 @@ namespace {
 
 using image::Image;
 
-void Report(const ProgressCallback& progress, std::string_view text, int step, int steps) {
-  if (progress) progress(text, step, steps);
+void Report(platform::ProgressSink& progress, std::string_view text, int step, int steps) {
+  progress.SetText(text);
+  progress.SetPosition(step, steps);
 }
 
 bool Fail(Album& album, std::string text) {
@@ -124,7 +125,7 @@ bool MakeThumbnail(Album& album, const Image& image, Image* thumbnail) {
 }
 
 bool AddImageFromDisk(Album& album, const fs::path& source, std::string_view file_name,
-                      int position, const ProgressCallback& progress) {
+                      int position, platform::ProgressSink& progress) {
   if (!album.CheckWritable()) return false;
   const std::string wanted = AlbumFileName(file_name);
   if (!IsPlainFileName(wanted)) return Fail(album, "Invalid file name \"" + wanted + "\"");
@@ -180,14 +181,14 @@ bool AddImageFromDisk(Album& album, const fs::path& source, std::string_view fil
   return true;
 }
 
-bool LoadAlbumImage(Album& album, size_t index, Image* image, const ProgressCallback& progress) {
+bool LoadAlbumImage(Album& album, size_t index, Image* image, platform::ProgressSink& progress) {
   if (!CheckIndex(album, index)) return false;
   Report(progress, "Loading image from album...", 0, 1);
   return LoadImageFile(album, image, album.store().LocalPath(album.photos()[index].image_file));
 }
 
 bool ReplacePhotoImage(Album& album, size_t index, const Image& image, PhotoVersion* kept,
-                       const ProgressCallback& progress) {
+                       platform::ProgressSink& progress) {
   if (!album.CheckWritable() || !CheckIndex(album, index)) return false;
   const AlbumPhoto& photo = album.photos()[index];
   const ImageType* type = FindImageType(photo.image_file);
@@ -250,7 +251,7 @@ bool ExchangePhotoVersion(Album& album, PhotoVersion& version) {
 }
 
 bool CopyImageOut(Album& album, size_t index, const fs::path& target,
-                  const std::optional<FitSize>& fit, const ProgressCallback& progress) {
+                  const std::optional<FitSize>& fit, platform::ProgressSink& progress) {
   if (!CheckIndex(album, index) || !CheckTargetIsFree(album, target)) return false;
   const AlbumPhoto& photo = album.photos()[index];
   const fs::path source = album.store().LocalPath(photo.image_file);
@@ -281,7 +282,7 @@ bool CopyImageOut(Album& album, size_t index, const fs::path& target,
 }
 
 bool CopyThumbnailOut(Album& album, size_t index, const fs::path& target,
-                      const ProgressCallback& progress) {
+                      platform::ProgressSink& progress) {
   if (!CheckIndex(album, index) || !CheckTargetIsFree(album, target)) return false;
   Report(progress, "Copying thumbnail...", 0, 1);
   std::string error;

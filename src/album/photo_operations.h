@@ -15,13 +15,12 @@
 
 #include "album/album.h"
 #include "image/image.h"
+#include "platform/progress.h"
 
 namespace quorvane::album {
 
-// Told about each step of a long operation: a text for the user, the step (from 0) and the
-// number of steps.
-using ProgressCallback = std::function<void(std::string_view text, int step, int steps)>;
-
+// Each long operation tells `progress` the text of each step ("Loading image from disk...")
+// and its position (the step, from 0, of the steps).
 // Loads an image file whose type comes from its extension (the image type table). On failure
 // sets the album's last error: "Unable to determine image format", or the decoder's own text.
 [[nodiscard]] bool LoadImageFile(Album& album, image::Image* image,
@@ -45,7 +44,7 @@ using ProgressCallback = std::function<void(std::string_view text, int step, int
 // names them.
 [[nodiscard]] bool AddImageFromDisk(Album& album, const std::filesystem::path& source,
                                     std::string_view file_name, int position,
-                                    const ProgressCallback& progress = {});
+                                    platform::ProgressSink& progress = platform::NoProgress());
 
 // Makes the thumbnail of `image` for this album: a true-colour copy fitted into the cell less
 // 2 pixels, never enlarged.
@@ -53,7 +52,7 @@ using ProgressCallback = std::function<void(std::string_view text, int step, int
 
 // Loads the photo at `index` from the album ("Loading image from album...").
 [[nodiscard]] bool LoadAlbumImage(Album& album, size_t index, image::Image* image,
-                                  const ProgressCallback& progress = {});
+                                  platform::ProgressSink& progress = platform::NoProgress());
 
 // The other version of one photo's image and thumbnail, kept in the album's store under
 // names of its own, with the size that version has.
@@ -69,7 +68,8 @@ struct PhotoVersion {
 // thumbnail. The replaced image and thumbnail are kept; *kept tells where. Sets the modified
 // flag. Fails for a read-only album. On failure nothing has changed.
 [[nodiscard]] bool ReplacePhotoImage(Album& album, size_t index, const image::Image& image,
-                                     PhotoVersion* kept, const ProgressCallback& progress = {});
+                                     PhotoVersion* kept,
+                                     platform::ProgressSink& progress = platform::NoProgress());
 
 // Swaps the photo's current image, thumbnail and size with the kept version. Calling it again
 // swaps them back, so one routine serves undo and redo. Fails when the album is read-only,
@@ -82,10 +82,10 @@ struct PhotoVersion {
 using image::FitSize;
 [[nodiscard]] bool CopyImageOut(Album& album, size_t index, const std::filesystem::path& target,
                                 const std::optional<FitSize>& fit,
-                                const ProgressCallback& progress = {});
+                                platform::ProgressSink& progress = platform::NoProgress());
 // Copies the thumbnail of the photo at `index` to `target` ("Copying thumbnail...").
 [[nodiscard]] bool CopyThumbnailOut(Album& album, size_t index, const std::filesystem::path& target,
-                                    const ProgressCallback& progress = {});
+                                    platform::ProgressSink& progress = platform::NoProgress());
 
 // Writes the index and makes the album durable where it lives (an archive is repacked,
 // without the retained files). Other programs may have the album open and save it too: the

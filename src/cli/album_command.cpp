@@ -11,6 +11,7 @@
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/open_album.h"
+#include "cli/stderr_progress.h"
 
 namespace quorvane::cli {
 namespace {
@@ -111,12 +112,6 @@ int Set(std::span<const std::string> args) {
   if (!album::SaveAlbum(*changed)) return Failure(changed->last_error());
   return kExitOk;
 }
-
-// Prints what a long job is doing to stderr, one line per step.
-class StderrProgress : public platform::ProgressSink {
- public:
-  void SetText(std::string_view text) override { std::cerr << text << '\n'; }
-};
 
 int SaveAs(std::span<const std::string> args) {
   Arguments parsed;

@@ -13,6 +13,7 @@
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/open_album.h"
+#include "cli/stderr_progress.h"
 
 namespace quorvane::cli {
 namespace fs = std::filesystem;
@@ -51,13 +52,6 @@ bool ParseNumber(const std::string& text, size_t count, size_t* position) {
   } catch (const std::exception&) {
     return false;
   }
-}
-
-album::BatchProgress StderrProgress() {
-  album::BatchProgress progress;
-  progress.batch = [](std::string_view text, int, int) { std::cerr << text << '\n'; };
-  progress.step = [](std::string_view text, int, int) { std::cerr << "  " << text << '\n'; };
-  return progress;
 }
 
 int ReportBatch(const album::BatchResult& result) {
@@ -130,7 +124,8 @@ int AddPhotosCommand(std::span<const std::string> args) {
     position = static_cast<int>(index);
   }
   std::vector<fs::path> sources(parsed.positional.begin() + 1, parsed.positional.end());
-  const album::BatchResult result = album::AddImages(*album, sources, position, StderrProgress());
+  StderrProgress progress;
+  const album::BatchResult result = album::AddImages(*album, sources, position, progress);
   if (result.done == 0) return ReportBatch(result);
   return SaveAndClose(*album, ReportBatch(result));
 }
@@ -156,8 +151,8 @@ int RemovePhotosCommand(std::span<const std::string> args) {
   }
   std::sort(positions.begin(), positions.end());
   positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
-  const album::BatchResult result =
-      album::DeletePhotos(*album, positions, StderrProgress(), nullptr);
+  StderrProgress progress;
+  const album::BatchResult result = album::DeletePhotos(*album, positions, progress, nullptr);
   return SaveAndClose(*album, ReportBatch(result));
 }
 
@@ -190,7 +185,7 @@ int ExportPhotoCommand(std::span<const std::string> args) {
   const fs::path folder = parsed.positional[2];
   std::error_code ec;
   if (!fs::is_directory(folder, ec)) return Failure("\"" + folder.string() + "\" is not a folder");
-  const auto progress = [](std::string_view text, int, int) { std::cerr << text << '\n'; };
+  StderrProgress progress;
   const std::string& name = album->photos()[index].image_file;
   const bool copied =
       parsed.Has("--thumbnail")

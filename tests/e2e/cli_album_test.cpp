@@ -145,11 +145,8 @@ TEST_F(CliAlbumTest, CreateAddExportRemove) {
   fs::copy_file(testing::TestDataPath("images/taken-2021-07-14.jpg"), photo);
   auto r = RunCli({"album", "add", album.string(), photo.string(), "--cell", "34x34"});
   ASSERT_EQ(r.exit_code, 0) << r.err;
-  EXPECT_EQ(r.err,
-            "Adding \"sea~side.jpg\" (image 1 of 1) ...\n"
-            "  Loading image from disk...\n"
-            "  Creating thumbnail...\n"
-            "  Adding image to album...\n");
+  // One line per photo: a photo's own steps move the progress bar, not the log.
+  EXPECT_EQ(r.err, "Adding \"sea~side.jpg\" (image 1 of 1) ...\n");
   r = RunCli({"album", "show", album.string()});
   EXPECT_NE(r.out.find("Title: Trip\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("1\tsea-side.jpg\tJPEG\t64x48\t2021-07-14\t"), std::string::npos) << r.out;

@@ -164,7 +164,7 @@ TEST_F(AlbumArchiveTest, PackOpenChangeCommitAndReopen) {
     ASSERT_TRUE(AddImageFromDisk(album, temp_ / "new.png", "new.png", -1)) << album.last_error();
     ASSERT_TRUE(AddImageFromDisk(album, temp_ / "new.png", "gone.png", -1)) << album.last_error();
     const size_t last[] = {2};
-    ASSERT_EQ(DeletePhotos(album, last, {}, nullptr).done, 1);
+    ASSERT_EQ(DeletePhotos(album, last, platform::NoProgress(), nullptr).done, 1);
     ASSERT_TRUE(SaveAlbum(album)) << album.last_error();
   }
   EXPECT_FALSE(fs::exists(working_copy));

@@ -116,17 +116,20 @@ class PhotoListRecordTest : public ::testing::Test {
 
 TEST_F(PhotoListRecordTest, AddRemoveAndMoveUndoAndRedo) {
   std::vector<size_t> added;
-  ASSERT_EQ(AddImages(*album_, std::span(sources_).first(2), -1, {}, &added).done, 2);
+  ASSERT_EQ(
+      AddImages(*album_, std::span(sources_).first(2), -1, platform::NoProgress(), &added).done, 2);
   history_.Push(MakeAddPhotoRecord(*album_, added));
   added.clear();
   // c and d go in between a and b.
-  ASSERT_EQ(AddImages(*album_, std::span(sources_).subspan(2), 1, {}, &added).done, 2);
+  ASSERT_EQ(
+      AddImages(*album_, std::span(sources_).subspan(2), 1, platform::NoProgress(), &added).done,
+      2);
   history_.Push(MakeAddPhotoRecord(*album_, added));
   EXPECT_EQ(Names(), "acdb");
 
   const size_t doomed[] = {0, 2};
   std::vector<RemovedPhoto> removed;
-  ASSERT_EQ(DeletePhotos(*album_, doomed, {}, &removed).done, 2);
+  ASSERT_EQ(DeletePhotos(*album_, doomed, platform::NoProgress(), &removed).done, 2);
   history_.Push(MakeRemovePhotoRecord(std::move(removed)));
   EXPECT_EQ(Names(), "cb");
 
@@ -152,7 +155,7 @@ TEST_F(PhotoListRecordTest, AddRemoveAndMoveUndoAndRedo) {
 }
 
 TEST_F(PhotoListRecordTest, MoveRefusesBadPositions) {
-  ASSERT_EQ(AddImages(*album_, sources_, -1, {}).done, 4);
+  ASSERT_EQ(AddImages(*album_, sources_, -1, platform::NoProgress()).done, 4);
   const size_t unordered[] = {2, 1};
   EXPECT_FALSE(MovePhotos(*album_, unordered, 0));
   const size_t outside[] = {4};

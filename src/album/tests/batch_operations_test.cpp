@@ -11,6 +11,7 @@
 #include "album/cell_bitmaps.h"
 #include "album/folder_store.h"
 #include "album/photo_naming.h"
+#include "testing/recording_progress.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::album {
@@ -26,7 +27,14 @@ class BatchOperationsTest : public ::testing::Test {
   void SetUp() override {
     fs::create_directories(dir_ / "album");
     album_ = std::make_unique<Album>(std::make_unique<FolderStore>(dir_ / "album"));
-    batch_.batch = [this](std::string_view text, int, int) { texts_.emplace_back(text); };
+  }
+
+  // The texts reported since the last call: one per photo, the batch's own.
+  std::vector<std::string> NewTexts() {
+    const std::vector<std::string> all = batch_.texts();
+    std::vector<std::string> fresh(all.begin() + static_cast<std::ptrdiff_t>(seen_), all.end());
+    seen_ = all.size();
+    return fresh;
   }
 
   fs::path Source(const std::string& name, int width = 30, int height = 20) {
@@ -46,8 +54,8 @@ class BatchOperationsTest : public ::testing::Test {
 
   testing::TempDir dir_;
   std::unique_ptr<Album> album_;
-  BatchProgress batch_;
-  std::vector<std::string> texts_;
+  testing::RecordingProgress batch_;
+  size_t seen_ = 0;
 };
 
 TEST_F(BatchOperationsTest, AddingGoesOnPastAFailureWithTheBatchTexts) {
@@ -58,9 +66,10 @@ TEST_F(BatchOperationsTest, AddingGoesOnPastAFailureWithTheBatchTexts) {
   EXPECT_EQ(result.done, 2);
   ASSERT_EQ(result.failures.size(), 1u);
   EXPECT_EQ(result.failures[0].rfind("broken.png: ", 0), 0u) << result.failures[0];
-  EXPECT_EQ(texts_, (std::vector<std::string>{"Adding \"a.jpg\" (image 1 of 3) ...",
-                                              "Adding \"broken.png\" (image 2 of 3) ...",
-                                              "Adding \"a~b.png\" (image 3 of 3) ..."}));
+  EXPECT_EQ(NewTexts(), (std::vector<std::string>{"Adding \"a.jpg\" (image 1 of 3) ...",
+                                                  "Adding \"broken.png\" (image 2 of 3) ...",
+                                                  "Adding \"a~b.png\" (image 3 of 3) ..."}));
+  EXPECT_EQ(batch_.position(), std::make_pair(int64_t{300}, int64_t{300}));
   EXPECT_EQ(Files(), (std::vector<std::string>{"a.jpg", "a-b.png"}));
 
   // The same files again get names of their own; "~" is replaced before the name is made
@@ -77,16 +86,16 @@ TEST_F(BatchOperationsTest, DeletingTakesPositionMinusKAndLabelsByCaption) {
                                          Source("p3.png"), Source("p4.png")};
   ASSERT_EQ(AddImages(*album_, sources, -1, batch_).done, 5);
   album_->photos()[3].title = "Harbour at dawn";
-  texts_.clear();
+  NewTexts();
 
   const std::vector<size_t> positions = {1, 3, 4};
   std::vector<RemovedPhoto> removed;
   const BatchResult result = DeletePhotos(*album_, positions, batch_, &removed);
   EXPECT_EQ(result.done, 3);
   EXPECT_EQ(Files(), (std::vector<std::string>{"p0.png", "p2.png"}));
-  EXPECT_EQ(texts_, (std::vector<std::string>{"Deleting p1.png (image 1 of 3) ...",
-                                              "Deleting \"Harbour at dawn\" (image 2 of 3) ...",
-                                              "Deleting p4.png (image 3 of 3) ..."}));
+  EXPECT_EQ(NewTexts(), (std::vector<std::string>{"Deleting p1.png (image 1 of 3) ...",
+                                                  "Deleting \"Harbour at dawn\" (image 2 of 3) ...",
+                                                  "Deleting p4.png (image 3 of 3) ..."}));
   ASSERT_EQ(removed.size(), 3u);
   EXPECT_EQ(removed[1].position, 2u);  // given 3, one removal earlier
   EXPECT_EQ(removed[1].photo.title, "Harbour at dawn");
@@ -103,13 +112,10 @@ TEST_F(BatchOperationsTest, DeletingTakesPositionMinusKAndLabelsByCaption) {
 }
 
 TEST_F(BatchOperationsTest, CancelStopsBetweenPhotos) {
-  std::atomic<bool> cancel{false};
-  batch_.cancel = &cancel;
-  batch_.batch = [&](std::string_view, int step, int) {
-    if (step == 1) cancel = true;
-  };
+  // The user cancels while the second photo is under way.
+  testing::RecordingProgress progress("(image 2 of 3)");
   const std::vector<fs::path> sources = {Source("a.png"), Source("b.png"), Source("c.png")};
-  const BatchResult result = AddImages(*album_, sources, -1, batch_);
+  const BatchResult result = AddImages(*album_, sources, -1, progress);
   EXPECT_TRUE(result.cancelled);
   EXPECT_EQ(result.done, 2);  // the photo at hand is finished, the next one not begun
 }
@@ -117,14 +123,14 @@ TEST_F(BatchOperationsTest, CancelStopsBetweenPhotos) {
 TEST_F(BatchOperationsTest, CopyingOutFitsAndReportsEachPhoto) {
   const std::vector<fs::path> sources = {Source("wide.png", 400, 100), Source("b.jpg")};
   ASSERT_EQ(AddImages(*album_, sources, -1, batch_).done, 2);
-  texts_.clear();
+  NewTexts();
   const fs::path out = dir_ / "out";
   fs::create_directories(out);
   const std::vector<size_t> positions = {0, 1};
   const BatchResult result = CopyImages(*album_, positions, out, FitSize{100, 100}, batch_);
   EXPECT_EQ(result.done, 2);
-  EXPECT_EQ(texts_, (std::vector<std::string>{"Copying \"wide.png\" (image 1 of 2) ...",
-                                              "Copying \"b.jpg\" (image 2 of 2) ..."}));
+  EXPECT_EQ(NewTexts(), (std::vector<std::string>{"Copying \"wide.png\" (image 1 of 2) ...",
+                                                  "Copying \"b.jpg\" (image 2 of 2) ..."}));
   Image wide;
   ASSERT_TRUE(wide.Load(out / "wide.png"));
   EXPECT_EQ(wide.width(), 100);

@@ -113,14 +113,18 @@ TEST_F(PhotoOperationsTest, FitImageFlagsEnlargeOrStretchOnlyWhenAsked) {
 
 TEST_F(PhotoOperationsTest, AddingStoresTheFileItsThumbnailAndTheRecord) {
   const fs::path source = Source(Quarters(1600, 1200), "holiday~1.JPG", ImageFormat::kJpeg);
-  std::vector<std::string> steps;
-  ASSERT_TRUE(AddImageFromDisk(*album_, source, "holiday~1.JPG", -1,
-                               [&](std::string_view text, int step, int count) {
-                                 steps.push_back(std::string(text) + " " + std::to_string(step) +
-                                                 "/" + std::to_string(count));
-                               }))
+  // Each step's text with its position.
+  struct Steps : platform::ProgressSink {
+    void SetText(std::string_view text) override { text_ = text; }
+    void SetPosition(int64_t step, int64_t count) override {
+      seen.push_back(text_ + " " + std::to_string(step) + "/" + std::to_string(count));
+    }
+    std::string text_;
+    std::vector<std::string> seen;
+  } steps;
+  ASSERT_TRUE(AddImageFromDisk(*album_, source, "holiday~1.JPG", -1, steps))
       << album_->last_error();
-  EXPECT_EQ(steps,
+  EXPECT_EQ(steps.seen,
             (std::vector<std::string>{"Loading image from disk... 0/3", "Creating thumbnail... 1/3",
                                       "Adding image to album... 2/3"}));
   ASSERT_EQ(album_->photos().size(), 1u);

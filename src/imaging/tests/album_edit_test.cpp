@@ -36,7 +36,7 @@ class AlbumEditTest : public ::testing::Test {
       sources.push_back(dir_ / ("p" + std::to_string(i) + ".png"));
       ASSERT_TRUE(image.Save(sources.back(), image::ImageFormat::kPng));
     }
-    ASSERT_EQ(album::AddImages(*album_, sources, -1, {}).done, 3);
+    ASSERT_EQ(album::AddImages(*album_, sources, -1, platform::NoProgress()).done, 3);
   }
 
   // The red level of the photo's stored image (the photos are flat).
