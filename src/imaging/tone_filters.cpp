@@ -34,6 +34,7 @@ Target Prepare(image::Image& image, const SelectionMask* selection) {
     target.source = image;
     target.out = image.PixelsForOverwrite();
     if (target.out != nullptr) {
+      internal::AdviseFreshPixels(target.out, image.stride() * image.height());
       target.in = target.source.Row(0);
       return target;
     }
