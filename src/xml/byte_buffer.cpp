@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/memory_hint.h"
+
 namespace quorvane::xml {
 
 void ByteBuffer::Grow(std::string_view bytes) {
@@ -14,6 +16,16 @@ void ByteBuffer::Grow(std::string_view bytes) {
   // capacity() reports the stepped value above.
   if (needed > data_.capacity()) data_.reserve(std::max(needed, 2 * data_.capacity()));
   data_.append(bytes);
+}
+
+void ByteBuffer::Reserve(size_t bytes) {
+  if (shared_) Unshare();
+  const size_t needed = data_.size() + bytes;
+  if (needed <= data_.capacity()) return;
+  data_.reserve(needed);
+  // The new block is written once from start to end: a large one is best filled in large
+  // pages. The bytes already in it were touched by the copy.
+  platform::AdviseLargePages(data_.data() + data_.size(), data_.capacity() - data_.size());
 }
 
 std::string ByteBuffer::Detach() {

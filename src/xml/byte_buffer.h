@@ -30,6 +30,10 @@ class ByteBuffer {
   }
   void Append(char byte) { Append(std::string_view(&byte, 1)); }
 
+  // Makes room for `bytes` more bytes at once, so that a large output is written into one
+  // block instead of a series of growing copies. capacity() is not changed.
+  void Reserve(size_t bytes);
+
   // Hands the bytes and their ownership to the caller; the buffer is left empty.
   std::string Detach();
 

@@ -384,7 +384,7 @@ void XmlDocument::ParseAttributes(XmlNode& element, std::string_view text) {
     if (!lower_case &&
         (count == 0 || internal::NameBefore(element.attributes_.items[count - 1]->name(), name))) {
       kept = attribute.get();
-      element.Insert(element.attributes_, count, kept);
+      element.Append(element.attributes_, kept);
       (void)attribute.release();
       kept->parent_ = &element;
     } else {
@@ -428,7 +428,12 @@ Placement XmlDocument::OnNodeParsed(XmlNode* parent, std::unique_ptr<XmlNode> no
   }
 }
 
-void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
+namespace {
+
+// Walks the tree in document order and hands `put` every piece of the written form, so that
+// the same walk can first measure the output and then write it.
+template <typename Put>
+void WalkWritten(const XmlNode& root, int write_flags, Put put) {
   const bool content_only = write_flags & kWriteContentOnly;
   const bool quote = write_flags & kWriteQuoteAttributes;
   struct Frame {
@@ -438,11 +443,10 @@ void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
   std::vector<Frame> open;
 
   auto write_attribute = [&](const XmlNode& attribute) {
-    output.Append(attribute.name());
-    output.Append('=');
-    if (quote) output.Append('"');
-    output.Append(attribute.value());
-    if (quote) output.Append('"');
+    put(attribute.name());
+    put(quote ? "=\"" : "=");
+    put(attribute.value());
+    if (quote) put("\"");
   };
   // Writes what comes before a node's children; true when the children follow.
   auto open_node = [&](const XmlNode& node) {
@@ -451,30 +455,30 @@ void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
         return true;
       case kElementNode:
         if (content_only) return true;
-        output.Append('<');
-        output.Append(node.name());
+        put("<");
+        put(node.name());
         for (size_t i = 0; i < node.AttributeCount(); ++i) {
-          output.Append(' ');
+          put(" ");
           write_attribute(*node.AttributeAt(i));
         }
         if (node.ChildCount() == 0) {
-          output.Append(" />");
+          put(" />");
           return false;
         }
-        output.Append('>');
+        put(">");
         return true;
       case kAttributeNode:
         write_attribute(node);
         return false;
       case kCommentNode:
         if (!content_only) {
-          output.Append('<');
-          output.Append(node.value());
-          output.Append('>');
+          put("<");
+          put(node.value());
+          put(">");
         }
         return false;
       case kTextNode:
-        output.Append(node.value());
+        put(node.value());
         return false;
       default:  // CDATA sections and every other kind are not written
         return false;
@@ -490,12 +494,23 @@ void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
       continue;
     }
     if (top.node->kind() == kElementNode && !content_only) {
-      output.Append("</");
-      output.Append(top.node->name());
-      output.Append('>');
+      put("</");
+      put(top.node->name());
+      put(">");
     }
     open.pop_back();
   }
+}
+
+}  // namespace
+
+void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
+  // Measuring first costs a walk over the tree; growing the output as it is written would
+  // cost copies and fresh memory, page by page, twice over.
+  size_t length = 0;
+  WalkWritten(root, write_flags, [&length](std::string_view piece) { length += piece.size(); });
+  output.Reserve(length);
+  WalkWritten(root, write_flags, [&output](std::string_view piece) { output.Append(piece); });
 }
 
 }  // namespace quorvane::xml

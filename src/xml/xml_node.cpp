@@ -258,7 +258,7 @@ XmlDocument* XmlNode::OwnerDocument() {
 XmlNode* XmlNode::AppendChild(std::unique_ptr<XmlNode> child) {
   XmlNode* raw = child.get();
   const size_t at = children_.size();
-  Insert(children_, at, raw);
+  Append(children_, raw);
   (void)child.release();
   raw->parent_ = this;
   raw->index_ = static_cast<uint32_t>(at);

@@ -171,6 +171,14 @@ class XmlNode {
   void* Allocate(size_t bytes);
   void Free(void* memory);
   void Insert(NodeList& list, size_t at, XmlNode* node);
+  // Insert at the end, without a call while the list has room.
+  void Append(NodeList& list, XmlNode* node) {
+    if (list.items != nullptr && list.header()->size < list.header()->capacity) {
+      list.items[list.header()->size++] = node;
+    } else {
+      Insert(list, list.size(), node);
+    }
+  }
   void ReleaseList(NodeList& list);
 
   // Detaches every descendant into a flat list so that destruction never recurses deeply.

@@ -4,10 +4,6 @@
 #include <atomic>
 #include <thread>
 
-#ifdef __linux__
-#include <sys/mman.h>
-#endif
-
 #include "imaging/edit_selection.h"
 
 namespace quorvane::imaging::internal {
@@ -15,8 +11,6 @@ namespace {
 
 constexpr int kBandRows = 16;
 constexpr int kMinRowsToShare = 4 * kBandRows;
-// Below this a block is likely to come from memory the heap already holds.
-constexpr size_t kMinAdvisedBytes = 8u << 20;
 
 }  // namespace
 
@@ -41,21 +35,6 @@ bool ForEachRowBand(int height, FilterRun& run, const std::function<void(int, in
     worker();
   }
   return rows_done.load() == height;
-}
-
-void AdviseFreshPixels(uint8_t* pixels, size_t bytes) {
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-  if (pixels == nullptr || bytes < kMinAdvisedBytes) return;
-  // Only whole pages inside the block: the rest of its first and last page may be another
-  // allocation's.
-  constexpr uintptr_t kPage = 4096;
-  const uintptr_t start = (reinterpret_cast<uintptr_t>(pixels) + kPage - 1) & ~(kPage - 1);
-  const uintptr_t end = (reinterpret_cast<uintptr_t>(pixels) + bytes) & ~(kPage - 1);
-  if (end > start) ::madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
-#else
-  (void)pixels;
-  (void)bytes;
-#endif
 }
 
 bool SelectedSpan(const SelectionMask* selection, int y, int width, int* begin, int* end) {
