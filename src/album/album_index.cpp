@@ -2,9 +2,9 @@
 
 #include <climits>
 #include <string>
-#include <unordered_set>
 
 #include "album/index_check.h"
+#include "platform/name_set.h"
 #include "xml/xml_document.h"
 
 namespace quorvane::album {
@@ -124,14 +124,10 @@ bool AlbumIndex::ReadRecord(AlbumStore& store, std::string bytes, AlbumRecord* r
 
   // A large album asks its store for one listing instead of one query per photo.
   std::vector<std::string> names;
-  std::unordered_set<std::string_view> listed;
   const bool use_listing = root->ChildCount() > kListingThreshold && store.ListFiles(&names);
-  if (use_listing) {
-    listed.reserve(names.size());
-    listed.insert(names.begin(), names.end());
-  }
+  const platform::NameSet listed(names);
   auto exists = [&](const std::string& name) {
-    return use_listing ? IsPlainFileName(name) && listed.contains(name) : store.FileExists(name);
+    return use_listing ? IsPlainFileName(name) && listed.Contains(name) : store.FileExists(name);
   };
 
   for (size_t i = 0; i < root->ChildCount(); ++i) {

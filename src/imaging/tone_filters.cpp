@@ -9,6 +9,7 @@
 #include "imaging/hsl.h"
 #include "imaging/image_filter.h"
 #include "imaging/internal/row_bands.h"
+#include "platform/memory_hint.h"
 
 namespace quorvane::imaging {
 namespace {
@@ -34,6 +35,7 @@ Target Prepare(image::Image& image, const SelectionMask* selection) {
     target.source = image;
     target.out = image.PixelsForOverwrite();
     if (target.out != nullptr) {
+      platform::AdviseLargePages(target.out, image.stride() * image.height());
       target.in = target.source.Row(0);
       return target;
     }

@@ -1,6 +1,7 @@
 #include "xml/entities.h"
 
 #include <algorithm>
+#include <array>
 
 #include "xml/internal/char_class.h"
 
@@ -65,19 +66,26 @@ class DecodedOutput {
   std::string tag_;
 };
 
+// For each byte, the entity it is written as, or null when it is copied.
+const std::array<const Entity*, 256> kEntityForByte = [] {
+  std::array<const Entity*, 256> table{};
+  for (int c = 0; c < 256; ++c) {
+    const char byte = static_cast<char>(c);
+    if (!internal::IsAlnum(byte) && !internal::IsSpace(byte)) table[c] = EntityForCharacter(byte);
+  }
+  return table;
+}();
+
 }  // namespace
 
 std::string EncodeEntities(std::string_view plain) {
-  auto needs_entity = [](char c) {
-    return !internal::IsAlnum(c) && !internal::IsSpace(c) && EntityForCharacter(c) != nullptr;
-  };
   std::string out;
   out.reserve(plain.size() + plain.size() / 8);
   size_t from = 0;
   for (size_t i = 0; i < plain.size(); ++i) {
-    if (!needs_entity(plain[i])) continue;
+    const Entity* e = kEntityForByte[static_cast<unsigned char>(plain[i])];
+    if (e == nullptr) continue;
     out.append(plain.substr(from, i - from));
-    const Entity* e = EntityForCharacter(plain[i]);
     out.push_back('&');
     out.append(e->name);
     out.push_back(';');

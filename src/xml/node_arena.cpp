@@ -10,21 +10,14 @@ thread_local NodeArena* current_arena = nullptr;
 
 }  // namespace
 
-void* NodeArena::do_allocate(size_t size, size_t alignment) {
-  const size_t pad = (alignment - reinterpret_cast<uintptr_t>(cursor_) % alignment) % alignment;
-  if (cursor_ == nullptr || pad + size > left_) {
-    // Anything larger than a block gets a block of its own.
-    const size_t block_size = std::max(size + alignment, next_block_size_);
-    next_block_size_ = std::min(next_block_size_ * 2, kLargestBlockSize);
-    blocks_.push_back(std::make_unique_for_overwrite<std::byte[]>(block_size));
-    cursor_ = blocks_.back().get();
-    left_ = block_size;
-    return do_allocate(size, alignment);
-  }
-  std::byte* memory = cursor_ + pad;
-  cursor_ = memory + size;
-  left_ -= pad + size;
-  return memory;
+void* NodeArena::AllocateInNewBlock(size_t size, size_t alignment) {
+  // Anything larger than a block gets a block of its own.
+  const size_t block_size = std::max(size + alignment, next_block_size_);
+  next_block_size_ = std::min(next_block_size_ * 2, kLargestBlockSize);
+  blocks_.push_back(std::make_unique_for_overwrite<std::byte[]>(block_size));
+  cursor_ = blocks_.back().get();
+  left_ = block_size;
+  return Allocate(size, alignment);
 }
 
 NodeArena* NodeArena::Current() { return current_arena; }

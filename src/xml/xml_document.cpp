@@ -1,6 +1,7 @@
 #include "xml/xml_document.h"
 
 #include <algorithm>
+#include <cstring>
 #include <typeinfo>
 #include <vector>
 
@@ -10,9 +11,13 @@
 namespace quorvane::xml {
 namespace {
 
-using internal::IsControl;
+using internal::FindAnyOf;
+using internal::HasClass;
 using internal::IsDigit;
 using internal::IsSpace;
+using internal::kControlClass;
+using internal::kEqualsClass;
+using internal::kSpaceClass;
 using internal::AsciiLower;
 
 // The longest tag text the reader gathers; bytes after it are read as the next text.
@@ -70,9 +75,9 @@ std::string_view ScanTag(std::string_view input, unsigned flags, size_t* consume
 }
 
 // An ordinary tag's text ends at a NUL byte, as it did when tags were C strings.
-size_t TextEnd(std::string_view text, size_t i) {
-  while (i < text.size() && text[i] != '\0') ++i;
-  return i;
+size_t TextEnd(std::string_view text) {
+  const void* nul = std::memchr(text.data(), '\0', text.size());
+  return nul == nullptr ? text.size() : static_cast<const char*>(nul) - text.data();
 }
 
 void SkipSpace(std::string_view text, size_t* i) {
@@ -81,60 +86,50 @@ void SkipSpace(std::string_view text, size_t* i) {
 
 std::string_view ReadNameToken(std::string_view text, size_t* i) {
   const size_t start = *i;
-  while (*i < text.size() && !IsSpace(text[*i]) && text[*i] != '=') ++*i;
+  while (*i < text.size() && !HasClass(text[*i], kSpaceClass | kEqualsClass)) ++*i;
   return text.substr(start, *i - start);
 }
 
-std::string ReadValueToken(std::string_view text, size_t* i, unsigned flags) {
-  std::string value;
-  if (*i >= text.size()) return value;
+// Reads a value token at text[*i]. Most values are a plain run of the tag text and come back
+// as a view of it; a quoted value with line breaks is rewritten into *scratch.
+std::string_view ReadValueToken(std::string_view text, size_t* i, unsigned flags,
+                                std::string* scratch) {
+  if (*i >= text.size()) return {};
   const char quote = text[*i];
+  const size_t start = *i;
   if (quote == '"' || quote == '\'') {
     ++*i;
-    // The common case, a value without line breaks, is one copy.
-    const size_t close = std::min(text.find(quote, *i), text.size());
-    const std::string_view run = text.substr(*i, std::min(close - *i, kTagLimit));
-    if (std::none_of(run.begin(), run.end(), [](char c) { return c == '\r' || c == '\n'; })) {
-      value.assign(run);
+    const size_t stop = FindAnyOf(text, *i, quote, '\r', '\n');
+    if (stop == text.size() || text[stop] == quote) {
+      const std::string_view run = text.substr(*i, std::min(stop - *i, kTagLimit));
       *i += run.size();
       if (*i < text.size() && text[*i] == quote) ++*i;
-      return value;
+      return run;
     }
-    while (*i < text.size() && text[*i] != quote && value.size() < kTagLimit) {
+    scratch->clear();
+    while (*i < text.size() && text[*i] != quote && scratch->size() < kTagLimit) {
       const char c = text[(*i)++];
       if (c == '\r') continue;
       if (c == '\n') {
-        if (!value.empty() && value.back() != ' ') value.push_back(' ');
+        if (!scratch->empty() && scratch->back() != ' ') scratch->push_back(' ');
         continue;
       }
-      value.push_back(c);
+      scratch->push_back(c);
     }
     if (*i < text.size() && text[*i] == quote) ++*i;
-    return value;
+    return *scratch;
   }
   const bool numeric =
       IsDigit(quote) || (quote == '-' && *i + 1 < text.size() && IsDigit(text[*i + 1]));
+  const size_t end = std::min(text.size(), start + kTagLimit);
   if (numeric) {
-    value.push_back(text[(*i)++]);
-    while (*i < text.size() && value.size() < kTagLimit) {
-      const char c = text[*i];
-      if (IsDigit(c)) {
-        value.push_back(c);
-        ++*i;
-      } else {
-        if (c == '%' && (flags & kParsePercentValues)) {
-          value.push_back(c);
-          ++*i;
-        }
-        break;
-      }
-    }
-    return value;
+    ++*i;
+    while (*i < end && IsDigit(text[*i])) ++*i;
+    if (*i < end && text[*i] == '%' && (flags & kParsePercentValues)) ++*i;
+  } else {
+    while (*i < end && !IsSpace(text[*i])) ++*i;
   }
-  while (*i < text.size() && !IsSpace(text[*i]) && value.size() < kTagLimit) {
-    value.push_back(text[(*i)++]);
-  }
-  return value;
+  return text.substr(start, *i - start);
 }
 
 std::string LowerCased(std::string_view name) {
@@ -175,34 +170,6 @@ void ApplyNamespace(XmlNode* node) {
   node->SetNamespace(std::move(prefix), std::move(local), std::move(uri));
 }
 
-void ParseAttributes(XmlNode* element, std::string_view text, unsigned flags) {
-  size_t i = 0;
-  std::string_view name;
-  bool have_name = false;
-  while (true) {
-    if (!have_name) {
-      SkipSpace(text, &i);
-      name = ReadNameToken(text, &i);
-    }
-    have_name = false;
-    if (name.empty()) return;
-    auto attribute = std::make_unique<XmlNode>(
-        kAttributeNode, (flags & kParseLowerCaseNames) ? LowerCased(name) : std::string(name));
-    XmlNode* kept = element->InsertAttribute(std::move(attribute));
-    if (kept != nullptr && (flags & kParseNamespaces)) ApplyNamespace(kept);
-    SkipSpace(text, &i);
-    if (i < text.size() && text[i] == '=') {
-      ++i;
-      SkipSpace(text, &i);
-      std::string value = ReadValueToken(text, &i, flags);
-      if (kept != nullptr) kept->set_value(std::move(value));
-    } else {
-      name = ReadNameToken(text, &i);
-      have_name = true;
-    }
-  }
-}
-
 }  // namespace
 
 XmlDocument::XmlDocument() : XmlNode(kDocumentNode, "#document") {}
@@ -212,15 +179,19 @@ XmlDocument::~XmlDocument() {
   // destructor: dropping the arena frees them all. Anything else is destroyed node by node.
   if (own_arena_ && !own_arena_->foreign()) {
     for (NodeList* list : {&children_, &attributes_}) {
-      for (std::unique_ptr<XmlNode>& node : *list) {
-        if (node->arena_ == own_arena_.get() && typeid(*node) == typeid(XmlNode)) {
-          (void)node.release();
+      const size_t count = list->size();
+      uint32_t kept = 0;
+      for (size_t i = 0; i < count; ++i) {
+        XmlNode* node = list->items[i];
+        if (node->arena_ != own_arena_.get() || typeid(*node) != typeid(XmlNode)) {
+          list->items[kept++] = node;
         }
       }
-      std::erase_if(*list, [](const std::unique_ptr<XmlNode>& node) { return !node; });
+      if (list->items != nullptr) list->header()->size = kept;
     }
   }
-  // The tree goes before the arena, which members outlive only until this body ends.
+  // The tree goes before the arena and the input, which members outlive only until this
+  // body ends.
   Clear();
 }
 
@@ -239,8 +210,41 @@ std::unique_ptr<XmlNode> XmlDocument::CreateText(std::string_view value) {
   return XmlNode::CreateText(value);
 }
 
+std::unique_ptr<XmlNode> XmlDocument::NewNode(int kind, std::string_view literal_name) {
+  internal::NodeArena* arena = Arena();
+  return std::unique_ptr<XmlNode>(new (arena) XmlNode(kind, arena, literal_name));
+}
+
+bool XmlDocument::InInput(std::string_view bytes) const {
+  const auto at = reinterpret_cast<uintptr_t>(bytes.data());
+  const auto input = reinterpret_cast<uintptr_t>(input_.data());
+  return at >= input && at + bytes.size() <= input + input_.size();
+}
+
+void XmlDocument::Keep(XmlNode& node, XmlNode::Text& text, std::string_view bytes) {
+  if (InInput(bytes)) {
+    node.Refer(text, bytes);
+  } else {
+    node.Assign(text, bytes);
+  }
+}
+
+void XmlDocument::KeepName(XmlNode& node, std::string_view name) {
+  if (parse_flags_ & kParseLowerCaseNames) {
+    node.Assign(node.name_, LowerCased(name));
+  } else {
+    Keep(node, node.name_, name);
+  }
+}
+
 void XmlDocument::Parse(ByteBuffer& input) {
   const internal::NodeArena::Scope use_arena(Arena());
+  // Parsed names and values look into the input, so the document keeps it while it lives.
+  std::shared_ptr<const std::string> shared = input.Share();
+  if (inputs_.empty() || inputs_.back() != shared) inputs_.push_back(std::move(shared));
+  const std::string_view outer_input = input_;
+  input_ = input.bytes();
+
   // The reading loop of every level, with the open elements on an explicit stack so that
   // nesting depth is bounded only by memory.
   std::vector<XmlNode*> open;
@@ -256,7 +260,7 @@ void XmlDocument::Parse(ByteBuffer& input) {
     if (!node) continue;
     const Placement placed = OnNodeParsed(parent, std::move(node));
     if (placed.step == ParseStep::kEndLevel) {
-      if (open.empty()) return;
+      if (open.empty()) break;
       parent = open.back();
       open.pop_back();
     } else if (placed.step == ParseStep::kDescend && placed.node != nullptr &&
@@ -265,6 +269,7 @@ void XmlDocument::Parse(ByteBuffer& input) {
       parent = placed.node;
     }
   }
+  input_ = outer_input;
 }
 
 bool XmlDocument::AtTagStart(const ByteBuffer& input) const {
@@ -284,19 +289,22 @@ std::unique_ptr<XmlNode> XmlDocument::ParseText(ByteBuffer& input) {
   const std::string_view run = rest.substr(0, TextRunLength(rest));
   input.Advance(run.size());
 
-  auto node = CreateText({});
-  std::pmr::string& value = node->mutable_value();
-  const bool keep_cr = parse_flags_ & kParseKeepCarriageReturns;
+  std::unique_ptr<XmlNode> node = NewNode(kTextNode, "#text");
+  const bool drop_cr = !(parse_flags_ & kParseKeepCarriageReturns);
   const bool lf_to_space = parse_flags_ & kParseLineFeedsToSpaces;
-  if (keep_cr && !lf_to_space) {
-    value.assign(run);
+  const bool changes = (drop_cr && run.find('\r') != std::string_view::npos) ||
+                       (lf_to_space && run.find('\n') != std::string_view::npos);
+  if (!changes) {
+    Keep(*node, node->value_, run);
     return node;
   }
+  std::string value;
   value.reserve(run.size());
   for (const char c : run) {
-    if (c == '\r' && !keep_cr) continue;
+    if (c == '\r' && drop_cr) continue;
     value.push_back(c == '\n' && lf_to_space ? ' ' : c);
   }
+  node->Assign(node->value_, value);
   return node;
 }
 
@@ -314,19 +322,16 @@ std::unique_ptr<XmlNode> XmlDocument::ParseTag(ByteBuffer& input) {
                                          ? text.substr(start, text.size() - 2 - start)
                                          : std::string_view();
     if (content.empty()) return nullptr;
-    std::unique_ptr<XmlNode> node;
-    if (kind == TagKind::kComment) {
-      node = std::make_unique<XmlNode>(kCommentNode, "#comment", std::string(content));
-    } else if (kind == TagKind::kCData) {
-      node = std::make_unique<XmlNode>(kCDataNode, "#cdata-section", std::string(content));
-    } else {
-      return std::make_unique<XmlNode>(kDocumentTypeNode, std::string(content));
-    }
+    if (kind == TagKind::kDocType) return NewNode(kDocumentTypeNode);  // never kept
+    std::unique_ptr<XmlNode> node = kind == TagKind::kComment
+                                        ? NewNode(kCommentNode, "#comment")
+                                        : NewNode(kCDataNode, "#cdata-section");
+    Keep(*node, node->value_, content);
     node->set_self_closed(true);
     return node;
   }
 
-  text = text.substr(0, TextEnd(text, 0));
+  text = text.substr(0, TextEnd(text));
   bool self_closed = false;
   if (text.size() > 1 && text.back() == '/' &&
       (!(parse_flags_ & kParsePercentValues) || IsSpace(text[text.size() - 2]))) {
@@ -336,16 +341,72 @@ std::unique_ptr<XmlNode> XmlDocument::ParseTag(ByteBuffer& input) {
   size_t i = 0;
   SkipSpace(text, &i);
   const size_t name_start = i;
-  while (i < text.size() && !IsSpace(text[i]) && !IsControl(text[i])) ++i;
+  while (i < text.size() && !HasClass(text[i], kSpaceClass | kControlClass)) ++i;
   const std::string_view name = text.substr(name_start, i - name_start);
   if (name.empty()) return nullptr;
 
-  auto element =
-      CreateElement((parse_flags_ & kParseLowerCaseNames) ? LowerCased(name) : std::string(name));
+  std::unique_ptr<XmlNode> element = NewNode(kElementNode);
+  KeepName(*element, name);
   element->set_self_closed(self_closed);
   if (parse_flags_ & kParseNamespaces) ApplyNamespace(element.get());
-  ParseAttributes(element.get(), text.substr(i), parse_flags_);
+  ParseAttributes(*element, text.substr(i));
   return element;
+}
+
+void XmlDocument::ParseAttributes(XmlNode& element, std::string_view text) {
+  internal::NodeArena* arena = Arena();
+  // A derived document may hand over tag text of its own; only the input is kept.
+  const bool in_input = InInput(text);
+  const bool lower_case = parse_flags_ & kParseLowerCaseNames;
+  std::string scratch;
+  size_t i = 0;
+  std::string_view name;
+  bool have_name = false;
+  while (true) {
+    if (!have_name) {
+      SkipSpace(text, &i);
+      name = ReadNameToken(text, &i);
+    }
+    have_name = false;
+    if (name.empty()) return;
+
+    XmlNode* kept = nullptr;
+    std::unique_ptr<XmlNode> attribute(new (arena) XmlNode(kAttributeNode, arena, {}));
+    if (lower_case) {
+      attribute->Assign(attribute->name_, LowerCased(name));
+    } else if (in_input) {
+      attribute->Refer(attribute->name_, name);
+    } else {
+      attribute->Assign(attribute->name_, name);
+    }
+    // Attributes mostly come in name order (the writer puts them so): then they go last.
+    const size_t count = element.attributes_.size();
+    if (!lower_case &&
+        (count == 0 || internal::NameBefore(element.attributes_.items[count - 1]->name(), name))) {
+      kept = attribute.get();
+      element.Append(element.attributes_, kept);
+      (void)attribute.release();
+      kept->parent_ = &element;
+    } else {
+      kept = element.InsertAttribute(std::move(attribute));
+    }
+    if (kept != nullptr && (parse_flags_ & kParseNamespaces)) ApplyNamespace(kept);
+    SkipSpace(text, &i);
+    if (i < text.size() && text[i] == '=') {
+      ++i;
+      SkipSpace(text, &i);
+      const std::string_view value = ReadValueToken(text, &i, parse_flags_, &scratch);
+      if (kept == nullptr) continue;
+      if (in_input && value.data() != scratch.data()) {
+        kept->Refer(kept->value_, value);
+      } else {
+        kept->Assign(kept->value_, value);
+      }
+    } else {
+      name = ReadNameToken(text, &i);
+      have_name = true;
+    }
+  }
 }
 
 Placement XmlDocument::OnNodeParsed(XmlNode* parent, std::unique_ptr<XmlNode> node) {
@@ -367,7 +428,12 @@ Placement XmlDocument::OnNodeParsed(XmlNode* parent, std::unique_ptr<XmlNode> no
   }
 }
 
-void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
+namespace {
+
+// Walks the tree in document order and hands `put` every piece of the written form, so that
+// the same walk can first measure the output and then write it.
+template <typename Put>
+void WalkWritten(const XmlNode& root, int write_flags, Put put) {
   const bool content_only = write_flags & kWriteContentOnly;
   const bool quote = write_flags & kWriteQuoteAttributes;
   struct Frame {
@@ -377,11 +443,10 @@ void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
   std::vector<Frame> open;
 
   auto write_attribute = [&](const XmlNode& attribute) {
-    output.Append(attribute.name());
-    output.Append('=');
-    if (quote) output.Append('"');
-    output.Append(attribute.value());
-    if (quote) output.Append('"');
+    put(attribute.name());
+    put(quote ? "=\"" : "=");
+    put(attribute.value());
+    if (quote) put("\"");
   };
   // Writes what comes before a node's children; true when the children follow.
   auto open_node = [&](const XmlNode& node) {
@@ -390,30 +455,30 @@ void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
         return true;
       case kElementNode:
         if (content_only) return true;
-        output.Append('<');
-        output.Append(node.name());
+        put("<");
+        put(node.name());
         for (size_t i = 0; i < node.AttributeCount(); ++i) {
-          output.Append(' ');
+          put(" ");
           write_attribute(*node.AttributeAt(i));
         }
         if (node.ChildCount() == 0) {
-          output.Append(" />");
+          put(" />");
           return false;
         }
-        output.Append('>');
+        put(">");
         return true;
       case kAttributeNode:
         write_attribute(node);
         return false;
       case kCommentNode:
         if (!content_only) {
-          output.Append('<');
-          output.Append(node.value());
-          output.Append('>');
+          put("<");
+          put(node.value());
+          put(">");
         }
         return false;
       case kTextNode:
-        output.Append(node.value());
+        put(node.value());
         return false;
       default:  // CDATA sections and every other kind are not written
         return false;
@@ -429,12 +494,23 @@ void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
       continue;
     }
     if (top.node->kind() == kElementNode && !content_only) {
-      output.Append("</");
-      output.Append(top.node->name());
-      output.Append('>');
+      put("</");
+      put(top.node->name());
+      put(">");
     }
     open.pop_back();
   }
+}
+
+}  // namespace
+
+void WriteXml(const XmlNode& root, ByteBuffer& output, int write_flags) {
+  // Measuring first costs a walk over the tree; growing the output as it is written would
+  // cost copies and fresh memory, page by page, twice over.
+  size_t length = 0;
+  WalkWritten(root, write_flags, [&length](std::string_view piece) { length += piece.size(); });
+  output.Reserve(length);
+  WalkWritten(root, write_flags, [&output](std::string_view piece) { output.Append(piece); });
 }
 
 }  // namespace quorvane::xml

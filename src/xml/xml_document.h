@@ -13,6 +13,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "xml/byte_buffer.h"
 #include "xml/xml_node.h"
@@ -78,10 +79,22 @@ class XmlDocument : public XmlNode {
 
  private:
   internal::NodeArena* Arena();
+  // A node of `kind` in the arena, without value, named by a literal or not at all.
+  std::unique_ptr<XmlNode> NewNode(int kind, std::string_view literal_name = {});
+  // Whether `bytes` lie in the input being parsed.
+  bool InInput(std::string_view bytes) const;
+  // Sets `text` of `node`: a view when the bytes lie in the input, a copy otherwise.
+  void Keep(XmlNode& node, XmlNode::Text& text, std::string_view bytes);
+  // Sets the node's name from the tag text, lower-cased under kParseLowerCaseNames.
+  void KeepName(XmlNode& node, std::string_view name);
+  void ParseAttributes(XmlNode& element, std::string_view text);
 
   // Holds the nodes made by Parse and the Create calls; destroyed after the tree (see the
   // destructor).
   std::unique_ptr<internal::NodeArena> own_arena_;
+  // Every input parsed, which parsed nodes look into; destroyed after the tree.
+  std::vector<std::shared_ptr<const std::string>> inputs_;
+  std::string_view input_;  // the bytes of the input being parsed now
   unsigned parse_flags_ = 0;
   std::string encoding_;
   std::string version_;

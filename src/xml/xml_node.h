@@ -5,11 +5,12 @@
 // Thread-compatible: one tree, one thread at a time.
 #pragma once
 
+#include <cstdint>
 #include <memory>
-#include <memory_resource>
+#include <new>
+#include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "xml/entities.h"
 
@@ -46,7 +47,8 @@ class XmlNode {
   // Nodes made while a document parses come from that document's arena and must stay in
   // its tree; all others come from the heap.
   static void* operator new(size_t size);
-  static void operator delete(void* memory);
+  static void operator delete(XmlNode* node, std::destroying_delete_t);
+  static void operator delete(void* memory);  // for a constructor that throws
 
   // Destroys all children and all attributes.
   virtual void Clear();
@@ -59,11 +61,12 @@ class XmlNode {
   static std::unique_ptr<XmlNode> CreateText(std::string_view value);
 
   int kind() const { return kind_; }
-  std::string_view name() const { return name_; }
-  void set_name(std::string_view name) { name_.assign(name); }
-  std::string_view value() const { return value_; }
-  std::pmr::string& mutable_value() { return value_; }
-  void set_value(std::string_view value) { value_.assign(value); }
+  std::string_view name() const { return name_.view(); }
+  void set_name(std::string_view name) { Assign(name_, name); }
+  std::string_view value() const { return value_.view(); }
+  // The value's bytes for changing in place; the length stays.
+  std::span<char> mutable_value();
+  void set_value(std::string_view value) { Assign(value_, value); }
   bool self_closed() const { return self_closed_; }
   void set_self_closed(bool self_closed) { self_closed_ = self_closed; }
 
@@ -74,14 +77,22 @@ class XmlNode {
   void SetNamespace(std::string prefix, std::string local_name, std::string uri);
 
   XmlNode* parent() const { return parent_; }
-  XmlNode* previous_sibling() const { return previous_; }
-  XmlNode* next_sibling() const { return next_; }
+  // Siblings among the parent's children; null for the first and last, and for a node that
+  // was never appended as a child (attributes among them).
+  XmlNode* previous_sibling() const {
+    return is_child_ && index_ > 0 ? parent_->children_.items[index_ - 1] : nullptr;
+  }
+  XmlNode* next_sibling() const {
+    return is_child_ && index_ + 1 < parent_->children_.size()
+               ? parent_->children_.items[index_ + 1]
+               : nullptr;
+  }
   // The document at the top of this node's tree, or null for a detached tree.
   XmlDocument* OwnerDocument();
 
   size_t ChildCount() const { return children_.size(); }
   XmlNode* ChildAt(size_t index) const {
-    return index < children_.size() ? children_[index].get() : nullptr;
+    return index < children_.size() ? children_.items[index] : nullptr;
   }
   // Links the child after the current last child and clears this node's self-closed flag.
   XmlNode* AppendChild(std::unique_ptr<XmlNode> child);
@@ -89,7 +100,7 @@ class XmlNode {
   // Attributes, in byte-wise ascending name order.
   size_t AttributeCount() const { return attributes_.size(); }
   XmlNode* AttributeAt(size_t index) const {
-    return index < attributes_.size() ? attributes_[index].get() : nullptr;
+    return index < attributes_.size() ? attributes_.items[index] : nullptr;
   }
   XmlNode* FindAttribute(std::string_view name) const;
   // Replaces the value of the attribute of that name, or adds one.
@@ -101,10 +112,10 @@ class XmlNode {
   XmlNode* InsertAttribute(std::unique_ptr<XmlNode> attribute);
 
   // value := EncodeEntities(plain).
-  void SetTextEncoded(std::string_view plain) { value_ = EncodeEntities(plain); }
+  void SetTextEncoded(std::string_view plain) { set_value(EncodeEntities(plain)); }
   // DecodeEntities of the value.
   std::string GetTextDecoded(int flags = 0, const TagHandler* tag_handler = nullptr) const {
-    return DecodeEntities(value_, flags, tag_handler);
+    return DecodeEntities(value(), flags, tag_handler);
   }
 
   // The dotted path lookup: "Image[1].#text", "@Title", "UserVar.Var[2].@Name". Path flags:
@@ -113,29 +124,85 @@ class XmlNode {
 
  private:
   struct Namespace;
-
-  using NodeList = std::pmr::vector<std::unique_ptr<XmlNode>>;
   friend class XmlDocument;
+
+  // A name or value. It either looks at bytes that outlive the node (a literal, or the input
+  // a document keeps while its nodes live), so that parsing copies nothing, or at a block of
+  // the node's own memory, made when the text is first set or changed; such a block keeps
+  // its capacity in the word before the bytes.
+  struct Text {
+    static constexpr size_t kOwned = size_t{1} << (sizeof(size_t) * 8 - 1);
+    const char* data = "";
+    size_t size_bits = 0;  // the length, and kOwned for a block of the node's own
+    size_t size() const { return size_bits & ~kOwned; }
+    bool owned() const { return (size_bits & kOwned) != 0; }
+    std::string_view view() const { return {data, size()}; }
+  };
+
+  // Owned pointers in a block of the node's memory, grown by doubling. The block starts with
+  // the size and the capacity, so that a node without children or attributes spends one
+  // word on each list.
+  struct NodeList {
+    struct Header {
+      uint32_t size;
+      uint32_t capacity;
+    };
+    XmlNode** items = nullptr;  // just after the block's header; null while empty
+    Header* header() const { return reinterpret_cast<Header*>(items) - 1; }
+    size_t size() const { return items != nullptr ? header()->size : 0; }
+  };
+
+  // A node of `kind` without value, in `arena` (null: the heap), for the parser.
+  XmlNode(int kind, internal::NodeArena* arena, std::string_view literal_name);
+  static void* operator new(size_t size, internal::NodeArena* arena);
+  static void operator delete(void* memory, internal::NodeArena* arena);
+
+  // Copies `bytes` into the node's own memory (they may lie in the text they replace).
+  void Assign(Text& text, std::string_view bytes);
+  // Makes `text` look at bytes that outlive the node, without copying.
+  void Refer(Text& text, std::string_view bytes) {
+    Release(text);
+    text = {bytes.data(), bytes.size()};
+  }
+  void Release(Text& text) {
+    if (text.owned()) Free(reinterpret_cast<size_t*>(const_cast<char*>(text.data)) - 1);
+    text = Text();
+  }
+  void* Allocate(size_t bytes);
+  void Free(void* memory);
+  void Insert(NodeList& list, size_t at, XmlNode* node);
+  // Insert at the end, without a call while the list has room.
+  void Append(NodeList& list, XmlNode* node) {
+    if (list.items != nullptr && list.header()->size < list.header()->capacity) {
+      list.items[list.header()->size++] = node;
+    } else {
+      Insert(list, list.size(), node);
+    }
+  }
+  void ReleaseList(NodeList& list);
 
   // Detaches every descendant into a flat list so that destruction never recurses deeply.
   void DestroyChildren();
+  void DestroyAttributes();
   // Notes in this node's arena that `child` owns memory outside it.
   void CheckForeign(const XmlNode& child);
 
-  // The arena that was current when the node was made (null: the heap). The node's strings
-  // and lists, and the nodes it makes for itself (attributes, path creation), take their
-  // memory from the same place. Declared first: the members below are built with it.
+  // The arena that was current when the node was made (null: the heap). The node's own
+  // texts and lists, and the nodes it makes for itself (attributes, path creation), take
+  // their memory from the same place.
   internal::NodeArena* arena_;
-  std::pmr::string name_;
-  std::pmr::string value_;
+  Text name_;
+  Text value_;
   std::unique_ptr<Namespace> namespace_;
-  int kind_;
-  bool self_closed_ = false;
   XmlNode* parent_ = nullptr;
-  XmlNode* previous_ = nullptr;
-  XmlNode* next_ = nullptr;
   NodeList children_;
   NodeList attributes_;
+  // The position among the parent's children, which stands for the sibling links: children
+  // are only ever appended, so it never changes.
+  uint32_t index_ = 0;
+  int16_t kind_;  // the kinds are small numbers
+  bool self_closed_ = false;
+  bool is_child_ = false;
 };
 
 }  // namespace quorvane::xml

@@ -5,21 +5,39 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <memory_resource>
+#include <utility>
 #include <vector>
 
 namespace quorvane::xml::internal {
 
-class NodeArena : public std::pmr::memory_resource {
+class NodeArena {
  public:
   NodeArena() = default;
   NodeArena(const NodeArena&) = delete;
   NodeArena& operator=(const NodeArena&) = delete;
 
-  // Memory for `size` bytes, 16-byte aligned, valid until the arena is destroyed.
-  void* Allocate(size_t size) { return do_allocate(size, 16); }
-  std::pmr::memory_resource* resource() { return this; }
+  // Memory for `size` bytes, aligned to `alignment` (a power of two), valid until the arena
+  // is destroyed.
+  void* Allocate(size_t size, size_t alignment = 16) {
+    const size_t pad = (alignment - reinterpret_cast<uintptr_t>(cursor_)) & (alignment - 1);
+    if (pad + size > left_) return AllocateInNewBlock(size, alignment);
+    std::byte* memory = cursor_ + pad;
+    cursor_ = memory + size;
+    left_ -= pad + size;
+    return memory;
+  }
+
+  // One block of `size` bytes given back, for the next allocation of that size.
+  void KeepSpare(void* memory, size_t size) {
+    spare_ = memory;
+    spare_size_ = size;
+  }
+  void* TakeSpare(size_t size) {
+    if (spare_ == nullptr || size != spare_size_) return nullptr;
+    return std::exchange(spare_, nullptr);
+  }
 
   // Set once anything that owns memory outside the arena (a heap node, a node of a derived
   // type, namespace fields) is put under one of the arena's nodes: then the tree must be
@@ -43,11 +61,7 @@ class NodeArena : public std::pmr::memory_resource {
   };
 
  private:
-  void* do_allocate(size_t size, size_t alignment) override;
-  void do_deallocate(void*, size_t, size_t) override {}
-  bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override {
-    return this == &other;
-  }
+  void* AllocateInNewBlock(size_t size, size_t alignment);
 
   // Blocks start small, for the many small documents, and double up to a cap that keeps them
   // small enough for the heap to hand back memory it already has, instead of fresh pages the
@@ -58,6 +72,8 @@ class NodeArena : public std::pmr::memory_resource {
   std::vector<std::unique_ptr<std::byte[]>> blocks_;
   std::byte* cursor_ = nullptr;
   size_t left_ = 0;
+  void* spare_ = nullptr;
+  size_t spare_size_ = 0;
   bool foreign_ = false;
 };
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cctype>
 #include <string>
 
@@ -69,6 +70,12 @@ constexpr RoundTrip kRoundTrips[] = {
     {"EmptyTagMakesNoNode", "<>x", 0, "x"},
     {"WhiteSpaceBeforeName", "< a/>", 0, "<a />"},
     {"TruncatedInputEndsTree", "<a><b x='1", 0, "<a><b x=\"1\" /></a>"},
+    {"RepeatedNamesAmongOrderedAttributes", "<a a=1 b=2 b=3 c=4 a=5/>", 0,
+     "<a a=\"1\" b=\"2\" c=\"4\" />"},
+    {"HighBytesSortAfterLetters", "<a \xc3\xa9=1 z=2 Z=3/>", 0,
+     "<a Z=\"3\" z=\"2\" \xc3\xa9=\"1\" />"},
+    {"LongQuotedValues", "<a x=\"0123456789abcdef\nghij\" y='0123456789abcdef\"ghij'/>", 0,
+     "<a x=\"0123456789abcdef ghij\" y=\"0123456789abcdef\"ghij\" />"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rules, ParseWriteTest, ::testing::ValuesIn(kRoundTrips),
@@ -101,6 +108,7 @@ TEST(XmlParseTest, NodeKindsNamesAndFlags) {
   ASSERT_NE(attribute, nullptr);
   EXPECT_EQ(attribute->kind(), kAttributeNode);
   EXPECT_EQ(attribute->parent(), r);
+  EXPECT_EQ(attribute->next_sibling(), nullptr);
 
   // Text and comments show in the written form (the round trips above); CDATA does not.
   ASSERT_EQ(r->ChildCount(), 4u);
@@ -205,6 +213,43 @@ TEST(XmlParseTest, DerivedDocumentReplacesHooks) {
   ByteBuffer out;
   WriteXml(document, out, 1);
   EXPECT_EQ(out.bytes(), "<a>HI</a>");
+  // The text was changed in the node, not in the bytes it was read from.
+  EXPECT_EQ(in.bytes(), "<a>hi<!-- x --></a>");
+}
+
+// Reads each tag from a rewritten copy that lives only for the call, as a document that
+// renames old tags may: what the nodes keep must not point into that copy.
+class RenamingDocument : public XmlDocument {
+ public:
+  std::unique_ptr<XmlNode> ParseTag(ByteBuffer& input) override {
+    const std::string_view rest = input.Remaining();
+    std::string tag(rest.substr(0, std::min(rest.find('>'), rest.size() - 1) + 1));
+    input.Advance(tag.size());
+    for (size_t at = tag.find("old"); at != std::string::npos; at = tag.find("old", at)) {
+      tag.replace(at, 3, "new");
+    }
+    ByteBuffer rewritten(tag);
+    return XmlDocument::ParseTag(rewritten);
+  }
+};
+
+TEST(XmlParseTest, NamesAndValuesOutliveTheBytesTheyWereReadFrom) {
+  RenamingDocument renamed;
+  XmlDocument plain;
+  {
+    const std::string text = "<old k='old value' j=1>text of some length</old>";
+    ByteBuffer for_renamed(text);
+    ByteBuffer for_plain(text);
+    renamed.Parse(for_renamed);
+    plain.Parse(for_plain);
+    for_plain.Append("<more/>");  // the buffer goes on changing after the parse
+  }
+  ByteBuffer out;
+  WriteXml(renamed, out, 1);
+  WriteXml(plain, out, 1);
+  EXPECT_EQ(out.bytes(),
+            "<new j=\"1\" k=\"new value\">text of some length</new>"
+            "<old j=\"1\" k=\"old value\">text of some length</old>");
 }
 
 }  // namespace

@@ -86,6 +86,30 @@ TEST(XmlNodeTest, NodesOwningOutsideMemoryAreDestroyedWithAParsedTree) {
   EXPECT_EQ(destroyed, 2);
 }
 
+TEST(XmlNodeTest, ChangedNamesAndValuesLeaveTheInputAlone) {
+  const std::string text = "<r a='long attribute value'>first text</r>";
+  XmlDocument document;
+  ByteBuffer in(text);
+  document.Parse(in);
+  XmlNode* r = document.ChildAt(0);
+  XmlNode* a = r->FindAttribute("a");
+  a->set_value(a->value().substr(5));            // from bytes it looks at
+  a->set_value(a->value().substr(0, 9));         // from bytes of its own, shrinking
+  a->set_value(std::string(a->value()) + "s!");  // and growing
+  r->ChildAt(0)->set_value(r->ChildAt(0)->value().substr(0, 5));
+  r->set_name("root");
+  EXPECT_EQ(Write(document, 1), "<root a=\"attributes!\">first</root>");
+  EXPECT_EQ(in.bytes(), text);
+
+  // The same on the heap, where a replaced block is freed at once.
+  auto e = XmlNode::CreateElement("e");
+  e->SetAttribute("k", "a value of some length");
+  XmlNode* k = e->FindAttribute("k");
+  k->set_value(std::string(k->value()) + ", made longer");
+  k->set_value(k->value().substr(2));
+  EXPECT_EQ(Write(*e, 1), "<e k=\"value of some length, made longer\" />");
+}
+
 TEST(XmlNodeTest, SetAttributeReplacesAndGetAttributeDefaultsToEmpty) {
   auto e = XmlNode::CreateElement("e");
   e->SetAttribute("k", "1");
@@ -101,6 +125,8 @@ TEST(XmlNodeTest, SetAttributeReplacesAndGetAttributeDefaultsToEmpty) {
 
 TEST(ByteBufferTest, CapacityGrowsInStepsUntilLengthPlusAppendIsBelowIt) {
   ByteBuffer buffer;
+  buffer.Reserve(10u << 20);  // room made ahead does not show in the stepped capacity
+  EXPECT_EQ(buffer.capacity(), 0u);
   buffer.Append(std::string(1, 'x'));
   EXPECT_EQ(buffer.capacity(), 512u);
   buffer.Append(std::string(510, 'x'));  // 511 < 512
@@ -122,6 +148,19 @@ TEST(ByteBufferTest, AdoptedInputEndsAtFirstFF) {
   buffer.Advance(2);
   EXPECT_TRUE(buffer.AtEnd());
   EXPECT_EQ(buffer.length(), 43u);
+}
+
+TEST(ByteBufferTest, SharedBytesStayAsTheyWereWhenTheBufferChanges) {
+  const std::string text = "ab" + std::string(40, 'c');
+  ByteBuffer buffer(text);
+  const char* block = buffer.bytes().data();
+  const std::shared_ptr<const std::string> shared = buffer.Share();
+  EXPECT_EQ(shared->data(), block);  // no copy
+  EXPECT_EQ(buffer.Remaining(), text);
+  buffer.Append('d');
+  EXPECT_EQ(*shared, text);
+  EXPECT_EQ(buffer.Detach(), text + "d");
+  EXPECT_EQ(*shared, text);
 }
 
 }  // namespace
