@@ -1,7 +1,9 @@
 #!/bin/bash
 # Album archives side by side: `quorvane-cli archive pack/unpack` against `zip -r -6` and
-# `unzip` on the same ~500 MB album, timed in one run with pairbench.py (interleaved runs,
-# ratios of medians).
+# `unzip` on the same ~500 MB album, then an album opened from its archive (`album show`
+# reads the index and nothing else; `album set` rewrites the archive carrying the photos over
+# still compressed) against unpacking it and against copying the archive, timed in one run
+# with pairbench.py (interleaved runs, ratios of medians).
 #   Usage: archive_bench.sh [QUORVANE_CLI]   (default build/release/src/cli/quorvane-cli)
 #   Environment: CORPUS (default /tmp/corpus, made by make-corpus.sh; generated files when
 #   missing), WORK (default /tmp/qvo-archive-bench), RUNS (default 5), PAIRBENCH.
@@ -82,4 +84,14 @@ bench "unpack the default archive vs unzip of the same archive" \
 bench "unpack the all-deflated archive vs unzip of the same archive" \
   "rm -rf ua && '$CLI' archive unpack deflated.qvo ua" \
   "rm -rf ub && unzip -q deflated.qvo -d ub"
+bench "album show of the default archive vs unzip -q of it to a folder (goal: 20x faster)" \
+  "'$CLI' album show stored.qvo" \
+  "rm -rf ub && unzip -q stored.qvo -d ub"
+bench "album show of the default archive vs archive unpack of it" \
+  "'$CLI' album show stored.qvo" \
+  "rm -rf ua && '$CLI' archive unpack stored.qvo ua"
+cp stored.qvo edited.qvo
+bench "album set on the default archive (a new archive, photos carried over) vs cp of it" \
+  "'$CLI' album set edited.qvo --title Renamed" \
+  "rm -f copy.qvo && cp stored.qvo copy.qvo"
 rm -rf "$WORK"

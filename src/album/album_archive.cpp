@@ -499,8 +499,10 @@ bool ArchiveReader::Extract(const Entry& entry, const fs::path& path, std::strin
   return true;
 }
 
-bool WriteArchive(platform::AtomicFile& out, const std::vector<ArchiveItem>& items,
-                  ArchiveReader* source, const PackOptions& options, std::string* error) {
+bool WriteArchive(platform::AtomicFile& out, std::vector<ArchiveItem> items, ArchiveReader* source,
+                  const PackOptions& options, std::string* error) {
+  std::sort(items.begin(), items.end(),
+            [](const ArchiveItem& a, const ArchiveItem& b) { return a.name < b.name; });
   for (const ArchiveItem& item : items) {
     if (const std::string problem = NameProblem(item.name); !problem.empty()) {
       *error = "the file " + Quoted(item.name) + " " + problem;
@@ -564,33 +566,32 @@ bool IsArchivePath(const fs::path& path) {
   return EqualsIgnoringCase(Utf8(path.extension()), ".qvo") && !fs::is_directory(path, ec);
 }
 
-bool PackAlbumFolder(const fs::path& folder, const fs::path& archive, const PackOptions& options,
-                     std::string* error) {
-  const std::string prefix =
-      "Unable to pack " + Quoted(Utf8(folder)) + " into " + Quoted(Utf8(archive)) + ": ";
-  std::vector<ArchiveItem> items;
+bool AddFolderItems(const fs::path& folder, const std::vector<std::string>& leave_out,
+                    std::vector<ArchiveItem>* items, std::string* error) {
   std::error_code ec;
   for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
     // An album never holds links or folders of its own; following a link could mail away a
     // file from elsewhere on the disk.
     if (!it->is_regular_file(ec) || it->is_symlink(ec)) continue;
     std::string name = Utf8(it->path().filename());
-    if (std::find(options.leave_out.begin(), options.leave_out.end(), name) ==
-        options.leave_out.end()) {
-      items.push_back({std::move(name), it->path()});
+    if (std::find(leave_out.begin(), leave_out.end(), name) == leave_out.end()) {
+      items->push_back({std::move(name), it->path()});
     }
   }
-  if (ec) {
-    *error = prefix + ec.message();
-    return false;
-  }
-  std::sort(items.begin(), items.end(),
-            [](const ArchiveItem& a, const ArchiveItem& b) { return a.name < b.name; });
+  if (ec) *error = ec.message();
+  return !ec;
+}
+
+bool PackAlbumFolder(const fs::path& folder, const fs::path& archive, const PackOptions& options,
+                     std::string* error) {
+  std::vector<ArchiveItem> items;
   platform::AtomicFile out;
   std::string reason;
-  if (!out.Open(archive, &reason) || !WriteArchive(out, items, nullptr, options, &reason) ||
+  if (!AddFolderItems(folder, options.leave_out, &items, &reason) || !out.Open(archive, &reason) ||
+      !WriteArchive(out, std::move(items), nullptr, options, &reason) ||
       !out.Commit(platform::Flush::kNow, &reason)) {
-    *error = prefix + reason;
+    *error =
+        "Unable to pack " + Quoted(Utf8(folder)) + " into " + Quoted(Utf8(archive)) + ": " + reason;
     return false;
   }
   return true;

@@ -118,7 +118,7 @@ class ArchiveReader {
                              std::string* error);
 
  private:
-  friend bool WriteArchive(platform::AtomicFile& out, const std::vector<ArchiveItem>& items,
+  friend bool WriteArchive(platform::AtomicFile& out, std::vector<ArchiveItem> items,
                            ArchiveReader* source, const PackOptions& options, std::string* error);
   ArchiveReader(::zip* archive, std::string label) : zip_(archive), label_(std::move(label)) {}
   static std::unique_ptr<ArchiveReader> Judge(::zip* archive, std::string label,
@@ -142,13 +142,19 @@ struct ArchiveItem {
   const ArchiveReader::Entry* packed = nullptr;
 };
 
-// Writes an archive of `items` into `out`, which is open and left uncommitted: the
-// caller commits it, after letting go of `source` where the system cannot replace an open
+// Adds an item for every regular file directly in `folder` whose name is not in `leave_out`.
+// Subfolders and links are skipped: an album has none of its own, and following a link could
+// pack a file from elsewhere on the disk. On failure returns false with the reason in *error.
+bool AddFolderItems(const std::filesystem::path& folder, const std::vector<std::string>& leave_out,
+                    std::vector<ArchiveItem>* items, std::string* error);
+
+// Writes an archive of `items`, in name order, into `out`, which is open and left uncommitted:
+// the caller commits it, after letting go of `source` where the system cannot replace an open
 // file. Files are compressed as `options` say (its leave_out is not consulted); packed items
 // keep their compression and are never inflated. A name UnpackArchive would refuse fails the
 // write. On failure returns false and sets *error to the reason alone ("cancelled" when
 // `options.progress` cancelled it); `out` then holds nothing useful. Caller's thread.
-[[nodiscard]] bool WriteArchive(platform::AtomicFile& out, const std::vector<ArchiveItem>& items,
+[[nodiscard]] bool WriteArchive(platform::AtomicFile& out, std::vector<ArchiveItem> items,
                                 ArchiveReader* source, const PackOptions& options,
                                 std::string* error);
 

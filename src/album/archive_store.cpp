@@ -221,30 +221,16 @@ bool ArchiveStore::Reopen() {
 }
 
 bool ArchiveStore::Commit(const std::vector<std::string>& leave_out) {
-  auto left_out = [&](const std::string& name) {
-    return std::find(leave_out.begin(), leave_out.end(), name) != leave_out.end();
-  };
   std::vector<ArchiveItem> items;
-  std::error_code ec;
-  for (fs::directory_iterator it(folder(), ec), end; !ec && it != end; it.increment(ec)) {
-    if (!it->is_regular_file(ec) || it->is_symlink(ec)) continue;
-    std::string name = it->path().filename().string();
-    if (!left_out(name)) items.push_back({std::move(name), it->path()});
-  }
-  if (ec) {
-    set_last_error("Unable to save " + archive_.string() + ": " + ec.message());
-    return false;
-  }
   for (const auto& [name, entry] : packed_) {
-    if (!left_out(name)) items.push_back({name, {}, entry});
+    if (std::find(leave_out.begin(), leave_out.end(), name) == leave_out.end()) {
+      items.push_back({name, {}, entry});
+    }
   }
-  std::sort(items.begin(), items.end(),
-            [](const ArchiveItem& a, const ArchiveItem& b) { return a.name < b.name; });
-
   platform::AtomicFile out;
   std::string error;
-  if (!out.Open(archive_, &error) ||
-      !WriteArchive(out, items, reader_.get(), pack_options_, &error)) {
+  if (!AddFolderItems(folder(), leave_out, &items, &error) || !out.Open(archive_, &error) ||
+      !WriteArchive(out, std::move(items), reader_.get(), pack_options_, &error)) {
     set_last_error("Unable to save " + archive_.string() + ": " + error);
     return false;
   }
