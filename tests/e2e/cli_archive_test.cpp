@@ -8,6 +8,7 @@
 #include <zlib.h>
 
 #include "cli_test_fixture.h"
+#include "testing/raw_zip.h"
 
 namespace quorvane {
 namespace {
@@ -15,50 +16,9 @@ namespace {
 namespace fs = std::filesystem;
 using testing::RunCli;
 
-struct RawEntry {
-  std::string name;
-  uint16_t method;  // 0 stored, 8 deflated
-  uint32_t crc;
-  uint64_t size;     // unpacked
-  std::string data;  // as stored in the archive
-};
-
-void Put(std::string& out, uint64_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) out += static_cast<char>(value >> (8 * i));
-}
-
-// A ZIP file of entries whose data is already compressed (no ZIP64: every size below 4 GB).
-std::string ZipOf(const std::vector<RawEntry>& entries) {
-  std::string out, central;
-  for (const RawEntry& e : entries) {
-    const uint64_t offset = out.size();
-    for (std::string* header : {&out, &central}) {
-      const bool is_central = header == &central;
-      Put(*header, is_central ? 0x02014b50 : 0x04034b50, 4);
-      if (is_central) Put(*header, 0x031e, 2);  // made on Unix
-      for (uint64_t field :
-           {uint64_t{20}, uint64_t{0}, uint64_t{e.method}, uint64_t{0}, uint64_t{0x21}})
-        Put(*header, field, 2);
-      Put(*header, e.crc, 4), Put(*header, e.data.size(), 4), Put(*header, e.size, 4);
-      Put(*header, e.name.size(), 2), Put(*header, 0, 2);
-      if (is_central) {
-        Put(*header, 0, 6), Put(*header, 0100644u << 16, 4), Put(*header, offset, 4);
-      }
-      *header += e.name;
-    }
-    out += e.data;
-  }
-  const uint64_t central_offset = out.size();
-  out += central;
-  Put(out, 0x06054b50, 4), Put(out, 0, 4), Put(out, entries.size(), 2);
-  Put(out, entries.size(), 2), Put(out, central.size(), 4), Put(out, central_offset, 4);
-  Put(out, 0, 2);
-  return out;
-}
-
 // `mib` MiB of zeros, deflated without deflating them all: one MiB compressed and flushed in
 // full is a self-contained run of blocks, so copies of it follow each other validly.
-RawEntry Zeros(const std::string& name, uint64_t mib) {
+testing::RawZipEntry Zeros(const std::string& name, uint64_t mib) {
   const std::string chunk(1 << 20, '\0');
   z_stream stream{};
   EXPECT_EQ(deflateInit2(&stream, 9, Z_DEFLATED, -15, 9, Z_DEFAULT_STRATEGY), Z_OK);
@@ -75,7 +35,7 @@ RawEntry Zeros(const std::string& name, uint64_t mib) {
   }
   deflateEnd(&stream);
 
-  RawEntry entry{name, 8, 0, mib << 20, {}};
+  testing::RawZipEntry entry{name, 8, 0, mib << 20, {}};
   const uLong chunk_crc = crc32(0, reinterpret_cast<const Bytef*>(chunk.data()), 1 << 20);
   for (uint64_t i = 0; i < mib; ++i) {
     entry.data += one;
@@ -85,7 +45,7 @@ RawEntry Zeros(const std::string& name, uint64_t mib) {
   return entry;
 }
 
-RawEntry Stored(const std::string& name, const std::string& data) {
+testing::RawZipEntry Stored(const std::string& name, const std::string& data) {
   return {name, 0,
           static_cast<uint32_t>(crc32(0, reinterpret_cast<const Bytef*>(data.data()),
                                       static_cast<uInt>(data.size()))),
@@ -126,8 +86,9 @@ TEST_F(CliArchiveTest, ArchiveAlbumOpensAndSavesWithoutUnpackingItsPhotos) {
   const std::string index =
       "<Quorvane Title=\"Zeros\" Version=\"1.0\"><Image Format=\"BMP\" ImageFile=\"zeros.bmp\" "
       "ImageSize=\"0x0\"></Image></Quorvane>";
-  testing::WriteTextFile(archive, ZipOf({Stored("index.quorvane", index), Zeros("zeros.bmp", 3720),
-                                         Stored("_thumb_zeros.bmp.jpg", "thumbnail")}));
+  testing::WriteTextFile(archive,
+                         testing::RawZip({Stored("index.quorvane", index), Zeros("zeros.bmp", 3720),
+                                          Stored("_thumb_zeros.bmp.jpg", "thumbnail")}));
   const uint64_t archive_size = fs::file_size(archive);
   ASSERT_LT(archive_size, uint64_t{8} << 20);
   const fs::path tmp = dir_ / "tmp";

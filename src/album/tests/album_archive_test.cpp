@@ -19,6 +19,7 @@
 #include "album/archive_store.h"
 #include "album/batch_operations.h"
 #include "album/photo_operations.h"
+#include "testing/raw_zip.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::album {
@@ -95,35 +96,6 @@ std::string Damaged(std::string good, std::string_view how) {
   if (how == "HugeDeclaredSize") SetDeclaredSizes(&good, 0xfffffff0u);
   if (how == "UnderstatedDeclaredSize") SetDeclaredSizes(&good, 1000);
   return good;
-}
-
-// An archive of one deflated entry whose ZIP64 sizes claim `declared` unpacked bytes; its
-// data inflates to nothing, since only the claim should matter before anything is written.
-void WriteClaimingArchive(const fs::path& path, const std::string& name, uint64_t declared) {
-  std::string out;
-  auto u16 = [&](uint32_t v) { out += {static_cast<char>(v), static_cast<char>(v >> 8)}; };
-  auto u32 = [&](uint32_t v) { u16(v & 0xffff), u16(v >> 16); };
-  const std::string data("\3\0", 2);  // an empty final deflate block
-  auto header = [&](uint32_t signature, bool central) {
-    u32(signature);
-    if (central) u16(0x031e);                                  // made by: Unix
-    for (uint32_t field : {45, 0, 8, 0, 0x21, 0}) u16(field);  // version .. date, then crc
-    u16(0);
-    u32(0xffffffff), u32(0xffffffff);  // both sizes in the ZIP64 field
-    u16(static_cast<uint32_t>(name.size())), u16(20);
-    if (central) u16(0), u16(0), u16(0), u32(0100644u << 16), u32(0);
-    out += name;
-    u16(1), u16(16), u32(static_cast<uint32_t>(declared)),
-        u32(static_cast<uint32_t>(declared >> 32));
-    u32(static_cast<uint32_t>(data.size())), u32(0);
-  };
-  header(0x04034b50, false);
-  out += data;
-  const auto central = static_cast<uint32_t>(out.size());
-  header(0x02014b50, true);
-  const auto central_size = static_cast<uint32_t>(out.size()) - central;
-  u32(0x06054b50), u16(0), u16(0), u16(1), u16(1), u32(central_size), u32(central), u16(0);
-  WriteTextFile(path, out);
 }
 
 // Points the temporary folder, where working copies go, elsewhere for one scope.
@@ -356,7 +328,8 @@ TEST_F(AlbumArchiveTest, EntriesUnpackedOnDemandKeepTheDataRules) {
 // is written, with the sizes in the message; an archive that claims a petabyte stands in.
 TEST_F(AlbumArchiveTest, WhatWouldNotFitOnTheDiskIsRefusedBeforeWriting) {
   const fs::path archive = temp_ / "huge.qvo";
-  WriteClaimingArchive(archive, "huge.png", uint64_t{1} << 50);
+  // Its data inflates to nothing: only the claim should matter before anything is written.
+  WriteTextFile(archive, testing::RawZip({{"huge.png", 8, 0, uint64_t{1} << 50, {"\3\0", 2}}}));
   const ArchiveLimits no_limits{.max_total_bytes = UINT64_MAX};
   const std::string prefix = "Unable to unpack \"" + archive.string() + "\": ";
 
