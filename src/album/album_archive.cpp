@@ -4,7 +4,6 @@
 #include <cctype>
 #include <cerrno>
 #include <chrono>
-#include <cinttypes>
 #include <cstdio>
 #include <memory>
 #include <set>
@@ -408,13 +407,6 @@ std::unique_ptr<ArchiveReader> ArchiveReader::Judge(zip_t* zip, std::string labe
                                 (stat.valid & ZIP_STAT_MTIME) != 0});
   }
   return reader;
-}
-
-const ArchiveReader::Entry* ArchiveReader::Find(std::string_view name) const {
-  for (const Entry& entry : entries_) {
-    if (entry.name == name) return &entry;
-  }
-  return nullptr;
 }
 
 bool ArchiveReader::Inflate(const Entry& entry,

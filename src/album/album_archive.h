@@ -105,8 +105,6 @@ class ArchiveReader {
   ArchiveReader& operator=(const ArchiveReader&) = delete;
 
   const std::vector<Entry>& entries() const { return entries_; }
-  // The entry of that name, or null.
-  const Entry* Find(std::string_view name) const;
 
   // Inflates the entry into *bytes. Refused, with a message naming the entry, when its data is
   // damaged or inflates to more or less than the archive declares.

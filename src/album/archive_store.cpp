@@ -210,12 +210,15 @@ bool ArchiveStore::Reopen() {
     set_last_error("Unable to open " + archive_.string() + " again: " + error);
     return false;
   }
+  std::map<std::string_view, const ArchiveReader::Entry*> by_name;
+  for (const ArchiveReader::Entry& entry : reader_->entries()) by_name.emplace(entry.name, &entry);
   for (auto& [name, entry] : packed_) {
-    entry = reader_->Find(name);
-    if (entry == nullptr) {
+    const auto found = by_name.find(name);
+    if (found == by_name.end()) {
       set_last_error("Unable to open " + archive_.string() + " again: \"" + name + "\" is missing");
       return false;
     }
+    entry = found->second;
   }
   return true;
 }
