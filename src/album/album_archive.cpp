@@ -32,6 +32,7 @@ constexpr uint32_t kDosDirectory = 0x10;
 constexpr uint32_t kWindowsReparsePoint = 0x400;
 
 constexpr size_t kCopyBufferSize = 1 << 18;
+constexpr size_t kFileBufferSize = 1 << 20;
 
 struct ZipCloser {
   void operator()(zip_t* archive) const { zip_discard(archive); }
@@ -157,6 +158,7 @@ std::string SpaceProblem(const fs::path& path, uint64_t bytes) {
 // libzip writes a new archive into the AtomicFile through this source, so the archive has no
 // temporary file of libzip's own (which a killed process would leave behind) and reaches the
 // disk the way every other file of a person's does.
+// libzip writes a few KB at a time; the bytes reach the file in large blocks instead.
 struct WriteTarget {
   explicit WriteTarget(platform::AtomicFile* file) : out(file) { zip_error_init(&error); }
   ~WriteTarget() { zip_error_fini(&error); }
@@ -167,9 +169,15 @@ struct WriteTarget {
     zip_error_set(&error, zip_code, system_code);
     return -1;
   }
+  bool FlushPending() {
+    const bool written = out->Write(pending.data(), pending.size(), &reason);
+    pending.clear();
+    return written;
+  }
 
   platform::AtomicFile* out;
   zip_error_t error;
+  std::string pending;  // written at the file's position, ahead of it
   uint64_t position = 0;
   uint64_t size = 0;  // the end of what was written, for seeks from the end
   bool removed = false;
@@ -189,9 +197,12 @@ zip_int64_t WriteTargetCallback(void* state, void* data, zip_uint64_t length,
       return zip_error_to_data(&target->error, data, length);
     case ZIP_SOURCE_BEGIN_WRITE:
       target->position = target->size = 0;
+      target->pending.clear();
+      target->pending.reserve(kFileBufferSize);
       return target->out->Seek(0, &target->reason) ? 0 : target->Failed(ZIP_ER_SEEK, EIO);
     case ZIP_SOURCE_WRITE:
-      if (!target->out->Write(data, length, &target->reason)) {
+      target->pending.append(static_cast<const char*>(data), length);
+      if (target->pending.size() >= kFileBufferSize && !target->FlushPending()) {
         return target->Failed(ZIP_ER_WRITE, EIO);
       }
       target->position += length;
@@ -201,18 +212,20 @@ zip_int64_t WriteTargetCallback(void* state, void* data, zip_uint64_t length,
       const zip_int64_t offset = zip_source_seek_compute_offset(target->position, target->size,
                                                                 data, length, &target->error);
       if (offset < 0) return -1;
+      if (!target->FlushPending()) return target->Failed(ZIP_ER_WRITE, EIO);
       if (!target->out->Seek(static_cast<uint64_t>(offset), &target->reason)) {
         return target->Failed(ZIP_ER_SEEK, EIO);
       }
       target->position = static_cast<uint64_t>(offset);
       return 0;
     }
+    case ZIP_SOURCE_COMMIT_WRITE:  // the caller commits the AtomicFile
+      return target->FlushPending() ? 0 : target->Failed(ZIP_ER_WRITE, EIO);
     case ZIP_SOURCE_TELL_WRITE:
       return static_cast<zip_int64_t>(target->position);
     case ZIP_SOURCE_REMOVE:
       target->removed = true;
       return 0;
-    case ZIP_SOURCE_COMMIT_WRITE:  // the caller commits the AtomicFile
     case ZIP_SOURCE_ROLLBACK_WRITE:
     case ZIP_SOURCE_CLOSE:
     case ZIP_SOURCE_FREE:
@@ -310,13 +323,34 @@ std::unique_ptr<ArchiveReader> ArchiveReader::Open(const fs::path& archive,
     *error = "Unable to unpack " + label + ": the file is empty";
     return nullptr;
   }
-  int code = 0;
-  zip_t* zip = zip_open(Utf8(archive).c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &code);
-  if (zip == nullptr) {
-    *error = "Unable to unpack " + label + ": " + ZipErrorText(code);
+#ifdef _WIN32
+  std::FILE* file = _wfopen(archive.c_str(), L"rb");
+#else
+  std::FILE* file = std::fopen(archive.c_str(), "rbe");
+#endif
+  if (file == nullptr) {
+    *error = "Unable to unpack " + label + ": " + platform::ErrorText(errno);
     return nullptr;
   }
-  return Judge(zip, std::move(label), limits, error);
+  // libzip reads a few KB at a time, seeking before each read; a large buffer turns that into
+  // few reads when an archive is copied on, entry after entry. (Given no buffer, the C library
+  // would keep its own small one.)
+  auto file_buffer = std::make_unique_for_overwrite<char[]>(kFileBufferSize);
+  std::setvbuf(file, file_buffer.get(), _IOFBF, kFileBufferSize);
+  zip_error_t zip_error;
+  zip_error_init(&zip_error);
+  zip_source_t* source = zip_source_filep_create(file, 0, -1, &zip_error);
+  zip_t* zip = source == nullptr
+                   ? nullptr
+                   : zip_open_from_source(source, ZIP_RDONLY | ZIP_CHECKCONS, &zip_error);
+  if (zip == nullptr) {
+    source != nullptr ? zip_source_free(source) : void(std::fclose(file));
+    *error = "Unable to unpack " + label + ": " + ZipErrorText(zip_error_code_zip(&zip_error));
+    zip_error_fini(&zip_error);
+    return nullptr;
+  }
+  zip_error_fini(&zip_error);
+  return Judge(zip, std::move(label), std::move(file_buffer), limits, error);
 }
 
 std::unique_ptr<ArchiveReader> ArchiveReader::OpenBytes(std::string_view bytes,
@@ -340,7 +374,7 @@ std::unique_ptr<ArchiveReader> ArchiveReader::OpenBytes(std::string_view bytes,
     return nullptr;
   }
   zip_error_fini(&zip_error);
-  return Judge(zip, std::move(label), limits, error);
+  return Judge(zip, std::move(label), nullptr, limits, error);
 }
 
 ArchiveReader::~ArchiveReader() { zip_discard(zip_); }
@@ -348,9 +382,11 @@ ArchiveReader::~ArchiveReader() { zip_discard(zip_); }
 // Every entry is judged before anything is inflated, so a refused archive costs no writes, not
 // even of the harmless files that come before the bad entry.
 std::unique_ptr<ArchiveReader> ArchiveReader::Judge(zip_t* zip, std::string label,
+                                                    std::unique_ptr<char[]> file_buffer,
                                                     const ArchiveLimits& limits,
                                                     std::string* error) {
-  std::unique_ptr<ArchiveReader> reader(new ArchiveReader(zip, std::move(label)));
+  std::unique_ptr<ArchiveReader> reader(
+      new ArchiveReader(zip, std::move(label), std::move(file_buffer)));
   auto fail = [&](std::string problem) {
     reader->Fail(std::move(problem), error);
     return nullptr;

@@ -118,8 +118,10 @@ class ArchiveReader {
  private:
   friend bool WriteArchive(platform::AtomicFile& out, std::vector<ArchiveItem> items,
                            ArchiveReader* source, const PackOptions& options, std::string* error);
-  ArchiveReader(::zip* archive, std::string label) : zip_(archive), label_(std::move(label)) {}
+  ArchiveReader(::zip* archive, std::string label, std::unique_ptr<char[]> file_buffer)
+      : zip_(archive), label_(std::move(label)), file_buffer_(std::move(file_buffer)) {}
   static std::unique_ptr<ArchiveReader> Judge(::zip* archive, std::string label,
+                                              std::unique_ptr<char[]> file_buffer,
                                               const ArchiveLimits& limits, std::string* error);
   // Runs the entry's inflated bytes through `sink`, checking them against the declared size.
   bool Inflate(const Entry& entry, const std::function<bool(const char*, size_t)>& sink,
@@ -130,6 +132,7 @@ class ArchiveReader {
   std::string label_;  // names the archive in messages
   std::vector<Entry> entries_;
   std::vector<char> buffer_;
+  std::unique_ptr<char[]> file_buffer_;  // the archive file's stdio buffer, freed after it
 };
 
 // One file of an archive being written: the file at `file`, or, when `packed` is set, that

@@ -143,8 +143,11 @@ fs::path FolderOf(const fs::path& path) {
 }
 
 fs::path TempSlot(const fs::path& target, int slot) {
-  fs::path name = target.filename();
-  return FolderOf(target) / ("." + name.string() + ".qvtmp" + std::to_string(slot));
+  fs::path name = ".";
+  name += target.filename();
+  name += ".qvtmp";
+  name += std::to_string(slot);
+  return FolderOf(target) / name;
 }
 
 }  // namespace
