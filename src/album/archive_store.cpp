@@ -132,6 +132,7 @@ ArchiveStore::~ArchiveStore() {
 bool ArchiveStore::ReadFile(std::string_view name, std::string* bytes) {
   const auto packed = packed_.find(name);
   if (packed == packed_.end()) return FolderStore::ReadFile(name, bytes);
+  if (!HasArchive()) return false;
   std::string error;
   if (reader_->Read(*packed->second, bytes, &error)) return true;
   set_last_error(std::move(error));
@@ -175,6 +176,7 @@ bool ArchiveStore::ListFiles(std::vector<std::string>* names) {
 bool ArchiveStore::Unpack(std::string_view name) {
   const auto packed = packed_.find(name);
   if (packed == packed_.end()) return true;
+  if (!HasArchive()) return false;
   std::string error;
   if (!reader_->Extract(*packed->second, PathOf(name), &error)) {
     set_last_error(std::move(error));
@@ -201,13 +203,20 @@ bool ArchiveStore::ExchangeFiles(std::string_view a, std::string_view b) {
   return true;
 }
 
+bool ArchiveStore::HasArchive() {
+  if (reader_ != nullptr) return true;
+  set_last_error(lost_archive_);
+  return false;
+}
+
 bool ArchiveStore::Reopen() {
   std::string error;
   // The archive is ours: what was carried over was judged when the store opened, and the
   // rest came from the working copy, so no limit applies a second time.
   reader_ = ArchiveReader::Open(archive_, {UINT64_MAX, UINT64_MAX}, &error);
   if (reader_ == nullptr) {
-    set_last_error("Unable to open " + archive_.string() + " again: " + error);
+    lost_archive_ = "Unable to open " + archive_.string() + " again: " + error;
+    set_last_error(lost_archive_);
     return false;
   }
   std::map<std::string_view, const ArchiveReader::Entry*> by_name;
@@ -215,7 +224,9 @@ bool ArchiveStore::Reopen() {
   for (auto& [name, entry] : packed_) {
     const auto found = by_name.find(name);
     if (found == by_name.end()) {
-      set_last_error("Unable to open " + archive_.string() + " again: \"" + name + "\" is missing");
+      lost_archive_ = "Unable to open " + archive_.string() + " again: \"" + name + "\" is missing";
+      set_last_error(lost_archive_);
+      reader_.reset();
       return false;
     }
     entry = found->second;
@@ -224,6 +235,7 @@ bool ArchiveStore::Reopen() {
 }
 
 bool ArchiveStore::Commit(const std::vector<std::string>& leave_out) {
+  if (!packed_.empty() && !HasArchive()) return false;
   std::vector<ArchiveItem> items;
   for (const auto& [name, entry] : packed_) {
     if (std::find(leave_out.begin(), leave_out.end(), name) == leave_out.end()) {

@@ -70,11 +70,15 @@ class ArchiveStore : public FolderStore {
   bool Unpack(std::string_view name);
   // Opens the archive again (after a commit) and points the packed names at its entries.
   bool Reopen();
+  // False, with the reason as the last error, once the archive could not be opened again: the
+  // packed files are out of reach.
+  bool HasArchive();
 
   std::filesystem::path archive_;
   PackOptions pack_options_;
   int lock_;  // held open (and locked) while the store lives: the working copy is in use
-  std::unique_ptr<ArchiveReader> reader_;
+  std::unique_ptr<ArchiveReader> reader_;  // null once the archive was lost
+  std::string lost_archive_;
   // The files whose content is still only in the archive, and the entry holding each. A name
   // is here or in the working copy, never both.
   std::map<std::string, const ArchiveReader::Entry*, std::less<>> packed_;
