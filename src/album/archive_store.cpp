@@ -1,6 +1,8 @@
 #include "album/archive_store.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <ctime>
 #include <random>
 #include <system_error>
@@ -95,6 +97,8 @@ void RemoveAbandonedWorkingCopies(const fs::path& base) {
 
 std::unique_ptr<ArchiveStore> ArchiveStore::Open(const fs::path& archive,
                                                  const ArchiveLimits& limits, std::string* error) {
+  std::unique_ptr<ArchiveReader> reader = ArchiveReader::Open(archive, limits, error);
+  if (!reader) return nullptr;
   fs::path working_copy;
   if (!MakeWorkingCopyFolder(&working_copy, error)) return nullptr;
   int lock = -1;
@@ -103,16 +107,18 @@ std::unique_ptr<ArchiveStore> ArchiveStore::Open(const fs::path& archive,
   RemoveAbandonedWorkingCopies(working_copy.parent_path());
 #endif
   std::error_code ec;
-  if (!UnpackArchive(archive, working_copy, limits, error)) {
-    fs::remove_all(working_copy, ec);
-#ifndef _WIN32
-    if (lock >= 0) ::close(lock);
-#endif
-    return nullptr;
-  }
   fs::path absolute = fs::absolute(archive, ec);
-  return std::unique_ptr<ArchiveStore>(
-      new ArchiveStore(ec ? archive : std::move(absolute), std::move(working_copy), lock));
+  return std::unique_ptr<ArchiveStore>(new ArchiveStore(
+      ec ? archive : std::move(absolute), std::move(working_copy), lock, std::move(reader)));
+}
+
+ArchiveStore::ArchiveStore(fs::path archive, fs::path working_copy, int lock,
+                           std::unique_ptr<ArchiveReader> reader)
+    : FolderStore(std::move(working_copy)),
+      archive_(std::move(archive)),
+      lock_(lock),
+      reader_(std::move(reader)) {
+  for (const ArchiveReader::Entry& entry : reader_->entries()) packed_.emplace(entry.name, &entry);
 }
 
 ArchiveStore::~ArchiveStore() {
@@ -123,13 +129,133 @@ ArchiveStore::~ArchiveStore() {
 #endif
 }
 
-bool ArchiveStore::Commit(const std::vector<std::string>& leave_out) {
-  PackOptions options = pack_options_;
-  options.leave_out = leave_out;
+bool ArchiveStore::ReadFile(std::string_view name, std::string* bytes) {
+  const auto packed = packed_.find(name);
+  if (packed == packed_.end()) return FolderStore::ReadFile(name, bytes);
+  if (!HasArchive()) return false;
   std::string error;
-  if (PackAlbumFolder(folder(), archive_, options, &error)) return true;
+  if (reader_->Read(*packed->second, bytes, &error)) return true;
   set_last_error(std::move(error));
   return false;
+}
+
+bool ArchiveStore::WriteFile(std::string_view name, std::string_view bytes) {
+  if (!FolderStore::WriteFile(name, bytes)) return false;
+  packed_.erase(std::string(name));
+  return true;
+}
+
+bool ArchiveStore::WriteNewFile(std::string_view name, std::string_view bytes) {
+  if (!FolderStore::WriteNewFile(name, bytes)) return false;
+  packed_.erase(std::string(name));
+  return true;
+}
+
+bool ArchiveStore::ImportFile(const fs::path& source, std::string_view name) {
+  if (!FolderStore::ImportFile(source, name)) return false;
+  packed_.erase(std::string(name));
+  return true;
+}
+
+bool ArchiveStore::RemoveFile(std::string_view name) {
+  if (!FolderStore::RemoveFile(name)) return false;
+  packed_.erase(std::string(name));
+  return true;
+}
+
+bool ArchiveStore::FileExists(std::string_view name) {
+  return packed_.find(name) != packed_.end() || FolderStore::FileExists(name);
+}
+
+bool ArchiveStore::ListFiles(std::vector<std::string>* names) {
+  if (!FolderStore::ListFiles(names)) return false;
+  for (const auto& [name, entry] : packed_) names->push_back(name);
+  return true;
+}
+
+bool ArchiveStore::Unpack(std::string_view name) {
+  const auto packed = packed_.find(name);
+  if (packed == packed_.end()) return true;
+  if (!HasArchive()) return false;
+  std::string error;
+  if (!reader_->Extract(*packed->second, PathOf(name), &error)) {
+    set_last_error(std::move(error));
+    return false;
+  }
+  packed_.erase(packed);
+  return true;
+}
+
+fs::path ArchiveStore::LocalPath(std::string_view name) const {
+  // Unpacking on first use is the point of this store; callers that only want a path see it
+  // as const, as with a folder's.
+  if (!IsPlainFileName(name) || !const_cast<ArchiveStore*>(this)->Unpack(name)) return {};
+  return FolderStore::LocalPath(name);
+}
+
+bool ArchiveStore::ExchangeFiles(std::string_view a, std::string_view b) {
+  if (!FolderStore::ExchangeFiles(a, b)) return false;
+  // The files in the working copy have changed names; the packed ones do the same here.
+  auto packed_a = packed_.extract(std::string(a));
+  auto packed_b = packed_.extract(std::string(b));
+  if (!packed_a.empty()) packed_.emplace(std::string(b), packed_a.mapped());
+  if (!packed_b.empty()) packed_.emplace(std::string(a), packed_b.mapped());
+  return true;
+}
+
+bool ArchiveStore::HasArchive() {
+  if (reader_ != nullptr) return true;
+  set_last_error(lost_archive_);
+  return false;
+}
+
+bool ArchiveStore::Reopen() {
+  std::string error;
+  // The archive is ours: what was carried over was judged when the store opened, and the
+  // rest came from the working copy, so no limit applies a second time.
+  reader_ = ArchiveReader::Open(archive_, {UINT64_MAX, UINT64_MAX}, &error);
+  if (reader_ == nullptr) {
+    lost_archive_ = "Unable to open " + archive_.string() + " again: " + error;
+    set_last_error(lost_archive_);
+    return false;
+  }
+  std::map<std::string_view, const ArchiveReader::Entry*> by_name;
+  for (const ArchiveReader::Entry& entry : reader_->entries()) by_name.emplace(entry.name, &entry);
+  for (auto& [name, entry] : packed_) {
+    const auto found = by_name.find(name);
+    if (found == by_name.end()) {
+      lost_archive_ = "Unable to open " + archive_.string() + " again: \"" + name + "\" is missing";
+      set_last_error(lost_archive_);
+      reader_.reset();
+      return false;
+    }
+    entry = found->second;
+  }
+  return true;
+}
+
+bool ArchiveStore::Commit(const std::vector<std::string>& leave_out) {
+  if (!packed_.empty() && !HasArchive()) return false;
+  std::vector<ArchiveItem> items;
+  for (const auto& [name, entry] : packed_) {
+    if (std::find(leave_out.begin(), leave_out.end(), name) == leave_out.end()) {
+      items.push_back({name, {}, entry});
+    }
+  }
+  platform::AtomicFile out;
+  std::string error;
+  if (!AddFolderItems(folder(), leave_out, &items, &error) || !out.Open(archive_, &error) ||
+      !WriteArchive(out, std::move(items), reader_.get(), pack_options_, &error)) {
+    set_last_error("Unable to save " + archive_.string() + ": " + error);
+    return false;
+  }
+  // The old archive is let go of before the new one takes its name: Windows replaces no open
+  // file. Should the rename fail, the old archive is still there to open again.
+  reader_.reset();
+  const bool committed = out.Commit(platform::Flush::kNow, &error);
+  if (!Reopen()) return false;
+  if (!committed) set_last_error("Unable to save " + archive_.string() + ": " + error);
+  return committed;
 }
 
 }  // namespace quorvane::album

@@ -1,10 +1,13 @@
-// ArchiveStore: the store of an album kept in an album archive (".qvo"). The archive is
-// unpacked into a private working copy under the system's temporary folder; the album reads
-// and writes that folder like any album folder, Commit packs it back into the archive, and
-// closing the store removes the working copy.
+// ArchiveStore: the store of an album kept in an album archive (".qvo"). The archive stays
+// packed: the index and the photos are read from it when asked for, a file is unpacked into a
+// private working copy under the system's temporary folder only when something needs it by
+// path, new and changed files go to the working copy, and Commit writes a new archive that
+// carries every untouched entry over still compressed. Closing the store removes the working
+// copy.
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -14,14 +17,16 @@
 namespace quorvane::album {
 
 // An ArchiveStore is a FolderStore whose folder is the working copy, so everything that works
-// on an album folder (unique names, copying photos in) works on it unchanged. Nothing reaches
-// the archive until Commit. A working copy that a crashed program left behind is removed by a
-// later Open. Thread-compatible: one thread at a time.
+// on an album folder (unique names, copying photos in) works on it unchanged; the store
+// answers for the files still packed as if they were there. Nothing reaches the archive until
+// Commit. A working copy that a crashed program left behind is removed by a later Open.
+// Thread-compatible: one thread at a time.
 class ArchiveStore : public FolderStore {
  public:
-  // Unpacks `archive` into a new working copy (a folder named "qvo..." under the temporary
-  // folder, readable by the user only) under the safety rules of UnpackArchive. On failure
-  // returns null, sets *error and leaves no working copy behind. Example:
+  // Opens `archive`, judging its directory under the safety rules of UnpackArchive (the rules
+  // on data and free space hold for each file as it is unpacked), and makes an empty working
+  // copy (a folder named "qvo..." under the temporary folder, readable by the user only). On
+  // failure returns null, sets *error and leaves no working copy behind. Example:
   //
   //   std::string error;
   //   auto store = ArchiveStore::Open("trip.qvo", {}, &error);
@@ -35,21 +40,48 @@ class ArchiveStore : public FolderStore {
 
   const std::filesystem::path& archive_path() const { return archive_; }
   const std::filesystem::path& working_copy() const { return folder(); }
-  // How Commit packs; the defaults store JPEGs and deflate the rest at level 6.
+  // How Commit packs new and changed files; the defaults store JPEGs and deflate the rest at
+  // level 6. Files carried over from the archive keep their compression.
   void set_pack_options(PackOptions options) { pack_options_ = std::move(options); }
 
-  // Packs the working copy, less the files named in `leave_out`, into the archive,
-  // atomically: on failure the previous archive is untouched, the working copy keeps every
+  // A packed file is read straight from the archive, without unpacking it.
+  bool ReadFile(std::string_view name, std::string* bytes) override;
+  bool WriteFile(std::string_view name, std::string_view bytes) override;
+  bool WriteNewFile(std::string_view name, std::string_view bytes) override;
+  bool FileExists(std::string_view name) override;
+  bool ListFiles(std::vector<std::string>* names) override;
+  bool ImportFile(const std::filesystem::path& source, std::string_view name) override;
+  // Unpacks a packed file into the working copy first; on failure (damaged data, no room on
+  // the disk) returns an empty path and sets LastError().
+  std::filesystem::path LocalPath(std::string_view name) const override;
+  bool RemoveFile(std::string_view name) override;
+  // Exchanges packed files by exchanging which entry each name stands for: nothing unpacked.
+  bool ExchangeFiles(std::string_view a, std::string_view b) override;
+
+  // Writes the album, less the files named in `leave_out`, as a new archive in place of the
+  // old one, atomically: on failure the previous archive is untouched, the store keeps every
   // change, and LastError() says why.
   [[nodiscard]] bool Commit(const std::vector<std::string>& leave_out) override;
 
  private:
-  ArchiveStore(std::filesystem::path archive, std::filesystem::path working_copy, int lock)
-      : FolderStore(std::move(working_copy)), archive_(std::move(archive)), lock_(lock) {}
+  ArchiveStore(std::filesystem::path archive, std::filesystem::path working_copy, int lock,
+               std::unique_ptr<ArchiveReader> reader);
+  // Unpacks `name` into the working copy when it is still packed.
+  bool Unpack(std::string_view name);
+  // Opens the archive again (after a commit) and points the packed names at its entries.
+  bool Reopen();
+  // False, with the reason as the last error, once the archive could not be opened again: the
+  // packed files are out of reach.
+  bool HasArchive();
 
   std::filesystem::path archive_;
   PackOptions pack_options_;
   int lock_;  // held open (and locked) while the store lives: the working copy is in use
+  std::unique_ptr<ArchiveReader> reader_;  // null once the archive was lost
+  std::string lost_archive_;
+  // The files whose content is still only in the archive, and the entry holding each. A name
+  // is here or in the working copy, never both.
+  std::map<std::string, const ArchiveReader::Entry*, std::less<>> packed_;
 };
 
 }  // namespace quorvane::album

@@ -99,6 +99,8 @@ bool CheckTargetIsFree(Album& album, const fs::path& target) {
 }  // namespace
 
 bool LoadImageFile(Album& album, Image* image, const fs::path& path) {
+  // A store that could not make the file available by path said why.
+  if (path.empty()) return Fail(album, album.store().LastError());
   const ImageType* type = FindImageType(path.filename().string());
   if (type == nullptr) return Fail(album, "Unable to determine image format");
   if (!image->Load(path, type->format)) return Fail(album, image->last_error());
@@ -255,6 +257,7 @@ bool CopyImageOut(Album& album, size_t index, const fs::path& target,
   if (!CheckIndex(album, index) || !CheckTargetIsFree(album, target)) return false;
   const AlbumPhoto& photo = album.photos()[index];
   const fs::path source = album.store().LocalPath(photo.image_file);
+  if (source.empty()) return Fail(album, album.store().LastError());
   if (!fit) {
     Report(progress, "Copying image...", 0, 1);
     std::string error;
@@ -287,6 +290,7 @@ bool CopyThumbnailOut(Album& album, size_t index, const fs::path& target,
   Report(progress, "Copying thumbnail...", 0, 1);
   std::string error;
   const fs::path source = album.store().LocalPath(ThumbnailName(album.photos()[index].image_file));
+  if (source.empty()) return Fail(album, album.store().LastError());
   return platform::CopyFileAtomically(source, target, &error) || Fail(album, error);
 }
 

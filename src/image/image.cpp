@@ -2,14 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <random>
 #include <string_view>
-#include <system_error>
 
 #include <vips/vips.h>
 
@@ -17,6 +13,7 @@
 #include "image/internal/format_sniff.h"
 #include "image/internal/resize.h"
 #include "image/internal/vips_support.h"
+#include "platform/file_util.h"
 
 namespace quorvane::image {
 
@@ -44,41 +41,7 @@ using internal::ToRgb8;
 using internal::Vips;
 using internal::VipsPtr;
 
-namespace {
-
 namespace fs = std::filesystem;
-
-bool WriteFileAtomically(const fs::path& path, const void* bytes, size_t size, std::string* error) {
-  std::random_device random;
-  fs::path temp = path;
-  temp += ".tmp" + std::to_string(random() % 1'000'000);
-  {
-    std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-    if (!out) {
-      *error = "Cannot write \"" + PathText(path) + "\": " + std::strerror(errno);
-      return false;
-    }
-    out.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
-    out.close();
-    if (!out) {
-      std::error_code ignored;
-      fs::remove(temp, ignored);
-      *error = "Cannot write \"" + PathText(path) + "\": the disk may be full";
-      return false;
-    }
-  }
-  std::error_code ec;
-  fs::rename(temp, path, ec);
-  if (ec) {
-    std::error_code ignored;
-    fs::remove(temp, ignored);
-    *error = "Cannot write \"" + PathText(path) + "\": " + ec.message();
-    return false;
-  }
-  return true;
-}
-
-}  // namespace
 
 ResampleMode ResampleModeFromInt(int value) {
   switch (value) {
@@ -357,8 +320,14 @@ bool Image::SaveToMemory(std::vector<uint8_t>* out, ImageFormat format, int jpeg
 bool Image::Save(const fs::path& path, ImageFormat format, int jpeg_quality) const {
   std::vector<uint8_t> bytes;
   if (!SaveToMemory(&bytes, format, jpeg_quality)) return false;
+  // Through the platform's one durable write: a photo replaced in place must never be lost
+  // to a crash half-way, nor leave a stray file a later save or an archive would pick up.
   std::string error;
-  if (!WriteFileAtomically(path, bytes.data(), bytes.size(), &error)) return Fail(error);
+  if (!platform::WriteFileAtomically(
+          path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
+          &error)) {
+    return Fail(error);
+  }
   return true;
 }
 

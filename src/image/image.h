@@ -161,7 +161,8 @@ class Image {
                                         ThumbnailSource* source = nullptr,
                                         bool use_exif_preview = false);
 
-  // Encodes into `path` (written to a temporary file and renamed into place) or into `*out`.
+  // Encodes into `path` (through platform::WriteFileAtomically: the old file stays whole until
+  // the new one is on the disk) or into `*out`.
   // JPEG uses `jpeg_quality` (1..100) and drops alpha; ICO is limited to 256 x 256. EXIF from
   // the source is kept (orientation excluded: the pixels are already upright).
   [[nodiscard]] bool Save(const std::filesystem::path& path, ImageFormat format,

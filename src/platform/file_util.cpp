@@ -1,12 +1,20 @@
 #include "platform/file_util.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <system_error>
+#include <utility>
 
-#ifndef _WIN32
+#ifdef _WIN32
 #include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+#else
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -124,64 +132,156 @@ bool ReadWholeFile(const fs::path& path, std::string* bytes, std::string* error)
   return true;
 }
 
+namespace {
+
+// Hidden names for the temporary files of one target. They are few and fixed, so a writer
+// finds what a killed one left behind by probing them instead of listing the folder.
+constexpr int kTempSlots = 16;
+
+fs::path FolderOf(const fs::path& path) {
+  return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+fs::path TempSlot(const fs::path& target, int slot) {
+  fs::path name = ".";
+  name += target.filename();
+  name += ".qvtmp";
+  name += std::to_string(slot);
+  return FolderOf(target) / name;
+}
+
+}  // namespace
+
+AtomicFile::AtomicFile(AtomicFile&& other) noexcept
+    : target_(std::move(other.target_)),
+      temp_(std::move(other.temp_)),
+      fd_(std::exchange(other.fd_, -1)),
+      keeps_mode_(other.keeps_mode_),
+      mode_(other.mode_) {}
+
+AtomicFile& AtomicFile::operator=(AtomicFile&& other) noexcept {
+  if (this != &other) {
+    Discard();
+    target_ = std::move(other.target_);
+    temp_ = std::move(other.temp_);
+    fd_ = std::exchange(other.fd_, -1);
+    keeps_mode_ = other.keeps_mode_;
+    mode_ = other.mode_;
+  }
+  return *this;
+}
+
+bool WriteFileAtomically(const fs::path& path, std::string_view bytes, std::string* error,
+                         Flush flush) {
+  AtomicFile file;
+  return file.Open(path, error) && file.Write(bytes.data(), bytes.size(), error) &&
+         file.Commit(flush, error);
+}
+
 #ifndef _WIN32
 
 namespace {
 
-// Writes `path` through a hidden temporary file in its folder: `fill` writes the content into
-// the open descriptor and returns 0 or an errno value (with *fill_failed_on_read set when the
-// fault was on the reading side, so the message names the right file).
-template <typename Fill>
-bool WriteThroughTemp(const fs::path& path, Fill fill, Flush flush, std::string* error) {
-  const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-  std::string temp = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkstemp(temp.data());
-  if (fd < 0) {
-    *error = WriteError(path, ErrorText(errno));
-    return false;
+bool IsSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Removes the temporary file at `path` when the writer that made it has ended: a live writer
+// holds it locked until it is renamed or removed, and the system drops the lock of a process
+// that was killed. True when the name is free now.
+bool RemoveIfAbandoned(const fs::path& path) {
+  // O_NONBLOCK: something planted under the name (a fifo) must not hang the writer.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return errno == ENOENT;
+  bool removed = false;
+  struct stat held, named;
+  if (::flock(fd, LOCK_EX | LOCK_NB) == 0 && ::fstat(fd, &held) == 0 && S_ISREG(held.st_mode) &&
+      ::lstat(path.c_str(), &named) == 0 && IsSameFile(held, named)) {
+    removed = ::unlink(path.c_str()) == 0;
   }
-  auto fail = [&](std::string message) {
-    ::close(fd);
-    ::unlink(temp.c_str());
-    *error = std::move(message);
-    return false;
-  };
-  // Keep the mode an existing file had; a new file gets the usual 0666 less the umask.
-  struct stat existing;
-  mode_t mode;
-  if (::stat(path.c_str(), &existing) == 0) {
-    mode = existing.st_mode & 07777;
-  } else {
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    mode = 0666 & ~mask;
+  ::close(fd);
+  return removed;
+}
+
+bool Lock(int fd) {
+  while (::flock(fd, LOCK_EX) != 0) {
+    if (errno != EINTR) return false;
   }
-  if (::fchmod(fd, mode) != 0) return fail(WriteError(path, ErrorText(errno)));
-  std::string fill_error;
-  if (!fill(fd, &fill_error)) return fail(std::move(fill_error));
-  if (flush == Flush::kNow && ::fsync(fd) != 0) return fail(WriteError(path, ErrorText(errno)));
-  if (::close(fd) != 0) {
-    const int saved = errno;
-    ::unlink(temp.c_str());
-    *error = WriteError(path, ErrorText(saved));
-    return false;
-  }
-  if (::rename(temp.c_str(), path.c_str()) != 0) {
-    const int saved = errno;
-    ::unlink(temp.c_str());
-    *error = WriteError(path, ErrorText(saved));
-    return false;
-  }
-  if (flush == Flush::kNow) SyncFolder(folder);
   return true;
 }
 
-bool WriteAll(int fd, const char* data, size_t size) {
+// Locks a file this writer just made under `path`. A cleaner may have taken the name away
+// between the two steps (it saw an unlocked file); then the name no longer leads to it.
+bool LockOwnFile(int fd, const fs::path& path) {
+  struct stat held, named;
+  return Lock(fd) && ::fstat(fd, &held) == 0 && ::lstat(path.c_str(), &named) == 0 &&
+         IsSameFile(held, named);
+}
+
+#ifdef O_TMPFILE
+// A file opened with O_TMPFILE gets a name through its /proc entry, so both must be there.
+bool CanUseNamelessFiles() {
+  static const bool usable = ::access("/proc/self/fd", X_OK) == 0;
+  return usable;
+}
+#endif
+
+}  // namespace
+
+bool AtomicFile::Open(const fs::path& target, std::string* error) {
+  Discard();
+  target_ = target;
+  struct stat existing;
+  keeps_mode_ = ::stat(target.c_str(), &existing) == 0;
+  mode_ = keeps_mode_ ? existing.st_mode & 07777 : 0;
+  // A file replacing one of restricted mode stays private until Commit gives it that mode;
+  // a new file gets the usual 0666 less the umask from the system.
+  const mode_t create_mode = keeps_mode_ ? 0600 : 0666;
+  for (int slot = 0; slot < kTempSlots; ++slot) {
+    const fs::path name = TempSlot(target, slot);
+    struct stat left;
+    if (::lstat(name.c_str(), &left) == 0) RemoveIfAbandoned(name);
+  }
+#ifdef O_TMPFILE
+  if (CanUseNamelessFiles()) {
+    fd_ = ::open(FolderOf(target).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, create_mode);
+    if (fd_ >= 0) {
+      // Locked before it gets a name in Commit, so no cleaner ever takes it for abandoned.
+      if (Lock(fd_)) return true;
+      Discard();
+    } else if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) {
+      *error = WriteError(target, ErrorText(errno));
+      return false;
+    }
+  }
+#endif
+  for (int slot = 0; slot < kTempSlots; ++slot) {
+    const fs::path name = TempSlot(target, slot);
+    const int fd = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, create_mode);
+    if (fd < 0) {
+      if (errno == EEXIST) continue;  // another writer's
+      *error = WriteError(target, ErrorText(errno));
+      return false;
+    }
+    if (LockOwnFile(fd, name)) {
+      fd_ = fd;
+      temp_ = name;
+      return true;
+    }
+    ::close(fd);
+  }
+  *error = WriteError(target, "too many unfinished writes of this file");
+  return false;
+}
+
+bool AtomicFile::Write(const void* data, size_t size, std::string* error) {
+  const char* bytes = static_cast<const char*>(data);
   size_t done = 0;
   while (done < size) {
-    const ssize_t n = ::write(fd, data + done, size - done);
+    const ssize_t n = ::write(fd_, bytes + done, size - done);
     if (n < 0) {
       if (errno == EINTR) continue;
+      *error = WriteError(target_, ErrorText(errno));
       return false;
     }
     done += static_cast<size_t>(n);
@@ -189,18 +289,52 @@ bool WriteAll(int fd, const char* data, size_t size) {
   return true;
 }
 
-}  // namespace
+bool AtomicFile::Seek(uint64_t offset, std::string* error) {
+  if (::lseek(fd_, static_cast<off_t>(offset), SEEK_SET) >= 0) return true;
+  *error = WriteError(target_, ErrorText(errno));
+  return false;
+}
 
-bool WriteFileAtomically(const fs::path& path, std::string_view bytes, std::string* error,
-                         Flush flush) {
-  return WriteThroughTemp(
-      path,
-      [&](int fd, std::string* fill_error) {
-        if (WriteAll(fd, bytes.data(), bytes.size())) return true;
-        *fill_error = WriteError(path, ErrorText(errno));
-        return false;
-      },
-      flush, error);
+int64_t AtomicFile::Position(std::string* error) {
+  const off_t at = ::lseek(fd_, 0, SEEK_CUR);
+  if (at < 0) *error = WriteError(target_, ErrorText(errno));
+  return at;
+}
+
+bool AtomicFile::Commit(Flush flush, std::string* error) {
+  auto fail = [&](int error_number) {
+    *error = WriteError(target_, ErrorText(error_number));
+    Discard();
+    return false;
+  };
+  if (keeps_mode_ && ::fchmod(fd_, static_cast<mode_t>(mode_)) != 0) return fail(errno);
+  if (flush == Flush::kNow && ::fsync(fd_) != 0) return fail(errno);
+  if (temp_.empty()) {
+    // A nameless file needs a name to be renamed over the target (a link cannot replace it).
+    const std::string self = "/proc/self/fd/" + std::to_string(fd_);
+    for (int slot = 0; slot < kTempSlots && temp_.empty(); ++slot) {
+      const fs::path name = TempSlot(target_, slot);
+      if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        temp_ = name;
+      } else if (errno != EEXIST) {
+        return fail(errno);
+      }
+    }
+    if (temp_.empty()) return fail(EEXIST);
+  }
+  if (::rename(temp_.c_str(), target_.c_str()) != 0) return fail(errno);
+  temp_.clear();
+  if (flush == Flush::kNow) SyncFolder(FolderOf(target_));
+  // Closed only now: the lock keeps cleaners off the temporary name until it is gone.
+  ::close(std::exchange(fd_, -1));
+  return true;
+}
+
+void AtomicFile::Discard() {
+  if (fd_ < 0) return;
+  if (!temp_.empty()) ::unlink(temp_.c_str());
+  temp_.clear();
+  ::close(std::exchange(fd_, -1));
 }
 
 bool FlushFile(const fs::path& path, std::string* error) {
@@ -212,7 +346,7 @@ bool FlushFile(const fs::path& path, std::string* error) {
     return false;
   }
   ::close(fd);
-  SyncFolder(path.has_parent_path() ? path.parent_path() : fs::path("."));
+  SyncFolder(FolderOf(path));
   return true;
 }
 
@@ -230,48 +364,41 @@ bool CopyFileAtomically(const fs::path& source, const fs::path& target, std::str
     *error = ReadError(source, ErrorText(saved));
     return false;
   }
-  const bool ok = WriteThroughTemp(
-      target,
-      [&](int out, std::string* fill_error) {
-  // The kernel copies (and may share extents) without the bytes passing through us;
-  // file systems that cannot do that fall back to plain reads and writes.
+  AtomicFile out;
+  bool ok = out.Open(target, error);
+  // The kernel copies (and may share extents) without the bytes passing through us; file
+  // systems that cannot do that fall back to plain reads and writes.
 #ifdef __linux__
-        bool kernel_copy = true;
+  bool kernel_copy = true;
 #else
-        bool kernel_copy = false;
+  bool kernel_copy = false;
 #endif
-        char buffer[1 << 16];
-        for (;;) {
-          ssize_t n = -1;
-          if (kernel_copy) {
+  char buffer[1 << 16];
+  while (ok) {
+    ssize_t n = -1;
+    if (kernel_copy) {
 #ifdef __linux__
-            n = ::copy_file_range(in, nullptr, out, nullptr, size_t{1} << 30, 0);
-            if (n < 0 &&
-                (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)) {
-              kernel_copy = false;
-              continue;
-            }
+      n = ::copy_file_range(in, nullptr, out.descriptor(), nullptr, size_t{1} << 30, 0);
+      if (n < 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)) {
+        kernel_copy = false;
+        continue;
+      }
 #endif
-          } else {
-            n = ::read(in, buffer, sizeof buffer);
-            if (n > 0 && !WriteAll(out, buffer, static_cast<size_t>(n))) {
-              *fill_error = WriteError(target, ErrorText(errno));
-              return false;
-            }
-          }
-          if (n == 0) return true;
-          if (n < 0) {
-            if (errno == EINTR) continue;
-            // A failing read names the source; copy_file_range cannot tell, so it names both.
-            *fill_error = kernel_copy ? WriteError(target, ErrorText(errno))
-                                      : ReadError(source, ErrorText(errno));
-            return false;
-          }
-        }
-      },
-      flush, error);
+    } else {
+      n = ::read(in, buffer, sizeof buffer);
+      if (n > 0) ok = out.Write(buffer, static_cast<size_t>(n), error);
+    }
+    if (n == 0) break;
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      // A failing read names the source; copy_file_range cannot tell, so it names the target.
+      *error =
+          kernel_copy ? WriteError(target, ErrorText(errno)) : ReadError(source, ErrorText(errno));
+      ok = false;
+    }
+  }
   ::close(in);
-  return ok;
+  return ok && out.Commit(flush, error);
 }
 
 bool ExchangeFiles(const fs::path& a, const fs::path& b, std::string* error) {
@@ -293,37 +420,115 @@ bool ExchangeFiles(const fs::path& a, const fs::path& b, std::string* error) {
 
 #else  // Windows: std::filesystem::rename replaces the target with MoveFileEx.
 
-bool WriteFileAtomically(const fs::path& path, std::string_view bytes, std::string* error, Flush) {
-  fs::path temp = path;
-  temp += ".tmp";
-  std::FILE* file = _wfopen(temp.c_str(), L"wbc");  // "c": fflush commits to disk
-  if (file == nullptr) {
-    *error = WriteError(path, ErrorText(errno));
-    return false;
+// A temporary file is opened without sharing its deletion, so a file that can be deleted has
+// no writer left.
+bool AtomicFile::Open(const fs::path& target, std::string* error) {
+  Discard();
+  target_ = target;
+  keeps_mode_ = false;
+  for (int slot = 0; slot < kTempSlots; ++slot) {
+    std::error_code ignored;
+    fs::remove(TempSlot(target, slot), ignored);
   }
-  const bool written =
-      std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && std::fflush(file) == 0;
-  const int saved = errno;
-  std::fclose(file);
-  std::error_code ec;
-  if (!written) {
-    fs::remove(temp, ec);
-    *error = WriteError(path, ErrorText(saved));
-    return false;
+  for (int slot = 0; slot < kTempSlots; ++slot) {
+    const fs::path name = TempSlot(target, slot);
+    int fd = -1;
+    const errno_t failed =
+        ::_wsopen_s(&fd, name.c_str(), _O_RDWR | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT,
+                    _SH_DENYNO, _S_IREAD | _S_IWRITE);
+    if (failed == EEXIST) continue;
+    if (failed != 0) {
+      *error = WriteError(target, ErrorText(failed));
+      return false;
+    }
+    fd_ = fd;
+    temp_ = name;
+    return true;
   }
-  fs::rename(temp, path, ec);
-  if (ec) {
-    fs::remove(temp, ec);
-    *error = WriteError(path, ec.message());
-    return false;
+  *error = WriteError(target, "too many unfinished writes of this file");
+  return false;
+}
+
+bool AtomicFile::Write(const void* data, size_t size, std::string* error) {
+  const char* bytes = static_cast<const char*>(data);
+  while (size > 0) {
+    const unsigned chunk = static_cast<unsigned>(std::min<size_t>(size, 1u << 30));
+    const int n = ::_write(fd_, bytes, chunk);
+    if (n < 0) {
+      *error = WriteError(target_, ErrorText(errno));
+      return false;
+    }
+    bytes += n;
+    size -= static_cast<size_t>(n);
   }
   return true;
 }
 
+bool AtomicFile::Seek(uint64_t offset, std::string* error) {
+  if (::_lseeki64(fd_, static_cast<__int64>(offset), SEEK_SET) >= 0) return true;
+  *error = WriteError(target_, ErrorText(errno));
+  return false;
+}
+
+int64_t AtomicFile::Position(std::string* error) {
+  const __int64 at = ::_telli64(fd_);
+  if (at < 0) *error = WriteError(target_, ErrorText(errno));
+  return at;
+}
+
+bool AtomicFile::Commit(Flush flush, std::string* error) {
+  if (flush == Flush::kNow && ::_commit(fd_) != 0) {
+    *error = WriteError(target_, ErrorText(errno));
+    Discard();
+    return false;
+  }
+  // Windows renames no file that is open.
+  ::_close(std::exchange(fd_, -1));
+  std::error_code ec;
+  fs::rename(temp_, target_, ec);
+  if (ec) {
+    fs::remove(temp_, ec);
+    temp_.clear();
+    *error = WriteError(target_, ec.message());
+    return false;
+  }
+  temp_.clear();
+  return true;
+}
+
+void AtomicFile::Discard() {
+  if (fd_ < 0) return;
+  ::_close(std::exchange(fd_, -1));
+  std::error_code ignored;
+  fs::remove(temp_, ignored);
+  temp_.clear();
+}
+
 bool CopyFileAtomically(const fs::path& source, const fs::path& target, std::string* error,
                         Flush flush) {
-  std::string bytes;
-  return ReadWholeFile(source, &bytes, error) && WriteFileAtomically(target, bytes, error, flush);
+  std::error_code ec;
+  if (fs::is_directory(source, ec)) {
+    *error = ReadError(source, ErrorText(EISDIR));
+    return false;
+  }
+  std::FILE* in = _wfopen(source.c_str(), L"rb");
+  if (in == nullptr) {
+    *error = ReadError(source, ErrorText(errno));
+    return false;
+  }
+  AtomicFile out;
+  bool ok = out.Open(target, error);
+  char buffer[1 << 16];
+  size_t got;
+  while (ok && (got = std::fread(buffer, 1, sizeof buffer, in)) > 0) {
+    ok = out.Write(buffer, got, error);
+  }
+  if (ok && std::ferror(in)) {
+    *error = ReadError(source, ErrorText(errno));
+    ok = false;
+  }
+  std::fclose(in);
+  return ok && out.Commit(flush, error);
 }
 
 // Every write above commits on close.

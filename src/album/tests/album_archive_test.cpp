@@ -3,9 +3,11 @@
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
+#include <map>
 #include <optional>
 #include <set>
 #include <sys/file.h>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -17,6 +19,7 @@
 #include "album/archive_store.h"
 #include "album/batch_operations.h"
 #include "album/photo_operations.h"
+#include "testing/raw_zip.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::album {
@@ -145,13 +148,15 @@ TEST_F(AlbumArchiveTest, PackOpenChangeCommitAndReopen) {
     EXPECT_EQ(working_copy.parent_path(), fs::temp_directory_path());
     EXPECT_EQ(working_copy.filename().string().rfind("qvo", 0), 0u) << working_copy;
     EXPECT_EQ(fs::status(working_copy).permissions() & fs::perms::all, fs::perms::owner_all);
-    EXPECT_EQ(FilesIn(working_copy), (std::set<std::string>{"_thumb_beach.jpg.jpg", "beach.jpg",
-                                                            "index.quorvane", "map.png"}));
     for (const std::string name : {"beach.jpg", "map.png"}) {
       std::string bytes;
       ASSERT_TRUE(store->ReadFile(name, &bytes)) << store->LastError();
       EXPECT_EQ(bytes, ReadTextFile(folder / name)) << name;
     }
+    // By path, a photo is unpacked on first use.
+    const fs::path beach = store->LocalPath("beach.jpg");
+    EXPECT_EQ(beach, working_copy / "beach.jpg");
+    EXPECT_EQ(ReadTextFile(beach), ReadTextFile(folder / "beach.jpg"));
     Album album(std::move(store));
     ASSERT_TRUE(AlbumIndex::LoadIndex(album)) << album.last_error();
     EXPECT_EQ(album.title(), "Summer & sea");
@@ -221,6 +226,130 @@ TEST_F(AlbumArchiveTest, OpenRemovesAbandonedWorkingCopiesOnly) {
     EXPECT_TRUE(fs::exists(store->working_copy()));
   }
   ::close(in_use);
+}
+
+struct PackedEntry {
+  int method;
+  uint64_t compressed_size;
+  uint32_t crc;
+  friend bool operator==(const PackedEntry&, const PackedEntry&) = default;
+};
+
+// How each entry of an archive is stored, by name.
+std::map<std::string, PackedEntry> EntriesOf(const fs::path& archive) {
+  std::map<std::string, PackedEntry> entries;
+  int code = 0;
+  zip_t* zip = zip_open(archive.c_str(), ZIP_RDONLY, &code);
+  EXPECT_NE(zip, nullptr) << code;
+  if (zip == nullptr) return entries;
+  for (zip_int64_t i = 0; i < zip_get_num_entries(zip, 0); ++i) {
+    zip_stat_t stat;
+    EXPECT_EQ(zip_stat_index(zip, static_cast<zip_uint64_t>(i), 0, &stat), 0);
+    entries[stat.name] = {stat.comp_method, stat.comp_size, stat.crc};
+  }
+  zip_discard(zip);
+  return entries;
+}
+
+// An album opened from its archive unpacks nothing until a file is needed by path; what is
+// never unpacked goes into the next archive exactly as it was packed (here at level 1, where a
+// fresh compression would use the store's level 6), and exchanged files trade entries.
+TEST_F(AlbumArchiveTest, OpensWithoutUnpackingAndCarriesUntouchedEntriesOver) {
+  const fs::path folder = MakeAlbumFolder();
+  std::string table;
+  for (int i = 0; i < 40000; ++i) table += "row " + std::to_string(i * 7919 % 10007) + "\n";
+  WriteTextFile(folder / "table.png", table);
+  const fs::path archive = temp_ / "summer.qvo";
+  PackOptions fast;
+  fast.level = 1;
+  ASSERT_TRUE(PackAlbumFolder(folder, archive, fast, &error_)) << error_;
+  const std::map<std::string, PackedEntry> packed = EntriesOf(archive);
+
+  auto store = ArchiveStore::Open(archive, {}, &error_);
+  ASSERT_NE(store, nullptr) << error_;
+  const fs::path working_copy = store->working_copy();
+  Album album(std::move(store));
+  ASSERT_TRUE(AlbumIndex::LoadIndex(album)) << album.last_error();
+  ASSERT_EQ(album.photos().size(), 1u);
+  std::vector<std::string> names;
+  ASSERT_TRUE(album.store().ListFiles(&names));
+  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()),
+            (std::set<std::string>{"_thumb_beach.jpg.jpg", "beach.jpg", "index.quorvane", "map.png",
+                                   "table.png"}));
+  EXPECT_TRUE(album.store().FileExists("table.png"));
+  ASSERT_TRUE(album.store().ExchangeFiles("map.png", "beach.jpg")) << album.store().LastError();
+  std::string bytes;
+  ASSERT_TRUE(album.store().ReadFile("map.png", &bytes));
+  EXPECT_EQ(bytes, ReadTextFile(folder / "beach.jpg"));
+  EXPECT_TRUE(fs::is_empty(working_copy));
+
+  album.set_title("Renamed");
+  ASSERT_TRUE(SaveAlbum(album)) << album.last_error();
+  EXPECT_EQ(FilesIn(working_copy), std::set<std::string>{"index.quorvane"});
+  const std::map<std::string, PackedEntry> repacked = EntriesOf(archive);
+  EXPECT_EQ(repacked.at("table.png"), packed.at("table.png"));
+  EXPECT_EQ(repacked.at("map.png"), packed.at("beach.jpg"));
+  EXPECT_EQ(repacked.at("beach.jpg"), packed.at("map.png"));
+  EXPECT_EQ(repacked.at("_thumb_beach.jpg.jpg"), packed.at("_thumb_beach.jpg.jpg"));
+
+  // The store goes on from the new archive.
+  ASSERT_TRUE(album.store().ReadFile("table.png", &bytes)) << album.store().LastError();
+  EXPECT_EQ(bytes, table);
+  ASSERT_TRUE(UnpackArchive(archive, temp_ / "out", {}, &error_)) << error_;
+  EXPECT_EQ(ReadTextFile(temp_ / "out" / "beach.jpg"), std::string(200000, 'm'));
+  EXPECT_EQ(ReadTextFile(temp_ / "out" / "table.png"), table);
+}
+
+// Entry data is judged as it is unpacked: a damaged or understated entry spoils that one file
+// (read or unpacked, with the message unpacking gives) and leaves nothing in the working copy.
+TEST_F(AlbumArchiveTest, EntriesUnpackedOnDemandKeepTheDataRules) {
+  BuildArchive(temp_ / "good.qvo", {{.name = "a.png", .data = std::string(100000, 'a')},
+                                    {.name = "b.jpg", .data = NoiseBytes(50000)}});
+  for (const auto& [how, name, problem] :
+       {std::tuple{"UnderstatedDeclaredSize", "a.png", "holds more data than it declares"},
+        std::tuple{"CorruptDeflateData", "b.jpg", "is damaged"}}) {
+    const fs::path archive = temp_ / (std::string(how) + ".qvo");
+    WriteTextFile(archive, Damaged(ReadTextFile(temp_ / "good.qvo"), how));
+    auto store = ArchiveStore::Open(archive, {}, &error_);
+    ASSERT_NE(store, nullptr) << error_;
+    const std::string expected =
+        "Unable to unpack \"" + archive.string() + "\": entry \"" + name + "\" " + problem;
+    EXPECT_TRUE(store->FileExists(name));
+    EXPECT_EQ(store->LocalPath(name), fs::path());
+    EXPECT_EQ(store->LastError().substr(0, expected.size()), expected);
+    std::string bytes;
+    EXPECT_FALSE(store->ReadFile(name, &bytes));
+    EXPECT_EQ(store->LastError().substr(0, expected.size()), expected);
+    EXPECT_TRUE(fs::is_empty(store->working_copy())) << how;
+  }
+}
+
+// An archive, or one of its entries, that would not fit on the disk is refused before a byte
+// is written, with the sizes in the message; an archive that claims a petabyte stands in.
+TEST_F(AlbumArchiveTest, WhatWouldNotFitOnTheDiskIsRefusedBeforeWriting) {
+  const fs::path archive = temp_ / "huge.qvo";
+  // Its data inflates to nothing: only the claim should matter before anything is written.
+  WriteTextFile(archive, testing::RawZip({{"huge.png", 8, 0, uint64_t{1} << 50, {"\3\0", 2}}}));
+  const ArchiveLimits no_limits{.max_total_bytes = UINT64_MAX};
+  const std::string prefix = "Unable to unpack \"" + archive.string() + "\": ";
+
+  auto starts_with = [](const std::string& text, const std::string& start) {
+    return text.substr(0, start.size()) == start;
+  };
+  EXPECT_FALSE(UnpackArchive(archive, temp_ / "out", no_limits, &error_));
+  EXPECT_TRUE(starts_with(error_, prefix + "it unpacks to 1.0 PB, but only ")) << error_;
+  EXPECT_TRUE(error_.ends_with(" are free on the disk of \"" + (temp_ / "out").string() + "\""))
+      << error_;
+  EXPECT_FALSE(fs::exists(temp_ / "out"));
+
+  auto store = ArchiveStore::Open(archive, no_limits, &error_);
+  ASSERT_NE(store, nullptr) << error_;
+  EXPECT_TRUE(store->FileExists("huge.png"));
+  EXPECT_EQ(store->LocalPath("huge.png"), fs::path());
+  EXPECT_TRUE(
+      starts_with(store->LastError(), prefix + "entry \"huge.png\" unpacks to 1.0 PB, but only "))
+      << store->LastError();
+  EXPECT_TRUE(fs::is_empty(store->working_copy()));
 }
 
 TEST_F(AlbumArchiveTest, CancelledPackLeavesPreviousArchiveAndNoTemporaryFile) {

@@ -178,7 +178,8 @@ TEST_F(ImageIoTest, SaveRefusesWhatItCannotWriteAndHonoursQuality) {
 
   const fs::path path = dir_ / "no" / "such" / "folder.png";
   EXPECT_FALSE(image.Save(path, ImageFormat::kPng));
-  EXPECT_THAT(image.last_error(), ::testing::HasSubstr("Cannot write \"" + path.string() + "\""));
+  EXPECT_THAT(image.last_error(),
+              ::testing::HasSubstr("Unable to write \"" + path.string() + "\""));
   EXPECT_TRUE(fs::is_empty(dir_.path()));
 }
 

@@ -1,6 +1,10 @@
 #include "platform/file_util.h"
 
+#include <fcntl.h>
+#include <set>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -10,6 +14,14 @@ namespace quorvane::platform {
 namespace {
 
 namespace fs = std::filesystem;
+
+std::set<std::string> FilesIn(const fs::path& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    names.insert(entry.path().filename().string());
+  }
+  return names;
+}
 
 TEST(FileUtilTest, AtomicWriteCreatesReplacesAndKeepsMode) {
   testing::TempDir dir;
@@ -58,6 +70,52 @@ TEST(FileUtilTest, CopyIsWholeOrNothing) {
   ASSERT_TRUE(ReadWholeFile(dir / "target", &bytes, &error));
   EXPECT_EQ(bytes, big);
   EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 2);
+}
+
+TEST(FileUtilTest, AtomicFileReplacesOnlyOnCommitAndLeavesNothingBeside) {
+  testing::TempDir dir;
+  const fs::path file = dir / "trip.qvo";
+  std::string error;
+  ASSERT_TRUE(WriteFileAtomically(file, "old", &error)) << error;
+  ASSERT_EQ(::chmod(file.c_str(), 0640), 0);
+  {
+    AtomicFile dropped;
+    ASSERT_TRUE(dropped.Open(file, &error)) << error;
+    ASSERT_TRUE(dropped.Write("never", 5, &error)) << error;
+  }
+  AtomicFile out;
+  ASSERT_TRUE(out.Open(file, &error)) << error;
+  ASSERT_TRUE(out.Write("header-and-body", 15, &error)) << error;
+  EXPECT_EQ(out.Position(&error), 15);
+  // Archive writers go back to fill in a header once they know the sizes.
+  ASSERT_TRUE(out.Seek(0, &error)) << error;
+  ASSERT_TRUE(out.Write("HEADER", 6, &error)) << error;
+  EXPECT_EQ(testing::ReadTextFile(file), "old");
+  ASSERT_TRUE(out.Commit(Flush::kNow, &error)) << error;
+  EXPECT_FALSE(out.is_open());
+  EXPECT_EQ(testing::ReadTextFile(file), "HEADER-and-body");
+  struct stat st;
+  ASSERT_EQ(::stat(file.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0640u);
+  EXPECT_EQ(FilesIn(dir.path()), std::set<std::string>{"trip.qvo"});
+}
+
+// A writer that was killed leaves its temporary file; the next write of the same file removes
+// it, but never one a live writer holds, nor those of other files.
+TEST(FileUtilTest, NextWriteRemovesWhatEndedWritersLeftOnly) {
+  testing::TempDir dir;
+  for (const char* name :
+       {".photo.jpg.qvtmp0", ".photo.jpg.qvtmp5", ".photo.jpg.qvtmp1", ".other.jpg.qvtmp0"}) {
+    testing::WriteTextFile(dir / name, "half a photo");
+  }
+  const int held = ::open((dir / ".photo.jpg.qvtmp1").c_str(), O_RDONLY);
+  ASSERT_EQ(::flock(held, LOCK_EX), 0);
+  std::string error;
+  ASSERT_TRUE(WriteFileAtomically(dir / "photo.jpg", "whole", &error)) << error;
+  EXPECT_EQ(testing::ReadTextFile(dir / "photo.jpg"), "whole");
+  EXPECT_EQ(FilesIn(dir.path()),
+            (std::set<std::string>{".other.jpg.qvtmp0", ".photo.jpg.qvtmp1", "photo.jpg"}));
+  ::close(held);
 }
 
 TEST(FileUtilTest, ExchangeSwapsOrMovesTheOneThatExists) {
