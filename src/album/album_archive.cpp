@@ -107,7 +107,8 @@ bool IsJpegName(std::string_view name) {
   const size_t dot = name.rfind('.');
   if (dot == std::string_view::npos) return false;
   const std::string_view extension = name.substr(dot);
-  return platform::EqualsIgnoringAsciiCase(extension, ".jpg") || platform::EqualsIgnoringAsciiCase(extension, ".jpeg") ||
+  return platform::EqualsIgnoringAsciiCase(extension, ".jpg") ||
+         platform::EqualsIgnoringAsciiCase(extension, ".jpeg") ||
          platform::EqualsIgnoringAsciiCase(extension, ".jpe");
 }
 
@@ -237,7 +238,9 @@ struct PackState {
 
 void OnPackProgress(zip_t*, double fraction, void* state) {
   auto* pack = static_cast<PackState*>(state);
-  if (!pack->options->progress(fraction)) pack->cancelled = true;
+  platform::ProgressSink& progress = *pack->options->progress;
+  progress.SetPosition(static_cast<int64_t>(fraction * 1000), 1000);
+  if (progress.Cancelled()) pack->cancelled = true;
 }
 
 int OnPackCancelCheck(zip_t*, void* state) { return static_cast<PackState*>(state)->cancelled; }
@@ -572,7 +575,7 @@ bool WriteArchive(platform::AtomicFile& out, std::vector<ArchiveItem> items, Arc
     }
   }
   PackState state{&options};
-  if (options.progress) {
+  if (options.progress != nullptr) {
     zip_register_progress_callback_with_state(zip, 0.001, OnPackProgress, nullptr, &state);
     zip_register_cancel_callback_with_state(zip, OnPackCancelCheck, nullptr, &state);
   }
@@ -585,7 +588,8 @@ bool WriteArchive(platform::AtomicFile& out, std::vector<ArchiveItem> items, Arc
 
 bool IsArchivePath(const fs::path& path) {
   std::error_code ec;
-  return platform::EqualsIgnoringAsciiCase(Utf8(path.extension()), ".qvo") && !fs::is_directory(path, ec);
+  return platform::EqualsIgnoringAsciiCase(Utf8(path.extension()), ".qvo") &&
+         !fs::is_directory(path, ec);
 }
 
 bool AddFolderItems(const fs::path& folder, const std::vector<std::string>& leave_out,

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/progress.h"
+
 struct zip;  // libzip's archive, kept out of this header
 
 namespace quorvane::platform {
@@ -34,8 +36,9 @@ struct PackOptions {
   bool deflate_jpeg = false;
   // Names of files in the folder that stay out of the archive.
   std::vector<std::string> leave_out;
-  // Called now and then with the fraction done (0..1); returning false cancels the pack.
-  std::function<bool(double fraction)> progress;
+  // Told now and then how far the pack is (thousandths), and polled for a cancel; null: nobody
+  // watches. Must outlive the pack (or the store's commits, for an ArchiveStore).
+  platform::ProgressSink* progress = nullptr;
 };
 
 // True for a path that names an album archive rather than an album folder: its extension is
@@ -46,7 +49,7 @@ bool IsArchivePath(const std::filesystem::path& path);
 // archive at `archive` through a platform::AtomicFile, so any previous archive stays untouched
 // on failure or cancel. A file whose name could not be unpacked again (see UnpackArchive)
 // fails the pack. On failure returns false and sets *error (ending in "cancelled" when
-// `progress` cancelled it). Runs on the caller's thread, which also gets the progress calls;
+// `progress` was cancelled). Runs on the caller's thread, which also gets the progress calls;
 // keeps no state between calls.
 [[nodiscard]] bool PackAlbumFolder(const std::filesystem::path& folder,
                                    const std::filesystem::path& archive, const PackOptions& options,
@@ -154,7 +157,7 @@ bool AddFolderItems(const std::filesystem::path& folder, const std::vector<std::
 // file. Files are compressed as `options` say (its leave_out is not consulted); packed items
 // keep their compression and are never inflated. A name UnpackArchive would refuse fails the
 // write. On failure returns false and sets *error to the reason alone ("cancelled" when
-// `options.progress` cancelled it); `out` then holds nothing useful. Caller's thread.
+// `options.progress` was cancelled); `out` then holds nothing useful. Caller's thread.
 [[nodiscard]] bool WriteArchive(platform::AtomicFile& out, std::vector<ArchiveItem> items,
                                 ArchiveReader* source, const PackOptions& options,
                                 std::string* error);
