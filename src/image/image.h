@@ -17,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace quorvane::image {
@@ -228,6 +229,15 @@ class Image {
   struct Impl;
 
   bool Fail(std::string text) const;
+  // Runs `body` as one job of the image library (see internal/vips_support.h: a failure is run
+  // again alone so that its text is its own), keeping last_error() unchanged when the call
+  // succeeds in the end.
+  template <typename Body>
+  bool Guarded(Body&& body) const {
+    return RunGuarded(
+        [](void* b) { return (*static_cast<std::remove_reference_t<Body>*>(b))(); }, &body);
+  }
+  bool RunGuarded(bool (*call)(void* body), void* body) const;
   Impl* Detach();
   // Before new pixels are installed: a shared image takes its own copy of the fields only
   // (its pixels are left null for the caller to set), so the old pixels are never copied.

@@ -171,7 +171,7 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   VipsPtr image(raw);
   if (failed != 0 || image == nullptr) {
     *error = std::string("Cannot read ") + FormatName(format) + " image " + DescribeSource(source) +
-             ": " + TakeVipsError();
+             ": " + TakeVipsError(kDamagedData);
     return false;
   }
   // ImageMagick picks its decoder from the bytes itself; make sure it agreed with our routing.
@@ -307,10 +307,10 @@ bool DropOpaqueAlpha(VipsPtr& image, std::string* error) {
 }
 
 // Decodes the pixels of a lazy image into memory; this is where damaged data shows up.
-bool Materialise(VipsPtr& image, std::string* error, const char* what) {
+bool Materialise(VipsPtr& image, std::string* error, const char* what, const char* fallback) {
   VipsImage* memory = Vips().image_copy_memory(image.get());
   if (memory == nullptr) {
-    *error = std::string(what) + ": " + TakeVipsError();
+    *error = std::string(what) + ": " + TakeVipsError(fallback);
     return false;
   }
   image.reset(memory);
@@ -371,7 +371,7 @@ bool DecodeWhole(Source& source, ImageFormat hint, Decoded* decoded, std::string
   if (!ToRgb8(decoded->image, error)) return false;
   const std::string what = std::string("Cannot read ") + FormatName(decoded->format) + " image " +
                            DescribeSource(source);
-  if (!Materialise(decoded->image, error, what.c_str())) return false;
+  if (!Materialise(decoded->image, error, what.c_str(), kDamagedData)) return false;
   if (decoded->format == ImageFormat::kGif && !DropOpaqueAlpha(decoded->image, error)) {
     return false;
   }

@@ -48,8 +48,13 @@ std::string DescribeSource(const Source& source);
 bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::string* error);
 // Brings any band layout and depth to 8-bit sRGB with 3 or 4 bands.
 bool ToRgb8(VipsPtr& image, std::string* error);
-// Decodes a lazy image into memory; `what` starts the message on failure.
-bool Materialise(VipsPtr& image, std::string* error, const char* what);
+// What a decoder failure that libvips logged no reason for says.
+inline constexpr const char* kDamagedData = "the data is damaged or incomplete";
+
+// Decodes a lazy image into memory; `what` starts the message on failure, and `fallback` stands
+// in for a reason libvips did not log.
+bool Materialise(VipsPtr& image, std::string* error, const char* what,
+                 const char* fallback = "the image library gave no reason");
 // Drops an alpha band that is opaque everywhere.
 bool DropOpaqueAlpha(VipsPtr& image, std::string* error);
 // Applies an EXIF orientation (1..8) to the pixels.
