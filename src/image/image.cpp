@@ -78,6 +78,43 @@ bool WriteFileAtomically(const fs::path& path, const void* bytes, size_t size, s
   return true;
 }
 
+// An uncompressed true-colour TGA whose rows run from the top, as its header says: the
+// ImageMagick writer stores the top row first but marks the file as starting at the bottom, so
+// every other program would show its files upside down. `image` is 8-bit RGB(A) in memory.
+void EncodeTga(const VipsImage* image, std::vector<uint8_t>* out) {
+  const int bands = image->Bands;
+  const uint8_t header[18] = {0,
+                              0,
+                              2,
+                              0,
+                              0,
+                              0,
+                              0,
+                              0,
+                              0,
+                              0,
+                              0,
+                              0,
+                              static_cast<uint8_t>(image->Xsize),
+                              static_cast<uint8_t>(image->Xsize >> 8),
+                              static_cast<uint8_t>(image->Ysize),
+                              static_cast<uint8_t>(image->Ysize >> 8),
+                              static_cast<uint8_t>(8 * bands),
+                              static_cast<uint8_t>(0x20 | (bands == 4 ? 8 : 0))};
+  out->assign(std::begin(header), std::end(header));
+  out->resize(sizeof header + static_cast<size_t>(image->Xsize) * image->Ysize * bands);
+  uint8_t* to = out->data() + sizeof header;
+  for (int y = 0; y < image->Ysize; ++y) {
+    const uint8_t* from = PixelAddress(image, 0, y);
+    for (int x = 0; x < image->Xsize; ++x, from += bands, to += bands) {
+      to[0] = from[2];  // stored blue, green, red(, alpha)
+      to[1] = from[1];
+      to[2] = from[0];
+      if (bands == 4) to[3] = from[3];
+    }
+  }
+}
+
 }  // namespace
 
 ResampleMode ResampleModeFromInt(int value) {
@@ -354,8 +391,10 @@ bool Image::SaveToMemory(std::vector<uint8_t>* out, ImageFormat format, int jpeg
             Vips().magicksave_buffer(image, &buffer, &size, "format",
                                      image->Bands == 4 ? "BMP" : "BMP3", "strip", TRUE, nullptr);
         break;
-      case ImageFormat::kIco:
       case ImageFormat::kTga:
+        EncodeTga(image, out);
+        return true;
+      case ImageFormat::kIco:
       case ImageFormat::kPcx:
         failed = Vips().magicksave_buffer(image, &buffer, &size, "format", FormatName(format),
                                           "strip", TRUE, nullptr);

@@ -34,11 +34,12 @@ static bool UsesMagick(ImageFormat format) {
          format == ImageFormat::kTga || format == ImageFormat::kPcx;
 }
 
-// Only containers that carry EXIF can carry a meaningful orientation; ImageMagick reports the
-// TGA scan direction as an orientation it has already applied to the pixels.
+// Containers that carry EXIF can carry a meaningful orientation. TGA's is its scan direction:
+// ImageMagick hands the rows over in file order and reports where the first one belongs (most
+// writers store the bottom row first), in EXIF's numbering.
 static bool HonoursOrientation(ImageFormat format) {
   return format == ImageFormat::kJpeg || format == ImageFormat::kTiff ||
-         format == ImageFormat::kPng;
+         format == ImageFormat::kPng || format == ImageFormat::kTga;
 }
 
 std::string DescribeSource(const Source& source) {
@@ -125,6 +126,8 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   const std::string file = PathText(source.path);
   const void* data = source.data;
   const size_t size = source.size;
+  size_t png_offset = 0;
+  size_t png_length = 0;
   int failed = 0;
   switch (format) {
     case ImageFormat::kJpeg:
@@ -161,6 +164,14 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
                                      "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
       break;
     default:
+      if (format == ImageFormat::kIco &&
+          internal::LargestIconPng(source.data, source.size, &png_offset, &png_length)) {
+        // A PNG inside an icon is a whole PNG file: our PNG decoder reads it directly.
+        failed = Vips().pngload_buffer(const_cast<uint8_t*>(source.data + png_offset), png_length,
+                                       &raw, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                       VIPS_FAIL_ON_TRUNCATED, nullptr);
+        break;
+      }
       // ImageMagick numbers an icon's pictures in directory order; show the largest.
       failed = Vips().magickload_buffer(
           const_cast<void*>(data), size, &raw, "page",
@@ -175,7 +186,7 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
     return false;
   }
   // ImageMagick picks its decoder from the bytes itself; make sure it agreed with our routing.
-  if (UsesMagick(format)) {
+  if (UsesMagick(format) && png_length == 0) {
     const char* decoder = nullptr;
     if (Vips().image_get_typeof(image.get(), "magick-format") != 0 &&
         Vips().image_get_string(image.get(), "magick-format", &decoder) == 0 &&
@@ -185,6 +196,17 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
                DescribeSource(source) + ": the data is in another format (" + decoder + ")";
       return false;
     }
+  }
+
+  // ImageMagick gives a black-and-white PCX's set bits as black; the format's own program, and
+  // every other reader, shows them as white.
+  if (format == ImageFormat::kPcx && head.size() > 65 && head[3] == 1 && head[65] == 1) {
+    VipsImage* inverted = nullptr;
+    if (Vips().invert(image.get(), &inverted, nullptr) != 0) {
+      *error = "Cannot read PCX image " + DescribeSource(source) + ": " + TakeVipsError();
+      return false;
+    }
+    image.reset(inverted);
   }
 
   const uint64_t pixels = static_cast<uint64_t>(image->Xsize) *
@@ -222,9 +244,20 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
 // with three channels, or four when there is alpha.
 bool ToRgb8(VipsPtr& image, std::string* error) {
   VipsImage* in = image.get();
-  const bool alpha = Vips().image_hasalpha(in) != 0;
   VipsImage* out = nullptr;
-  const VipsInterpretation space = Vips().image_guess_interpretation(in);
+  VipsInterpretation space = Vips().image_guess_interpretation(in);
+  // ImageMagick hands some grey pictures over (a grey TGA, say) as three equal bands marked
+  // grey, which libvips would take for grey plus two extra bands.
+  if ((space == VIPS_INTERPRETATION_B_W || space == VIPS_INTERPRETATION_GREY16) && in->Bands >= 3) {
+    space = space == VIPS_INTERPRETATION_B_W ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_RGB16;
+    if (Vips().copy(in, &out, "interpretation", space, nullptr) != 0) {
+      *error = "Cannot convert the image to RGB: " + TakeVipsError();
+      return false;
+    }
+    image.reset(out);
+    in = out;
+  }
+  const bool alpha = Vips().image_hasalpha(in) != 0;
   if (space != VIPS_INTERPRETATION_sRGB || in->BandFmt != VIPS_FORMAT_UCHAR) {
     if (Vips().colourspace(in, &out, VIPS_INTERPRETATION_sRGB, "source_space", space, nullptr) !=
         0) {
