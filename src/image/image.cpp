@@ -15,6 +15,7 @@
 
 #include "image/internal/decode.h"
 #include "image/internal/format_sniff.h"
+#include "image/internal/jpeg_reduced.h"
 #include "image/internal/resize.h"
 #include "image/internal/vips_support.h"
 
@@ -313,6 +314,14 @@ bool Image::LoadThumbnail(const fs::path& path, int width, int height, ResampleM
         reduced.orientation = decoded.orientation;
         reduced.bits_per_pixel = decoded.bits_per_pixel;
         decoded = std::move(reduced);
+        // Decoding at a reduced scale, libjpeg may stop short of where a file cut short ends;
+        // such a file must fail here as it fails a whole decode.
+        internal::JpegInput input;
+        input.path = path;
+        if (!internal::JpegReachesEnd(input)) {
+          return Fail("Cannot read JPEG image " + DescribeSource(source) + ": " +
+                      internal::kJpegCutShort);
+        }
       }
     }
     const std::string what = std::string("Cannot read ") + FormatName(decoded.format) + " image " +

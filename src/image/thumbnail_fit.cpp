@@ -46,7 +46,13 @@ bool Image::LoadThumbnailToFit(const std::filesystem::path& path, int max_width,
     internal::JpegInput input;
     input.path = path;
     internal::ReducedJpeg reduced;
-    if (internal::DecodeJpegReduced(input, max_width, max_height, use_exif_preview, &reduced)) {
+    const internal::ReducedDecode fast =
+        internal::DecodeJpegReduced(input, max_width, max_height, use_exif_preview, &reduced);
+    if (fast == internal::ReducedDecode::kCutShort) {
+      return Fail("Cannot read JPEG image \"" + internal::PathText(path) +
+                  "\": " + internal::kJpegCutShort);
+    }
+    if (fast == internal::ReducedDecode::kDone) {
       const bool turned = reduced.orientation >= 5;
       const int upright_width = turned ? reduced.source_height : reduced.source_width;
       const int upright_height = turned ? reduced.source_width : reduced.source_height;

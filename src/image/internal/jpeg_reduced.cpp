@@ -7,6 +7,8 @@
 
 // jpeglib.h needs FILE and size_t declared before it.
 #include <jpeglib.h>
+// After jpeglib.h, which it extends.
+#include <jerror.h>
 
 #include "image/internal/decode.h"
 
@@ -18,14 +20,24 @@ namespace {
 struct ErrorManager {
   jpeg_error_mgr pub;
   std::jmp_buf jump;
+  bool cut_short;  // the data ended before the image did
 };
 
 [[noreturn]] void ErrorExit(j_common_ptr cinfo) {
   std::longjmp(reinterpret_cast<ErrorManager*>(cinfo->err)->jump, 1);
 }
 
-// Warnings (corrupt data, premature end) would go to stderr; the decode carries on quietly.
+// Warnings (corrupt data the decoder repairs) would go to stderr; the decode carries on quietly.
 void IgnoreMessage(j_common_ptr) {}
+
+// Data that ends before the image does is fatal, as it is to the full decoder (libvips with
+// fail_on=truncated); libjpeg's own rule pads the rest with grey and warns.
+void EmitMessage(j_common_ptr cinfo, int level) {
+  if (level < 0 && cinfo->err->msg_code == JWRN_JPEG_EOF) {
+    reinterpret_cast<ErrorManager*>(cinfo->err)->cut_short = true;
+    cinfo->err->error_exit(cinfo);
+  }
+}
 
 uint16_t Read16(const unsigned char* p, bool big_endian) {
   return big_endian ? static_cast<uint16_t>(p[0] << 8 | p[1])
@@ -44,6 +56,7 @@ class Decompressor {
     cinfo_.err = jpeg_std_error(&errors_.pub);
     errors_.pub.error_exit = ErrorExit;
     errors_.pub.output_message = IgnoreMessage;
+    errors_.pub.emit_message = EmitMessage;
   }
   ~Decompressor() {
     jpeg_destroy_decompress(&cinfo_);  // safe on a never-created struct: mem is null
@@ -53,6 +66,8 @@ class Decompressor {
   Decompressor& operator=(const Decompressor&) = delete;
 
   j_decompress_ptr get() { return &cinfo_; }
+  std::FILE* file() const { return file_; }
+  bool cut_short() const { return errors_.cut_short; }
 
   // Runs `step` with libjpeg's fatal errors caught; false when libjpeg gave up. `step` must
   // hold nothing with a destructor: a fatal error leaves it by longjmp.
@@ -146,9 +161,14 @@ bool DecodeToCover(Decompressor& d, int stored_width, int stored_height, Reduced
           JSAMPROW row = pixels + stride * cc->output_scanline;
           if (jpeg_read_scanlines(cc, &row, 1) != 1) break;
         }
-        if (first_scans) jpeg_finish_output(cc);
-        // The rest of the file (later scans, trailing data) is not needed.
-        jpeg_abort_decompress(cc);
+        if (first_scans) {
+          jpeg_finish_output(cc);
+          // The later scans are not needed; the caller checks that the file has them.
+          jpeg_abort_decompress(cc);
+        } else {
+          // Reads on to the end-of-image marker: a file cut short fails here.
+          jpeg_finish_decompress(cc);
+        }
       })) {
     return false;
   }
@@ -181,6 +201,84 @@ bool DecodePreview(std::string_view bytes, int stored_width, int stored_height,
 }
 
 bool HasJpegSignature(const uint8_t* bytes) { return bytes[0] == 0xFF && bytes[1] == 0xD8; }
+
+// Reads a file or memory front to back, in blocks, for the marker walk below.
+class ByteScanner {
+ public:
+  ByteScanner(const uint8_t* data, size_t size) : next_(data), end_(data + size) {}
+  explicit ByteScanner(std::FILE* file) : file_(file), buffer_(64 * 1024) {}
+
+  int Get() { return next_ < end_ || Refill() ? *next_++ : -1; }
+  // False when the data ends first.
+  bool Skip(size_t count) {
+    const size_t here = static_cast<size_t>(end_ - next_);
+    if (count <= here) {
+      next_ += count;
+      return true;
+    }
+    next_ = end_;
+    count -= here;
+    if (file_ == nullptr) return false;
+    if (std::fseek(file_, static_cast<long>(count), SEEK_CUR) != 0) return false;
+    return Get() >= 0 && (--next_, true);
+  }
+  // Moves past the next 0xFF byte; false when there is none.
+  bool SkipPastFF() {
+    for (;;) {
+      const void* ff = std::memchr(next_, 0xFF, static_cast<size_t>(end_ - next_));
+      if (ff != nullptr) {
+        next_ = static_cast<const uint8_t*>(ff) + 1;
+        return true;
+      }
+      next_ = end_;
+      if (!Refill()) return false;
+    }
+  }
+
+ private:
+  bool Refill() {
+    if (file_ == nullptr) return false;
+    const size_t got = std::fread(buffer_.data(), 1, buffer_.size(), file_);
+    next_ = buffer_.data();
+    end_ = next_ + got;
+    return got > 0;
+  }
+
+  std::FILE* file_ = nullptr;
+  std::vector<uint8_t> buffer_;
+  const uint8_t* next_ = nullptr;
+  const uint8_t* end_ = nullptr;
+};
+
+// The code of the next marker: any bytes before it are skipped as libjpeg skips them, as are
+// fill bytes, stuffed zeros and restart markers inside scan data. -1 at the end of the data.
+int NextMarker(ByteScanner& in) {
+  for (;;) {
+    if (!in.SkipPastFF()) return -1;
+    int code = in.Get();
+    while (code == 0xFF) code = in.Get();
+    if (code < 0) return -1;
+    if (code != 0 && (code < 0xD0 || code > 0xD7)) return code;
+  }
+}
+
+// True when the data runs on to the end-of-image marker, which a full decode must reach: the
+// decoder walks the segments and skips over scan data instead of decoding it. False for a file
+// cut short.
+bool ReachesEndOfImage(ByteScanner& in) {
+  if (in.Get() != 0xFF || in.Get() != 0xD8) return false;
+  for (int marker = NextMarker(in); marker >= 0;) {
+    if (marker == 0xD9) return true;
+    if (marker != 0x01 && marker != 0xD8) {  // the others without a length were skipped
+      const int high = in.Get();
+      const int low = in.Get();
+      if (low < 0 || high < 0 || (high << 8 | low) < 2) return false;
+      if (!in.Skip(static_cast<size_t>(high << 8 | low) - 2)) return false;
+    }
+    marker = NextMarker(in);
+  }
+  return false;
+}
 
 std::FILE* OpenFile(const std::filesystem::path& path) {
 #if defined(_WIN32)
@@ -244,28 +342,43 @@ bool ParseExifLayout(std::string_view tiff, ExifLayout* layout) {
   return true;
 }
 
-bool DecodeJpegReduced(const JpegInput& input, int max_width, int max_height, bool use_exif_preview,
-                       ReducedJpeg* out) {
+bool JpegReachesEnd(const JpegInput& input) {
+  if (input.data != nullptr) {
+    ByteScanner scanner(input.data, input.size);
+    return ReachesEndOfImage(scanner);
+  }
+  std::FILE* file = OpenFile(input.path);
+  if (file == nullptr) return false;
+  ByteScanner scanner(file);
+  const bool reaches = ReachesEndOfImage(scanner);
+  std::fclose(file);
+  return reaches;
+}
+
+ReducedDecode DecodeJpegReduced(const JpegInput& input, int max_width, int max_height,
+                                bool use_exif_preview, ReducedJpeg* out) {
   Decompressor d;
   if (input.data != nullptr) {
-    if (input.size < 4 || !HasJpegSignature(input.data)) return false;
-    if (!d.OpenHeader(input.data, input.size, nullptr)) return false;
+    if (input.size < 4 || !HasJpegSignature(input.data)) return ReducedDecode::kDeclined;
+    if (!d.OpenHeader(input.data, input.size, nullptr)) return ReducedDecode::kDeclined;
   } else {
     std::FILE* file = OpenFile(input.path);
-    if (file == nullptr) return false;
+    if (file == nullptr) return ReducedDecode::kDeclined;
     uint8_t signature[2] = {0, 0};
     const bool jpeg = std::fread(signature, 1, 2, file) == 2 && HasJpegSignature(signature) &&
                       std::fseek(file, 0, SEEK_SET) == 0;
     if (!jpeg) {
       std::fclose(file);
-      return false;
+      return ReducedDecode::kDeclined;
     }
-    if (!d.OpenHeader(nullptr, 0, file)) return false;
+    if (!d.OpenHeader(nullptr, 0, file)) return ReducedDecode::kDeclined;
   }
   j_decompress_ptr c = d.get();
   const uint64_t w = c->image_width;
   const uint64_t h = c->image_height;
-  if (!TakesColourSpace(c->jpeg_color_space) || !WithinLimits(w, h)) return false;
+  if (!TakesColourSpace(c->jpeg_color_space) || !WithinLimits(w, h)) {
+    return ReducedDecode::kDeclined;
+  }
 
   ExifLayout exif;
   std::string_view tiff;
@@ -289,12 +402,23 @@ bool DecodeJpegReduced(const JpegInput& input, int max_width, int max_height, bo
   out->source_width = static_cast<int>(w);
   out->source_height = static_cast<int>(h);
   out->orientation = exif.orientation;
-  if (shrinks && use_exif_preview && exif.preview_length > 0 &&
-      DecodePreview(tiff.substr(exif.preview_offset, exif.preview_length), stored_width,
-                    stored_height, w, h, out)) {
-    return true;
+  const bool decoded = (shrinks && use_exif_preview && exif.preview_length > 0 &&
+                        DecodePreview(tiff.substr(exif.preview_offset, exif.preview_length),
+                                      stored_width, stored_height, w, h, out)) ||
+                       DecodeToCover(d, stored_width, stored_height, out);
+  if (!decoded) return d.cut_short() ? ReducedDecode::kCutShort : ReducedDecode::kDeclined;
+  if (out->decode == ThumbnailDecode::kReducedScale) return ReducedDecode::kDone;  // read to EOI
+  // The preview and the first scans leave the rest of the file unread. A file the full decoder
+  // refuses must be refused here too, so its end is looked for, without decoding.
+  bool reaches = false;
+  if (input.data != nullptr) {
+    ByteScanner scanner(input.data, input.size);
+    reaches = ReachesEndOfImage(scanner);
+  } else if (std::fseek(d.file(), 0, SEEK_SET) == 0) {
+    ByteScanner scanner(d.file());
+    reaches = ReachesEndOfImage(scanner);
   }
-  return DecodeToCover(d, stored_width, stored_height, out);
+  return reaches ? ReducedDecode::kDone : ReducedDecode::kCutShort;
 }
 
 }  // namespace quorvane::image::internal

@@ -181,7 +181,8 @@ std::string PlanarPcx(int planes) {
   std::string out(128, '\0');
   out[0] = 10, out[1] = 5, out[2] = 1, out[3] = 1;  // ZSoft, version 5, run-length, 1 bit
   out[8] = 31, out[10] = 23;                        // right and bottom edges
-  for (int i = 0; i < 5; ++i) {  // black and white use entries 0 and 1
+  // The palette; black and white use entries 0 and 1.
+  for (int i = 0; i < 5; ++i) {
     const Rgba c = planes == 4 ? palette[i] : i == 1 ? kWhite255 : Rgba{0, 0, 0, 255};
     out[16 + 3 * i] = static_cast<char>(c.r);
     out[17 + 3 * i] = static_cast<char>(c.g);

@@ -173,7 +173,6 @@ TEST_F(ImageSafetyTest, ParallelLoadsFromManyThreadsAgree) {
   EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
-
 // The decoders' own words must reach the caller even when many calls fail at the same moment:
 // libvips logs every failure in one place for the whole process. Two kinds of damage whose
 // messages differ, so that a text taken by the wrong thread shows.
