@@ -208,7 +208,10 @@ int RunEditFileCommand(std::span<const std::string> given) {
   RunOnWorker([&] {
     code = document.RunEdit(*command, values, selection, display, run, UserThumbnailOptions().mode);
   });
-  if (code >= 0x80000000u) return Failure(album::ErrorCodeText(code));
+  if (code >= 0x80000000u) {
+    return Failure(document.last_error().empty() ? album::ErrorCodeText(code)
+                                                 : document.last_error());
+  }
   if (code == imaging::kFilterNothingToDo) std::cerr << "Nothing to do; the image is unchanged\n";
   const image::Image result = document.image();
   if (!result.Save(parsed.positional[1], out_type->format)) return Failure(result.last_error());

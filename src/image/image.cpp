@@ -571,7 +571,9 @@ bool Image::IncreaseBpp(int bits) {
 
 namespace {
 
-// Runs one libvips transform on the current pixels and materialises the result.
+// Runs one libvips transform on the current pixels and materialises the result. The size of
+// the result is known before any pixel of it is computed: one the program would refuse to open
+// is refused here, before the memory for it is taken.
 template <typename Transform>
 bool ApplyTransform(const VipsPtr& pixels, VipsPtr* result, std::string* error, const char* what,
                     Transform transform) {
@@ -581,6 +583,11 @@ bool ApplyTransform(const VipsPtr& pixels, VipsPtr* result, std::string* error, 
     return false;
   }
   VipsPtr image(out);
+  if (!internal::FitsLimits(image->Xsize, image->Ysize)) {
+    *error = std::string(what) + ": the result would be too large (" +
+             internal::TooLargeReason(image->Xsize, image->Ysize) + ")";
+    return false;
+  }
   if (!Materialise(image, error, what)) return false;
   *result = std::move(image);
   return true;

@@ -40,7 +40,11 @@ AlbumEditResult RunAlbumEdit(album::Album& album, album::AlbumHistory& history,
     if (code == kFilterCancelled || run.cancel.load()) break;
     if (code == kFilterNothingToDo) continue;
     if (code != kFilterOk) {
-      result.failures.push_back(name + ": " + album::ErrorCodeText(code));
+      // The image operation's own words say why (a result too large to open, say); the photo
+      // is left as it was.
+      result.failures.push_back(
+          name + ": " +
+          (image.last_error().empty() ? album::ErrorCodeText(code) : image.last_error()));
       continue;
     }
     album::PhotoVersion kept;

@@ -52,7 +52,10 @@ uint32_t ViewerDocument::RunEdit(const EditCommand& command, const EditValues& v
   const uint32_t code = filter->Apply(working, run);
   run.selection = nullptr;
   if (run.cancel.load()) return kFilterCancelled;
-  if (code != kFilterOk) return code;
+  if (code != kFilterOk) {
+    last_error_ = working.last_error();
+    return code;
+  }
 
   // The entry takes the image as it is now; only then does the new one go in.
   history_.PushImage(std::string(command.viewer_label), state_, mutex_);

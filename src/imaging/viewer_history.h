@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "album/album_history.h"
-#include "platform/ref_counted.h"
 #include "image/image.h"
+#include "platform/ref_counted.h"
 
 namespace quorvane::imaging {
 

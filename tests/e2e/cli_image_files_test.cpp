@@ -84,5 +84,31 @@ TEST_F(CliImageFilesTest, JpegCutInHalfIsRefusedByEveryCommand) {
   EXPECT_NE(r.err.find(reason), std::string::npos) << r.err;
 }
 
+// A long strip turned by 45 degrees would need 12869 x 12869 pixels, more than the program
+// opens: the edit is refused before the turned picture is made, and the photo stays as it was.
+TEST_F(CliImageFilesTest, EditWhoseResultWouldBeTooLargeLeavesThePhoto) {
+  Image strip;
+  ASSERT_TRUE(strip.Create(18000, 200, false, {90, 120, 150, 255}));
+  const fs::path photo = photos_ / "strip.jpg";
+  ASSERT_TRUE(strip.Save(photo, image::ImageFormat::kJpeg));
+  ASSERT_EQ(RunCli({"album", "add", album_.string(), photo.string()}).exit_code, 0);
+  const std::string index = testing::ReadTextFile(album_ / "index.quorvane");
+  const std::string stored = testing::ReadTextFile(album_ / "strip.jpg");
+  const std::string too_large =
+      "Cannot rotate the image: the result would be too large (12869 x 12869 pixels";
+
+  auto r = RunCli({"edit", album_.string(), "rotate", "--angle", "45"});
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_NE(r.err.find("strip.jpg: " + too_large), std::string::npos) << r.err;
+  EXPECT_TRUE(testing::ReadTextFile(album_ / "strip.jpg") == stored) << "the photo changed";
+  EXPECT_EQ(testing::ReadTextFile(album_ / "index.quorvane"), index);
+
+  const fs::path out = dir_ / "turned.jpg";
+  r = RunCli({"edit-file", photo.string(), out.string(), "rotate", "--angle", "45"});
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_NE(r.err.find(too_large), std::string::npos) << r.err;
+  EXPECT_FALSE(fs::exists(out));
+}
+
 }  // namespace
 }  // namespace quorvane

@@ -24,6 +24,15 @@ namespace internal {
 
 namespace fs = std::filesystem;
 
+bool FitsLimits(uint64_t width, uint64_t height) {
+  return width <= kMaxSide && height <= kMaxSide && width * height <= MaxImagePixels();
+}
+
+std::string TooLargeReason(uint64_t width, uint64_t height) {
+  return std::to_string(width) + " x " + std::to_string(height) + " pixels; at most " +
+         std::to_string(MaxImagePixels() / 1'000'000) + " megapixels are accepted";
+}
+
 std::string PathText(const fs::path& path) {
   const std::u8string utf8 = path.u8string();
   return std::string(reinterpret_cast<const char*>(utf8.data()), utf8.size());
@@ -209,14 +218,11 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
     image.reset(inverted);
   }
 
-  const uint64_t pixels = static_cast<uint64_t>(image->Xsize) *
-                          static_cast<uint64_t>(image->Ysize) * static_cast<uint64_t>(jpeg_shrink) *
-                          static_cast<uint64_t>(jpeg_shrink);
-  if (image->Xsize > kMaxSide || image->Ysize > kMaxSide || pixels > MaxImagePixels()) {
+  const uint64_t full_width = static_cast<uint64_t>(image->Xsize) * jpeg_shrink;
+  const uint64_t full_height = static_cast<uint64_t>(image->Ysize) * jpeg_shrink;
+  if (!FitsLimits(full_width, full_height)) {
     *error = "Cannot read " + DescribeSource(source) + ": the image is too large (" +
-             std::to_string(image->Xsize * jpeg_shrink) + " x " +
-             std::to_string(image->Ysize * jpeg_shrink) + " pixels; at most " +
-             std::to_string(MaxImagePixels() / 1'000'000) + " megapixels are accepted)";
+             TooLargeReason(full_width, full_height) + ")";
     return false;
   }
 

@@ -19,6 +19,13 @@ namespace quorvane::image::internal {
 inline constexpr int kMaxSide = 65500;  // the largest side JPEG can store; no format goes beyond
 inline constexpr int kMaxIconSide = 256;
 
+// Whether a picture of this size may be opened at all: sides up to kMaxSide, pixels up to
+// MaxImagePixels(). Every decode and every operation's result keeps to it, so the program never
+// makes a picture it will not open again.
+bool FitsLimits(uint64_t width, uint64_t height);
+// "W x H pixels; at most N megapixels are accepted", for the messages of those that do not.
+std::string TooLargeReason(uint64_t width, uint64_t height);
+
 // The path as UTF-8 text, for messages and for libvips.
 std::string PathText(const std::filesystem::path& path);
 
