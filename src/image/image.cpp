@@ -326,6 +326,15 @@ bool Image::LoadThumbnail(const fs::path& path, int width, int height, ResampleM
     }
     const std::string what = std::string("Cannot read ") + FormatName(decoded.format) + " image " +
                              DescribeSource(source);
+    // The reduced decode, or the thumbnail when it is larger, is the largest picture held.
+    internal::DecodeBudget::Hold hold;
+    if (!internal::HoldDecodeMemory(
+            decoded, source,
+            std::max<uint64_t>(static_cast<uint64_t>(decoded.image->Xsize), stored_width),
+            std::max<uint64_t>(static_cast<uint64_t>(decoded.image->Ysize), stored_height), &hold,
+            &error)) {
+      return Fail(std::move(error));
+    }
     if (!ToRgb8(decoded.image, &error)) return Fail(std::move(error));
     if (decoded.format == ImageFormat::kGif &&
         (!Materialise(decoded.image, &error, what.c_str(), internal::kDamagedData) ||
@@ -365,6 +374,17 @@ bool Image::SaveToMemory(std::vector<uint8_t>* out, ImageFormat format, int jpeg
     if (format == ImageFormat::kIco &&
         (image->Xsize > kMaxIconSide || image->Ysize > kMaxIconSide)) {
       return Fail("Cannot save as ICO: icons can be at most 256 x 256 pixels");
+    }
+    // Never write what this program will not open again.
+    const uint64_t reopen =
+        internal::ReopenBytes(format, static_cast<uint64_t>(image->Xsize),
+                              static_cast<uint64_t>(image->Ysize), image->Bands);
+    const uint64_t ceiling = internal::DecodeBudget::Shared().ceiling();
+    if (reopen > ceiling) {
+      return Fail(std::string("Cannot save the image as ") + FormatName(format) +
+                  ": opening it again would need " + internal::Megabytes(reopen) +
+                  " of memory; at most " + internal::Megabytes(ceiling) +
+                  " are allowed for one image");
     }
     VipsPtr opaque;
     // JPEG and PCX have no alpha; CxImage-style savers simply drop it, keeping the colour.

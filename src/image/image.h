@@ -91,6 +91,21 @@ struct ImageInfo {
 void SetMaxImagePixels(uint64_t max_pixels);
 uint64_t MaxImagePixels();
 
+// How much memory decoding may take. All decodes running at once share `budget` (default
+// 1 GiB): each holds what it will need while it runs and waits while the rest is held, first
+// come first served, so parallel work never needs more than the budget; one that needs more than
+// the whole budget waits until nothing else decodes and runs alone. A decode that would need
+// more than `ceiling` (default: the machine's physical memory) is refused before it starts,
+// with a message saying how much it needs. What a decode needs is estimated from the header:
+// its result (the picture, or the reduced picture a thumbnail is made from) and what the
+// decoder keeps besides it. Pictures already decoded are not counted. Thread-safe.
+struct DecodeMemory {
+  uint64_t budget = 0;
+  uint64_t ceiling = 0;
+};
+void SetDecodeMemory(const DecodeMemory& limits);
+DecodeMemory GetDecodeMemory();
+
 inline constexpr int kDefaultJpegQuality = 90;
 
 // A size that fits `width` x `height` inside `max_width` x `max_height` with the aspect kept and
@@ -234,8 +249,8 @@ class Image {
   // succeeds in the end.
   template <typename Body>
   bool Guarded(Body&& body) const {
-    return RunGuarded(
-        [](void* b) { return (*static_cast<std::remove_reference_t<Body>*>(b))(); }, &body);
+    return RunGuarded([](void* b) { return (*static_cast<std::remove_reference_t<Body>*>(b))(); },
+                      &body);
   }
   bool RunGuarded(bool (*call)(void* body), void* body) const;
   Impl* Detach();

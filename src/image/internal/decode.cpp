@@ -227,6 +227,12 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   }
 
   out->format = format;
+  out->stored_width = full_width;
+  out->stored_height = full_height;
+  int interlaced = 0;
+  out->held_whole = Vips().image_get_typeof(image.get(), "interlaced") != 0 &&
+                    Vips().image_get_int(image.get(), "interlaced", &interlaced) == 0 &&
+                    interlaced != 0;
   out->bits_per_pixel = UsesMagick(format)
                             ? internal::HeaderBitsPerPixel(format, source.data, source.size)
                             : internal::HeaderBitsPerPixel(format, head.data(), head.size());
@@ -405,8 +411,71 @@ void CopyMetadata(VipsImage* from, VipsImage* to) {
   Vips().strfreev(fields);
 }
 
+namespace {
+
+// What a decoder keeps besides its result while it decodes a picture stored at `pixels` pixels
+// of `decoded_pixel` bytes each (as the loader hands them over) in a file of `file_bytes`.
+uint64_t DecoderKeeps(ImageFormat format, uint64_t pixels, uint64_t bands, uint64_t decoded_pixel,
+                      bool held_whole, uint64_t file_bytes) {
+  switch (format) {
+    case ImageFormat::kJpeg:
+      // libjpeg keeps every coefficient of a progressive file, two bytes for each sample of
+      // each component (subsampled colour takes less; this is the bound).
+      return held_whole ? pixels * 2 * bands : 0;
+    case ImageFormat::kPng:
+      return held_whole ? pixels * decoded_pixel : 0;
+    case ImageFormat::kGif:
+      return pixels * 4 * 2;  // the frame and the canvas it is drawn on
+    case ImageFormat::kTiff:
+      return 0;  // strips and tiles, a few rows at a time
+    default:
+      // ImageMagick's own pixels (four channels of 16 bits), libvips's copy of them and the
+      // file read whole.
+      return pixels * 8 + pixels * decoded_pixel + file_bytes;
+  }
+}
+
+}  // namespace
+
+uint64_t DecodeBytes(const Decoded& opened, const Source& source, uint64_t result_width,
+                     uint64_t result_height) {
+  const VipsImage* header = opened.image.get();
+  const uint64_t keeps = DecoderKeeps(opened.format, opened.stored_width * opened.stored_height,
+                                      static_cast<uint64_t>(header->Bands), PixelBytes(header),
+                                      opened.held_whole, source.size);
+  // A picture turned upright, or a GIF's dropped alpha, is one more copy of the result.
+  const uint64_t copies =
+      1 + (opened.orientation > 1 ? 1 : 0) + (opened.format == ImageFormat::kGif ? 1 : 0);
+  return keeps + result_width * result_height * 4 * copies;
+}
+
+uint64_t ReopenBytes(ImageFormat format, uint64_t width, uint64_t height, int bands) {
+  const uint64_t pixels = width * height;
+  const uint64_t pixel = static_cast<uint64_t>(bands);
+  // As our savers write them: baseline JPEG, PNG without interlacing, uncompressed bitmaps.
+  return DecoderKeeps(format, pixels, pixel, pixel, false, pixels * pixel) +
+         pixels * 4 * (format == ImageFormat::kGif ? 2 : 1);
+}
+
+bool HoldDecodeMemory(const Decoded& opened, const Source& source, uint64_t result_width,
+                      uint64_t result_height, DecodeBudget::Hold* hold, std::string* error) {
+  std::string why;
+  if (DecodeBudget::Shared().Acquire(DecodeBytes(opened, source, result_width, result_height), hold,
+                                     &why)) {
+    return true;
+  }
+  *error = std::string("Cannot read ") + FormatName(opened.format) + " image " +
+           DescribeSource(source) + ": " + why;
+  return false;
+}
+
 bool DecodeWhole(Source& source, ImageFormat hint, Decoded* decoded, std::string* error) {
   if (!Open(source, hint, 1, decoded, error)) return false;
+  DecodeBudget::Hold hold;
+  if (!HoldDecodeMemory(*decoded, source, decoded->stored_width, decoded->stored_height, &hold,
+                        error)) {
+    return false;
+  }
   if (!ToRgb8(decoded->image, error)) return false;
   const std::string what = std::string("Cannot read ") + FormatName(decoded->format) + " image " +
                            DescribeSource(source);

@@ -36,8 +36,13 @@ std::vector<uint8_t> PhotoPixels(int width, int height) {
   return rgb;
 }
 
+// How a progressive file is laid out, beyond libjpeg's defaults (4:2:0 colour, one scan for
+// all DC coefficients, no restart markers).
+enum class Layout { kDefault, kGrey, kRestarts, kSeparateDcScans, kFullColour };
+
 std::vector<uint8_t> EncodeJpeg(const std::vector<uint8_t>& rgb, int width, int height,
-                                bool progressive, const std::string& app1 = {}) {
+                                bool progressive, const std::string& app1 = {},
+                                Layout layout = Layout::kDefault) {
   jpeg_compress_struct c;
   jpeg_error_mgr errors;
   c.err = jpeg_std_error(&errors);
@@ -45,20 +50,41 @@ std::vector<uint8_t> EncodeJpeg(const std::vector<uint8_t>& rgb, int width, int 
   unsigned char* buffer = nullptr;
   unsigned long size = 0;
   jpeg_mem_dest(&c, &buffer, &size);
+  const bool grey = layout == Layout::kGrey;
   c.image_width = static_cast<JDIMENSION>(width);
   c.image_height = static_cast<JDIMENSION>(height);
-  c.input_components = 3;
-  c.in_color_space = JCS_RGB;
+  c.input_components = grey ? 1 : 3;
+  c.in_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
   jpeg_set_defaults(&c);
   jpeg_set_quality(&c, 90, TRUE);
   if (progressive) jpeg_simple_progression(&c);
+  // Each component's DC in a scan of its own, first the top bits, the last bit after the AC.
+  jpeg_scan_info separate[9];
+  if (layout == Layout::kSeparateDcScans) {
+    for (int i = 0; i < 3; ++i) {
+      separate[i] = {1, {i}, 0, 0, 0, 1};
+      separate[3 + i] = {1, {i}, 1, 63, 0, 0};
+      separate[6 + i] = {1, {i}, 0, 0, 1, 0};
+    }
+    c.scan_info = separate;
+    c.num_scans = 9;
+  }
+  if (layout == Layout::kRestarts) c.restart_interval = 7;  // MCUs, across row ends
+  if (layout == Layout::kFullColour)
+    c.comp_info[0].h_samp_factor = c.comp_info[0].v_samp_factor = 1;
   jpeg_start_compress(&c, TRUE);
   if (!app1.empty()) {
     jpeg_write_marker(&c, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(app1.data()),
                       static_cast<unsigned>(app1.size()));
   }
+  std::vector<uint8_t> row_grey(static_cast<size_t>(width));
   while (c.next_scanline < c.image_height) {
-    JSAMPROW row = const_cast<JSAMPROW>(&rgb[static_cast<size_t>(c.next_scanline) * width * 3]);
+    const uint8_t* row_rgb = &rgb[static_cast<size_t>(c.next_scanline) * width * 3];
+    for (int x = 0; x < width && grey; ++x) {
+      row_grey[static_cast<size_t>(x)] = static_cast<uint8_t>(
+          (row_rgb[3 * x] * 3 + row_rgb[3 * x + 1] * 6 + row_rgb[3 * x + 2]) / 10);
+    }
+    JSAMPROW row = const_cast<JSAMPROW>(grey ? row_grey.data() : row_rgb);
     jpeg_write_scanlines(&c, &row, 1);
   }
   jpeg_finish_compress(&c);
@@ -130,6 +156,7 @@ struct PathCase {
   bool use_preview;
   int orientation;
   ThumbnailDecode expected;
+  Layout layout = Layout::kDefault;
 };
 
 class FastThumbnailTest : public ::testing::TestWithParam<PathCase> {};
@@ -149,8 +176,8 @@ TEST_P(FastThumbnailTest, MatchesFullDecodeScaledDown) {
     app1 = ExifBlock(c.orientation, preview);
   }
   TempDir dir;
-  const auto path =
-      WriteBytes(dir, "photo.jpg", EncodeJpeg(pixels, kWidth, kHeight, c.progressive, app1));
+  const auto path = WriteBytes(dir, "photo.jpg",
+                               EncodeJpeg(pixels, kWidth, kHeight, c.progressive, app1, c.layout));
   Image fast;
   ThumbnailSource source;
   ASSERT_TRUE(
@@ -176,6 +203,14 @@ INSTANTIATE_TEST_SUITE_P(
         PathCase{"ProgressiveStopsAfterDcScans", true, false, false, 1,
                  ThumbnailDecode::kFirstScans},
         PathCase{"TurnedByExif", true, false, false, 6, ThumbnailDecode::kFirstScans},
+        PathCase{"FirstScansOfGrey", true, false, false, 1, ThumbnailDecode::kFirstScans,
+                 Layout::kGrey},
+        PathCase{"FirstScansWithRestarts", true, false, false, 1, ThumbnailDecode::kFirstScans,
+                 Layout::kRestarts},
+        PathCase{"FirstScansOneComponentEach", true, false, false, 1, ThumbnailDecode::kFirstScans,
+                 Layout::kSeparateDcScans},
+        PathCase{"FirstScansOfFullColour", true, false, false, 1, ThumbnailDecode::kFirstScans,
+                 Layout::kFullColour},
         PathCase{"PreviewWhenAllowed", false, true, true, 1, ThumbnailDecode::kExifPreview},
         PathCase{"TurnedPreview", false, true, true, 8, ThumbnailDecode::kExifPreview},
         PathCase{"PreviewIgnoredByDefault", false, true, false, 1, ThumbnailDecode::kReducedScale}),
