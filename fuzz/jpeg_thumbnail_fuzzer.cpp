@@ -17,7 +17,10 @@ void Check(const uint8_t* data, size_t size, int max_width, int max_height, bool
   input.data = data;
   input.size = size;
   internal::ReducedJpeg out;
-  if (!internal::DecodeJpegReduced(input, max_width, max_height, preview, &out)) return;
+  if (internal::DecodeJpegReduced(input, max_width, max_height, preview, &out) !=
+      internal::ReducedDecode::kDone) {
+    return;
+  }
   if (out.width < 1 || out.height < 1 || out.orientation < 1 || out.orientation > 8 ||
       out.rgb.size() != static_cast<size_t>(out.width) * out.height * 3 ||
       static_cast<uint64_t>(out.source_width) * out.source_height > quorvane::fuzz::kMaxPixels) {

@@ -189,7 +189,10 @@ int RunEditFileCommand(std::span<const std::string> given) {
     code = document.RunEdit(*command, values, selection, display, progress,
                             UserThumbnailOptions().mode);
   });
-  if (platform::IsFailure(code)) return Failure(platform::ResultCodeText(code));
+  if (platform::IsFailure(code)) {
+    return Failure(document.last_error().empty() ? platform::ResultCodeText(code)
+                                                 : document.last_error());
+  }
   if (code == imaging::kNothingToDo) std::cerr << "Nothing to do; the image is unchanged\n";
   const image::Image result = document.image();
   if (!result.Save(parsed.positional[1], out_type->format)) return Failure(result.last_error());

@@ -17,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace quorvane::image {
@@ -89,6 +90,21 @@ struct ImageInfo {
 // claim more are refused before any pixel memory is taken. Thread-safe.
 void SetMaxImagePixels(uint64_t max_pixels);
 uint64_t MaxImagePixels();
+
+// How much memory decoding may take. All decodes running at once share `budget` (default
+// 1 GiB): each holds what it will need while it runs and waits while the rest is held, first
+// come first served, so parallel work never needs more than the budget; one that needs more than
+// the whole budget waits until nothing else decodes and runs alone. A decode that would need
+// more than `ceiling` (default: the machine's physical memory) is refused before it starts,
+// with a message saying how much it needs. What a decode needs is estimated from the header:
+// its result (the picture, or the reduced picture a thumbnail is made from) and what the
+// decoder keeps besides it. Pictures already decoded are not counted. Thread-safe.
+struct DecodeMemory {
+  uint64_t budget = 0;
+  uint64_t ceiling = 0;
+};
+void SetDecodeMemory(const DecodeMemory& limits);
+DecodeMemory GetDecodeMemory();
 
 inline constexpr int kDefaultJpegQuality = 90;
 
@@ -229,6 +245,15 @@ class Image {
   struct Impl;
 
   bool Fail(std::string text) const;
+  // Runs `body` as one job of the image library (see internal/vips_support.h: a failure is run
+  // again alone so that its text is its own), keeping last_error() unchanged when the call
+  // succeeds in the end.
+  template <typename Body>
+  bool Guarded(Body&& body) const {
+    return RunGuarded([](void* b) { return (*static_cast<std::remove_reference_t<Body>*>(b))(); },
+                      &body);
+  }
+  bool RunGuarded(bool (*call)(void* body), void* body) const;
   Impl* Detach();
   // Before new pixels are installed: a shared image takes its own copy of the fields only
   // (its pixels are left null for the caller to set), so the old pixels are never copied.

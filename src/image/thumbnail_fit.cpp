@@ -42,54 +42,62 @@ bool Image::LoadThumbnailToFit(const std::filesystem::path& path, int max_width,
     return Fail("Cannot make a thumbnail of " + std::to_string(max_width) + " x " +
                 std::to_string(max_height) + " pixels");
   }
-  internal::JpegInput input;
-  input.path = path;
-  internal::ReducedJpeg reduced;
-  if (internal::DecodeJpegReduced(input, max_width, max_height, use_exif_preview, &reduced)) {
-    const bool turned = reduced.orientation >= 5;
-    const int upright_width = turned ? reduced.source_height : reduced.source_width;
-    const int upright_height = turned ? reduced.source_width : reduced.source_height;
-    const FitSize fit = FitInside(upright_width, upright_height, max_width, max_height);
-    std::string error;
-    if (!internal::EnsureVips(&error)) return Fail(std::move(error));
-    internal::Decoded decoded;
-    decoded.image.reset(internal::Vips().image_new_from_memory_copy(
-        reduced.rgb.data(), reduced.rgb.size(), reduced.width, reduced.height, 3,
-        VIPS_FORMAT_UCHAR));
-    if (decoded.image == nullptr) {
+  return Guarded([&] {
+    internal::JpegInput input;
+    input.path = path;
+    internal::ReducedJpeg reduced;
+    const internal::ReducedDecode fast =
+        internal::DecodeJpegReduced(input, max_width, max_height, use_exif_preview, &reduced);
+    if (fast == internal::ReducedDecode::kCutShort) {
       return Fail("Cannot read JPEG image \"" + internal::PathText(path) +
-                  "\": " + internal::TakeVipsError());
+                  "\": " + internal::kJpegCutShort);
     }
-    decoded.image->Type = VIPS_INTERPRETATION_sRGB;
-    const int stored_width = turned ? fit.height : fit.width;
-    const int stored_height = turned ? fit.width : fit.height;
-    if (mode == ResampleMode::kNearest) {
-      internal::VipsPtr scaled =
-          internal::ResizeNearest(decoded.image.get(), stored_width, stored_height);
-      if (scaled == nullptr) return Fail("Cannot resize the image: " + internal::TakeVipsError());
-      decoded.image = std::move(scaled);
-    } else if (!internal::ResizeExact(decoded.image, stored_width, stored_height, mode, &error) ||
-               !internal::Materialise(decoded.image, &error, "Cannot resize the image")) {
-      return Fail(std::move(error));
+    if (fast == internal::ReducedDecode::kDone) {
+      const bool turned = reduced.orientation >= 5;
+      const int upright_width = turned ? reduced.source_height : reduced.source_width;
+      const int upright_height = turned ? reduced.source_width : reduced.source_height;
+      const FitSize fit = FitInside(upright_width, upright_height, max_width, max_height);
+      std::string error;
+      if (!internal::EnsureVips(&error)) return Fail(std::move(error));
+      internal::Decoded decoded;
+      decoded.image.reset(internal::Vips().image_new_from_memory_copy(
+          reduced.rgb.data(), reduced.rgb.size(), reduced.width, reduced.height, 3,
+          VIPS_FORMAT_UCHAR));
+      if (decoded.image == nullptr) {
+        return Fail("Cannot read JPEG image \"" + internal::PathText(path) +
+                    "\": " + internal::TakeVipsError());
+      }
+      decoded.image->Type = VIPS_INTERPRETATION_sRGB;
+      const int stored_width = turned ? fit.height : fit.width;
+      const int stored_height = turned ? fit.width : fit.height;
+      if (mode == ResampleMode::kNearest) {
+        internal::VipsPtr scaled =
+            internal::ResizeNearest(decoded.image.get(), stored_width, stored_height);
+        if (scaled == nullptr) return Fail("Cannot resize the image: " + internal::TakeVipsError());
+        decoded.image = std::move(scaled);
+      } else if (!internal::ResizeExact(decoded.image, stored_width, stored_height, mode, &error) ||
+                 !internal::Materialise(decoded.image, &error, "Cannot resize the image")) {
+        return Fail(std::move(error));
+      }
+      if (!internal::MakeUpright(decoded.image, reduced.orientation, &error)) {
+        return Fail(std::move(error));
+      }
+      decoded.format = ImageFormat::kJpeg;
+      decoded.bits_per_pixel = 24;
+      Install(decoded);
+      if (source_info != nullptr) *source_info = {upright_width, upright_height, reduced.decode};
+      return true;
     }
-    if (!internal::MakeUpright(decoded.image, reduced.orientation, &error)) {
-      return Fail(std::move(error));
-    }
-    decoded.format = ImageFormat::kJpeg;
-    decoded.bits_per_pixel = 24;
-    Install(decoded);
-    if (source_info != nullptr) *source_info = {upright_width, upright_height, reduced.decode};
-    return true;
-  }
 
-  ImageInfo info;
-  std::string error;
-  if (!ReadImageInfo(path, ImageFormat::kUnknown, &info, &error)) return Fail(std::move(error));
-  const FitSize fit = FitInside(info.width, info.height, max_width, max_height);
-  const bool fits = fit.width == info.width && fit.height == info.height;
-  if (fits ? !Load(path) : !LoadThumbnail(path, fit.width, fit.height, mode)) return false;
-  if (source_info != nullptr) *source_info = {info.width, info.height, ThumbnailDecode::kGeneric};
-  return true;
+    ImageInfo info;
+    std::string error;
+    if (!ReadImageInfo(path, ImageFormat::kUnknown, &info, &error)) return Fail(std::move(error));
+    const FitSize fit = FitInside(info.width, info.height, max_width, max_height);
+    const bool fits = fit.width == info.width && fit.height == info.height;
+    if (fits ? !Load(path) : !LoadThumbnail(path, fit.width, fit.height, mode)) return false;
+    if (source_info != nullptr) *source_info = {info.width, info.height, ThumbnailDecode::kGeneric};
+    return true;
+  });
 }
 
 }  // namespace quorvane::image

@@ -48,7 +48,11 @@ AlbumEditResult RunAlbumEdit(album::Album& album, album::AlbumHistory& history,
     if (code == kCancelled || progress.Cancelled()) break;
     if (code == kNothingToDo) continue;
     if (code != kOk) {
-      result.failures.push_back(name + ": " + platform::ResultCodeText(code));
+      // The image operation's own words say why (a result too large to open, say); the photo
+      // is left as it was.
+      result.failures.push_back(
+          name + ": " +
+          (image.last_error().empty() ? platform::ResultCodeText(code) : image.last_error()));
       continue;
     }
     album::PhotoVersion kept;

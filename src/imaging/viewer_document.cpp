@@ -51,7 +51,10 @@ ResultCode ViewerDocument::RunEdit(const EditCommand& command, const EditValues&
   FilterRun run{&progress, mask ? &*mask : nullptr};
   const ResultCode code = filter->Apply(working, run);
   if (progress.Cancelled()) return kCancelled;
-  if (code != kOk) return code;
+  if (code != kOk) {
+    last_error_ = working.last_error();
+    return code;
+  }
 
   // The entry takes the image as it is now; only then does the new one go in.
   history_.PushImage(std::string(command.viewer_label), state_, mutex_);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
+#include <string>
 
 #include "image/image.h"
 #include "imaging/edit_commands.h"
@@ -43,6 +44,9 @@ class ViewerDocument {
                      const EditSelection& selection, DisplaySize display,
                      platform::ProgressSink& progress,
                      image::ResampleMode mode = image::ResampleMode::kBicubic);
+  // Why the last RunEdit that failed did, in the image operation's words; empty when it gave
+  // none. Read on the window's thread once the edit has ended.
+  const std::string& last_error() const { return last_error_; }
 
   // Changes the photo's text fields as one undoable step.
   void SetText(std::string label, PhotoText text);
@@ -56,6 +60,7 @@ class ViewerDocument {
   mutable std::mutex mutex_;
   ViewerState state_;
   ViewerHistory history_;
+  std::string last_error_;
 };
 
 }  // namespace quorvane::imaging

@@ -24,6 +24,15 @@ namespace internal {
 
 namespace fs = std::filesystem;
 
+bool FitsLimits(uint64_t width, uint64_t height) {
+  return width <= kMaxSide && height <= kMaxSide && width * height <= MaxImagePixels();
+}
+
+std::string TooLargeReason(uint64_t width, uint64_t height) {
+  return std::to_string(width) + " x " + std::to_string(height) + " pixels; at most " +
+         std::to_string(MaxImagePixels() / 1'000'000) + " megapixels are accepted";
+}
+
 std::string PathText(const fs::path& path) {
   const std::u8string utf8 = path.u8string();
   return std::string(reinterpret_cast<const char*>(utf8.data()), utf8.size());
@@ -34,11 +43,12 @@ static bool UsesMagick(ImageFormat format) {
          format == ImageFormat::kTga || format == ImageFormat::kPcx;
 }
 
-// Only containers that carry EXIF can carry a meaningful orientation; ImageMagick reports the
-// TGA scan direction as an orientation it has already applied to the pixels.
+// Containers that carry EXIF can carry a meaningful orientation. TGA's is its scan direction:
+// ImageMagick hands the rows over in file order and reports where the first one belongs (most
+// writers store the bottom row first), in EXIF's numbering.
 static bool HonoursOrientation(ImageFormat format) {
   return format == ImageFormat::kJpeg || format == ImageFormat::kTiff ||
-         format == ImageFormat::kPng;
+         format == ImageFormat::kPng || format == ImageFormat::kTga;
 }
 
 std::string DescribeSource(const Source& source) {
@@ -125,6 +135,8 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   const std::string file = PathText(source.path);
   const void* data = source.data;
   const size_t size = source.size;
+  size_t png_offset = 0;
+  size_t png_length = 0;
   int failed = 0;
   switch (format) {
     case ImageFormat::kJpeg:
@@ -161,6 +173,14 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
                                      "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
       break;
     default:
+      if (format == ImageFormat::kIco &&
+          internal::LargestIconPng(source.data, source.size, &png_offset, &png_length)) {
+        // A PNG inside an icon is a whole PNG file: our PNG decoder reads it directly.
+        failed = Vips().pngload_buffer(const_cast<uint8_t*>(source.data + png_offset), png_length,
+                                       &raw, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                       VIPS_FAIL_ON_TRUNCATED, nullptr);
+        break;
+      }
       // ImageMagick numbers an icon's pictures in directory order; show the largest.
       failed = Vips().magickload_buffer(
           const_cast<void*>(data), size, &raw, "page",
@@ -171,11 +191,11 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   VipsPtr image(raw);
   if (failed != 0 || image == nullptr) {
     *error = std::string("Cannot read ") + FormatName(format) + " image " + DescribeSource(source) +
-             ": " + TakeVipsError();
+             ": " + TakeVipsError(kDamagedData);
     return false;
   }
   // ImageMagick picks its decoder from the bytes itself; make sure it agreed with our routing.
-  if (UsesMagick(format)) {
+  if (UsesMagick(format) && png_length == 0) {
     const char* decoder = nullptr;
     if (Vips().image_get_typeof(image.get(), "magick-format") != 0 &&
         Vips().image_get_string(image.get(), "magick-format", &decoder) == 0 &&
@@ -187,18 +207,32 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
     }
   }
 
-  const uint64_t pixels = static_cast<uint64_t>(image->Xsize) *
-                          static_cast<uint64_t>(image->Ysize) * static_cast<uint64_t>(jpeg_shrink) *
-                          static_cast<uint64_t>(jpeg_shrink);
-  if (image->Xsize > kMaxSide || image->Ysize > kMaxSide || pixels > MaxImagePixels()) {
+  // ImageMagick gives a black-and-white PCX's set bits as black; the format's own program, and
+  // every other reader, shows them as white.
+  if (format == ImageFormat::kPcx && head.size() > 65 && head[3] == 1 && head[65] == 1) {
+    VipsImage* inverted = nullptr;
+    if (Vips().invert(image.get(), &inverted, nullptr) != 0) {
+      *error = "Cannot read PCX image " + DescribeSource(source) + ": " + TakeVipsError();
+      return false;
+    }
+    image.reset(inverted);
+  }
+
+  const uint64_t full_width = static_cast<uint64_t>(image->Xsize) * jpeg_shrink;
+  const uint64_t full_height = static_cast<uint64_t>(image->Ysize) * jpeg_shrink;
+  if (!FitsLimits(full_width, full_height)) {
     *error = "Cannot read " + DescribeSource(source) + ": the image is too large (" +
-             std::to_string(image->Xsize * jpeg_shrink) + " x " +
-             std::to_string(image->Ysize * jpeg_shrink) + " pixels; at most " +
-             std::to_string(MaxImagePixels() / 1'000'000) + " megapixels are accepted)";
+             TooLargeReason(full_width, full_height) + ")";
     return false;
   }
 
   out->format = format;
+  out->stored_width = full_width;
+  out->stored_height = full_height;
+  int interlaced = 0;
+  out->held_whole = Vips().image_get_typeof(image.get(), "interlaced") != 0 &&
+                    Vips().image_get_int(image.get(), "interlaced", &interlaced) == 0 &&
+                    interlaced != 0;
   out->bits_per_pixel = UsesMagick(format)
                             ? internal::HeaderBitsPerPixel(format, source.data, source.size)
                             : internal::HeaderBitsPerPixel(format, head.data(), head.size());
@@ -222,9 +256,20 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
 // with three channels, or four when there is alpha.
 bool ToRgb8(VipsPtr& image, std::string* error) {
   VipsImage* in = image.get();
-  const bool alpha = Vips().image_hasalpha(in) != 0;
   VipsImage* out = nullptr;
-  const VipsInterpretation space = Vips().image_guess_interpretation(in);
+  VipsInterpretation space = Vips().image_guess_interpretation(in);
+  // ImageMagick hands some grey pictures over (a grey TGA, say) as three equal bands marked
+  // grey, which libvips would take for grey plus two extra bands.
+  if ((space == VIPS_INTERPRETATION_B_W || space == VIPS_INTERPRETATION_GREY16) && in->Bands >= 3) {
+    space = space == VIPS_INTERPRETATION_B_W ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_RGB16;
+    if (Vips().copy(in, &out, "interpretation", space, nullptr) != 0) {
+      *error = "Cannot convert the image to RGB: " + TakeVipsError();
+      return false;
+    }
+    image.reset(out);
+    in = out;
+  }
+  const bool alpha = Vips().image_hasalpha(in) != 0;
   if (space != VIPS_INTERPRETATION_sRGB || in->BandFmt != VIPS_FORMAT_UCHAR) {
     if (Vips().colourspace(in, &out, VIPS_INTERPRETATION_sRGB, "source_space", space, nullptr) !=
         0) {
@@ -307,10 +352,10 @@ bool DropOpaqueAlpha(VipsPtr& image, std::string* error) {
 }
 
 // Decodes the pixels of a lazy image into memory; this is where damaged data shows up.
-bool Materialise(VipsPtr& image, std::string* error, const char* what) {
+bool Materialise(VipsPtr& image, std::string* error, const char* what, const char* fallback) {
   VipsImage* memory = Vips().image_copy_memory(image.get());
   if (memory == nullptr) {
-    *error = std::string(what) + ": " + TakeVipsError();
+    *error = std::string(what) + ": " + TakeVipsError(fallback);
     return false;
   }
   image.reset(memory);
@@ -366,12 +411,75 @@ void CopyMetadata(VipsImage* from, VipsImage* to) {
   Vips().strfreev(fields);
 }
 
+namespace {
+
+// What a decoder keeps besides its result while it decodes a picture stored at `pixels` pixels
+// of `decoded_pixel` bytes each (as the loader hands them over) in a file of `file_bytes`.
+uint64_t DecoderKeeps(ImageFormat format, uint64_t pixels, uint64_t bands, uint64_t decoded_pixel,
+                      bool held_whole, uint64_t file_bytes) {
+  switch (format) {
+    case ImageFormat::kJpeg:
+      // libjpeg keeps every coefficient of a progressive file, two bytes for each sample of
+      // each component (subsampled colour takes less; this is the bound).
+      return held_whole ? pixels * 2 * bands : 0;
+    case ImageFormat::kPng:
+      return held_whole ? pixels * decoded_pixel : 0;
+    case ImageFormat::kGif:
+      return pixels * 4 * 2;  // the frame and the canvas it is drawn on
+    case ImageFormat::kTiff:
+      return 0;  // strips and tiles, a few rows at a time
+    default:
+      // ImageMagick's own pixels (four channels of 16 bits), libvips's copy of them and the
+      // file read whole.
+      return pixels * 8 + pixels * decoded_pixel + file_bytes;
+  }
+}
+
+}  // namespace
+
+uint64_t DecodeBytes(const Decoded& opened, const Source& source, uint64_t result_width,
+                     uint64_t result_height) {
+  const VipsImage* header = opened.image.get();
+  const uint64_t keeps = DecoderKeeps(opened.format, opened.stored_width * opened.stored_height,
+                                      static_cast<uint64_t>(header->Bands), PixelBytes(header),
+                                      opened.held_whole, source.size);
+  // A picture turned upright, or a GIF's dropped alpha, is one more copy of the result.
+  const uint64_t copies =
+      1 + (opened.orientation > 1 ? 1 : 0) + (opened.format == ImageFormat::kGif ? 1 : 0);
+  return keeps + result_width * result_height * 4 * copies;
+}
+
+uint64_t ReopenBytes(ImageFormat format, uint64_t width, uint64_t height, int bands) {
+  const uint64_t pixels = width * height;
+  const uint64_t pixel = static_cast<uint64_t>(bands);
+  // As our savers write them: baseline JPEG, PNG without interlacing, uncompressed bitmaps.
+  return DecoderKeeps(format, pixels, pixel, pixel, false, pixels * pixel) +
+         pixels * 4 * (format == ImageFormat::kGif ? 2 : 1);
+}
+
+bool HoldDecodeMemory(const Decoded& opened, const Source& source, uint64_t result_width,
+                      uint64_t result_height, DecodeBudget::Hold* hold, std::string* error) {
+  std::string why;
+  if (DecodeBudget::Shared().Acquire(DecodeBytes(opened, source, result_width, result_height), hold,
+                                     &why)) {
+    return true;
+  }
+  *error = std::string("Cannot read ") + FormatName(opened.format) + " image " +
+           DescribeSource(source) + ": " + why;
+  return false;
+}
+
 bool DecodeWhole(Source& source, ImageFormat hint, Decoded* decoded, std::string* error) {
   if (!Open(source, hint, 1, decoded, error)) return false;
+  DecodeBudget::Hold hold;
+  if (!HoldDecodeMemory(*decoded, source, decoded->stored_width, decoded->stored_height, &hold,
+                        error)) {
+    return false;
+  }
   if (!ToRgb8(decoded->image, error)) return false;
   const std::string what = std::string("Cannot read ") + FormatName(decoded->format) + " image " +
                            DescribeSource(source);
-  if (!Materialise(decoded->image, error, what.c_str())) return false;
+  if (!Materialise(decoded->image, error, what.c_str(), kDamagedData)) return false;
   if (decoded->format == ImageFormat::kGif && !DropOpaqueAlpha(decoded->image, error)) {
     return false;
   }

@@ -154,6 +154,21 @@ int LargestIconEntry(const uint8_t* data, size_t size) {
   return best;
 }
 
+bool LargestIconPng(const uint8_t* data, size_t size, size_t* offset, size_t* length) {
+  const size_t index = static_cast<size_t>(LargestIconEntry(data, size));
+  if (size < 6 + 16 * (index + 1)) return false;
+  const uint8_t* entry = data + 6 + 16 * index;
+  const size_t bytes = Le32(entry + 8);
+  const size_t start = Le32(entry + 12);
+  if (start > size || bytes > size - start ||
+      !StartsWith(data + start, bytes, "\x89PNG\r\n\x1A\n", 8)) {
+    return false;
+  }
+  *offset = start;
+  *length = bytes;
+  return true;
+}
+
 const char* FormatName(ImageFormat format) {
   switch (format) {
     case ImageFormat::kBmp:

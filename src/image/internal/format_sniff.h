@@ -26,6 +26,11 @@ int HeaderBitsPerPixel(ImageFormat format, const uint8_t* head, size_t size);
 // 256 x 256); 0 when the directory cannot be read.
 int LargestIconEntry(const uint8_t* data, size_t size);
 
+// Where the largest picture of a whole icon file lies when it is stored as a complete PNG file
+// (what icon writers use for large sizes today) rather than as a headerless bitmap: true with
+// its offset and length inside `data`, which the entry must lie within.
+bool LargestIconPng(const uint8_t* data, size_t size, size_t* offset, size_t* length);
+
 const char* FormatName(ImageFormat format);
 
 }  // namespace quorvane::image::internal

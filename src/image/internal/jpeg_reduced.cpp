@@ -4,11 +4,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 // jpeglib.h needs FILE and size_t declared before it.
 #include <jpeglib.h>
+// After jpeglib.h, which it extends.
+#include <jerror.h>
 
 #include "image/internal/decode.h"
+#include "image/internal/decode_budget.h"
+#include "image/internal/jpeg_walk.h"
 
 namespace quorvane::image::internal {
 namespace {
@@ -18,14 +23,24 @@ namespace {
 struct ErrorManager {
   jpeg_error_mgr pub;
   std::jmp_buf jump;
+  bool cut_short;  // the data ended before the image did
 };
 
 [[noreturn]] void ErrorExit(j_common_ptr cinfo) {
   std::longjmp(reinterpret_cast<ErrorManager*>(cinfo->err)->jump, 1);
 }
 
-// Warnings (corrupt data, premature end) would go to stderr; the decode carries on quietly.
+// Warnings (corrupt data the decoder repairs) would go to stderr; the decode carries on quietly.
 void IgnoreMessage(j_common_ptr) {}
+
+// Data that ends before the image does is fatal, as it is to the full decoder (libvips with
+// fail_on=truncated); libjpeg's own rule pads the rest with grey and warns.
+void EmitMessage(j_common_ptr cinfo, int level) {
+  if (level < 0 && cinfo->err->msg_code == JWRN_JPEG_EOF) {
+    reinterpret_cast<ErrorManager*>(cinfo->err)->cut_short = true;
+    cinfo->err->error_exit(cinfo);
+  }
+}
 
 uint16_t Read16(const unsigned char* p, bool big_endian) {
   return big_endian ? static_cast<uint16_t>(p[0] << 8 | p[1])
@@ -44,6 +59,7 @@ class Decompressor {
     cinfo_.err = jpeg_std_error(&errors_.pub);
     errors_.pub.error_exit = ErrorExit;
     errors_.pub.output_message = IgnoreMessage;
+    errors_.pub.emit_message = EmitMessage;
   }
   ~Decompressor() {
     jpeg_destroy_decompress(&cinfo_);  // safe on a never-created struct: mem is null
@@ -53,6 +69,8 @@ class Decompressor {
   Decompressor& operator=(const Decompressor&) = delete;
 
   j_decompress_ptr get() { return &cinfo_; }
+  std::FILE* file() const { return file_; }
+  bool cut_short() const { return errors_.cut_short; }
 
   // Runs `step` with libjpeg's fatal errors caught; false when libjpeg gave up. `step` must
   // hold nothing with a destructor: a fatal error leaves it by longjmp.
@@ -63,9 +81,19 @@ class Decompressor {
     return true;
   }
 
+  // A reader of the whole input from its first byte, for the walks that do without libjpeg.
+  // Null when the file cannot be rewound.
+  std::optional<ByteScanner> Rescan() {
+    if (file_ == nullptr) return ByteScanner(data_, size_);
+    if (std::fseek(file_, 0, SEEK_SET) != 0) return std::nullopt;
+    return ByteScanner(file_);
+  }
+
   // Reads the header of a JPEG in memory or in a file, keeping APP1 (EXIF) markers.
   bool OpenHeader(const uint8_t* data, size_t size, std::FILE* file) {
     file_ = file;
+    data_ = data;
+    size_ = size;
     return Guarded([&](j_decompress_ptr c) {
       jpeg_create_decompress(c);
       if (file != nullptr) {
@@ -82,6 +110,8 @@ class Decompressor {
   jpeg_decompress_struct cinfo_{};
   ErrorManager errors_{};
   std::FILE* file_ = nullptr;
+  const uint8_t* data_ = nullptr;
+  size_t size_ = 0;
 };
 
 bool TakesColourSpace(J_COLOR_SPACE space) {
@@ -93,20 +123,46 @@ bool WithinLimits(uint64_t width, uint64_t height) {
          height <= static_cast<uint64_t>(kMaxSide) && width * height <= MaxImagePixels();
 }
 
-// In a progressive file, true once every component has its DC coefficients.
-bool AllDcPresent(j_decompress_ptr c) {
-  if (c->coef_bits == nullptr) return false;
-  for (int i = 0; i < c->num_components; ++i) {
-    if (c->coef_bits[i][0] < 0) return false;
+// A progressive file read at 1/8 scale needs only its DC coefficients: they are read straight
+// from the file (jpeg_walk.h), so the memory is one value per block, not libjpeg's 64.
+ReducedDecode DecodeFirstScans(Decompressor& d, ReducedJpeg* out) {
+  j_decompress_ptr c = d.get();
+  JpegFrame frame;
+  frame.width = static_cast<int>(c->image_width);
+  frame.height = static_cast<int>(c->image_height);
+  frame.components = c->num_components;
+  frame.ycc = c->jpeg_color_space == JCS_YCbCr;
+  if (c->arith_code || (frame.components != 1 && frame.components != 3)) {
+    return ReducedDecode::kDeclined;
   }
-  return true;
+  for (int i = 0; i < frame.components; ++i) {
+    frame.component[i].id = c->comp_info[i].component_id;
+    frame.component[i].h = c->comp_info[i].h_samp_factor;
+    frame.component[i].v = c->comp_info[i].v_samp_factor;
+    frame.component[i].quant_table = c->comp_info[i].quant_tbl_no;
+  }
+  std::optional<ByteScanner> in = d.Rescan();
+  if (!in) return ReducedDecode::kDeclined;
+  switch (DecodeDcScans(*in, frame, &out->rgb)) {
+    case DcDecode::kDone:
+      out->width = (frame.width + 7) / 8;
+      out->height = (frame.height + 7) / 8;
+      out->decode = ThumbnailDecode::kFirstScans;
+      return ReducedDecode::kDone;
+    case DcDecode::kCutShort:
+      return ReducedDecode::kCutShort;
+    case DcDecode::kDeclined:
+      break;
+  }
+  return ReducedDecode::kDeclined;
 }
 
 // Decodes an opened JPEG at the smallest scale n/8 whose output is at least twice
 // stored_width x stored_height (or whole): the final filter then still shrinks by 2 or more,
 // which keeps the result close to a full decode scaled down. At 1/8 only DC coefficients
-// count, so a progressive file stops reading once its DC scans are in.
-bool DecodeToCover(Decompressor& d, int stored_width, int stored_height, ReducedJpeg* out) {
+// count, so a progressive file is read for its DC scans alone.
+ReducedDecode DecodeToCover(Decompressor& d, int stored_width, int stored_height,
+                            ReducedJpeg* out) {
   j_decompress_ptr c = d.get();
   const uint64_t w = c->image_width;
   const uint64_t h = c->image_height;
@@ -114,19 +170,36 @@ bool DecodeToCover(Decompressor& d, int stored_width, int stored_height, Reduced
   const uint64_t want_height = 2 * static_cast<uint64_t>(stored_height);
   int n = 1;
   while (n < 8 && ((w * n + 7) / 8 < want_width || (h * n + 7) / 8 < want_height)) ++n;
-  const bool first_scans = c->progressive_mode && n == 1;
+  if (c->progressive_mode && n == 1) {
+    // A file the walk does not take goes to the general path, which judges it.
+    return DecodeFirstScans(d, out);
+  }
   if (!d.Guarded([&](j_decompress_ptr cc) {
         cc->scale_num = static_cast<unsigned>(n);
         cc->scale_denom = 8;
         cc->out_color_space = JCS_RGB;
         // Smoothing guesses missing AC coefficients; at 1/8 only DC is used anyway.
         cc->do_block_smoothing = FALSE;
-        cc->buffered_image = first_scans ? TRUE : FALSE;
         jpeg_calc_output_dimensions(cc);
       })) {
-    return false;
+    return ReducedDecode::kDeclined;
   }
-  if (c->output_components != 3 || c->output_width < 1 || c->output_height < 1) return false;
+  if (c->output_components != 3 || c->output_width < 1 || c->output_height < 1) {
+    return ReducedDecode::kDeclined;
+  }
+  // The result, and for a file of several scans every coefficient of the picture, which
+  // libjpeg keeps until the last scan is in.
+  uint64_t need = uint64_t{c->output_width} * c->output_height * 3;
+  if (jpeg_has_multiple_scans(c)) {
+    for (int i = 0; i < c->num_components; ++i) {
+      const jpeg_component_info& component = c->comp_info[i];
+      need += (uint64_t{component.width_in_blocks} + component.h_samp_factor) *
+              (uint64_t{component.height_in_blocks} + component.v_samp_factor) * sizeof(JBLOCK);
+    }
+  }
+  DecodeBudget::Hold hold;
+  std::string refused;
+  if (!DecodeBudget::Shared().Acquire(need, &hold, &refused)) return ReducedDecode::kDeclined;
   out->width = static_cast<int>(c->output_width);
   out->height = static_cast<int>(c->output_height);
   const size_t stride = static_cast<size_t>(out->width) * 3;
@@ -134,26 +207,17 @@ bool DecodeToCover(Decompressor& d, int stored_width, int stored_height, Reduced
   uint8_t* pixels = out->rgb.data();
   if (!d.Guarded([&](j_decompress_ptr cc) {
         jpeg_start_decompress(cc);
-        if (first_scans) {
-          for (;;) {
-            const int status = jpeg_consume_input(cc);
-            if (status == JPEG_SUSPENDED || status == JPEG_REACHED_EOI) break;
-            if (status == JPEG_SCAN_COMPLETED && AllDcPresent(cc)) break;
-          }
-          jpeg_start_output(cc, cc->input_scan_number);
-        }
         while (cc->output_scanline < cc->output_height) {
           JSAMPROW row = pixels + stride * cc->output_scanline;
           if (jpeg_read_scanlines(cc, &row, 1) != 1) break;
         }
-        if (first_scans) jpeg_finish_output(cc);
-        // The rest of the file (later scans, trailing data) is not needed.
-        jpeg_abort_decompress(cc);
+        // Reads on to the end-of-image marker: a file cut short fails here.
+        jpeg_finish_decompress(cc);
       })) {
-    return false;
+    return d.cut_short() ? ReducedDecode::kCutShort : ReducedDecode::kDeclined;
   }
-  out->decode = first_scans ? ThumbnailDecode::kFirstScans : ThumbnailDecode::kReducedScale;
-  return true;
+  out->decode = ThumbnailDecode::kReducedScale;
+  return ReducedDecode::kDone;
 }
 
 // Uses the EXIF preview when it covers the size and has the photo's shape: scaled to the
@@ -175,7 +239,7 @@ bool DecodePreview(std::string_view bytes, int stored_width, int stored_height,
   const uint64_t lhs = ph * photo_width;
   const uint64_t rhs = pw * photo_height;
   if ((lhs > rhs ? lhs - rhs : rhs - lhs) > photo_width) return false;
-  if (!DecodeToCover(d, stored_width, stored_height, out)) return false;
+  if (DecodeToCover(d, stored_width, stored_height, out) != ReducedDecode::kDone) return false;
   out->decode = ThumbnailDecode::kExifPreview;
   return true;
 }
@@ -244,28 +308,43 @@ bool ParseExifLayout(std::string_view tiff, ExifLayout* layout) {
   return true;
 }
 
-bool DecodeJpegReduced(const JpegInput& input, int max_width, int max_height, bool use_exif_preview,
-                       ReducedJpeg* out) {
+bool JpegReachesEnd(const JpegInput& input) {
+  if (input.data != nullptr) {
+    ByteScanner scanner(input.data, input.size);
+    return ReachesEndOfImage(scanner);
+  }
+  std::FILE* file = OpenFile(input.path);
+  if (file == nullptr) return false;
+  ByteScanner scanner(file);
+  const bool reaches = ReachesEndOfImage(scanner);
+  std::fclose(file);
+  return reaches;
+}
+
+ReducedDecode DecodeJpegReduced(const JpegInput& input, int max_width, int max_height,
+                                bool use_exif_preview, ReducedJpeg* out) {
   Decompressor d;
   if (input.data != nullptr) {
-    if (input.size < 4 || !HasJpegSignature(input.data)) return false;
-    if (!d.OpenHeader(input.data, input.size, nullptr)) return false;
+    if (input.size < 4 || !HasJpegSignature(input.data)) return ReducedDecode::kDeclined;
+    if (!d.OpenHeader(input.data, input.size, nullptr)) return ReducedDecode::kDeclined;
   } else {
     std::FILE* file = OpenFile(input.path);
-    if (file == nullptr) return false;
+    if (file == nullptr) return ReducedDecode::kDeclined;
     uint8_t signature[2] = {0, 0};
     const bool jpeg = std::fread(signature, 1, 2, file) == 2 && HasJpegSignature(signature) &&
                       std::fseek(file, 0, SEEK_SET) == 0;
     if (!jpeg) {
       std::fclose(file);
-      return false;
+      return ReducedDecode::kDeclined;
     }
-    if (!d.OpenHeader(nullptr, 0, file)) return false;
+    if (!d.OpenHeader(nullptr, 0, file)) return ReducedDecode::kDeclined;
   }
   j_decompress_ptr c = d.get();
   const uint64_t w = c->image_width;
   const uint64_t h = c->image_height;
-  if (!TakesColourSpace(c->jpeg_color_space) || !WithinLimits(w, h)) return false;
+  if (!TakesColourSpace(c->jpeg_color_space) || !WithinLimits(w, h)) {
+    return ReducedDecode::kDeclined;
+  }
 
   ExifLayout exif;
   std::string_view tiff;
@@ -289,12 +368,16 @@ bool DecodeJpegReduced(const JpegInput& input, int max_width, int max_height, bo
   out->source_width = static_cast<int>(w);
   out->source_height = static_cast<int>(h);
   out->orientation = exif.orientation;
-  if (shrinks && use_exif_preview && exif.preview_length > 0 &&
-      DecodePreview(tiff.substr(exif.preview_offset, exif.preview_length), stored_width,
-                    stored_height, w, h, out)) {
-    return true;
+  if (!shrinks || !use_exif_preview || exif.preview_length == 0 ||
+      !DecodePreview(tiff.substr(exif.preview_offset, exif.preview_length), stored_width,
+                     stored_height, w, h, out)) {
+    // Both ways of decoding the photo itself read it to its end-of-image marker.
+    return DecodeToCover(d, stored_width, stored_height, out);
   }
-  return DecodeToCover(d, stored_width, stored_height, out);
+  // The preview leaves the photo unread. A file the full decoder refuses must be refused here
+  // too, so its end is looked for, without decoding.
+  std::optional<ByteScanner> scanner = d.Rescan();
+  return scanner && ReachesEndOfImage(*scanner) ? ReducedDecode::kDone : ReducedDecode::kCutShort;
 }
 
 }  // namespace quorvane::image::internal

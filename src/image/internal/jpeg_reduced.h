@@ -41,12 +41,27 @@ struct ReducedJpeg {
   ThumbnailDecode decode = ThumbnailDecode::kReducedScale;
 };
 
+// What the full decoder says of a JPEG whose data ends before its end-of-image marker (libjpeg's
+// words), and so what every path says.
+inline constexpr const char* kJpegCutShort = "Premature end of input file";
+
+enum class ReducedDecode {
+  kDone,
+  kDeclined,  // not a JPEG this decoder takes (CMYK, over the pixel ceiling) or one libjpeg
+              // gave up on: the general path decides, and reports errors in its own words
+  kCutShort,  // the data ends before the end-of-image marker: refused, as the full decoder
+              // refuses it, even on the paths that never decode that far (kJpegCutShort)
+};
+
 // Decodes the JPEG in `input` to at least the stored-orientation size that
 // FitInside(upright size, max_width, max_height) asks for (whole when the photo already fits),
-// from the EXIF preview when allowed and it fits. Returns false when it is not a JPEG this
-// decoder takes (CMYK, over the pixel ceiling) or when libjpeg fails; the caller then takes
-// the general path, which reports errors.
-bool DecodeJpegReduced(const JpegInput& input, int max_width, int max_height, bool use_exif_preview,
-                       ReducedJpeg* out);
+// from the EXIF preview when allowed and it fits.
+ReducedDecode DecodeJpegReduced(const JpegInput& input, int max_width, int max_height,
+                                bool use_exif_preview, ReducedJpeg* out);
+
+// True when the JPEG's data runs on to its end-of-image marker, as a full decode needs it to;
+// found by walking the segments and skipping over scan data without decoding it. False for a
+// file cut short or one that cannot be read.
+bool JpegReachesEnd(const JpegInput& input);
 
 }  // namespace quorvane::image::internal

@@ -51,6 +51,7 @@
   VIPS(image_write_prepare)           \
   VIPS(init)                          \
   VIPS(interpolate_new)               \
+  VIPS(invert)                        \
   VIPS(jpegload)                      \
   VIPS(jpegload_buffer)               \
   VIPS(jpegsave_buffer)               \

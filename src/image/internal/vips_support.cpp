@@ -1,12 +1,18 @@
 #include "image/internal/vips_support.h"
 
 #include <mutex>
+#include <shared_mutex>
 
 namespace quorvane::image::internal {
 namespace {
 
 VipsApi api;
 std::string load_error;
+
+// Jobs share this lock while they run; a job run again to read its own failure holds it alone.
+std::shared_mutex jobs;
+thread_local int job_depth = 0;
+thread_local bool read_log = false;  // the current job called TakeVipsError
 
 // libvips reports recoverable decoder trouble (a short JPEG, a bad PNG chunk) as GLib warnings
 // on stderr. We turn the serious ones into errors through fail_on, so the rest is noise for a
@@ -49,6 +55,7 @@ bool EnsureVips(std::string* error) {
 const VipsApi& Vips() { return api; }
 
 std::string TakeVipsError(const char* fallback) {
+  read_log = true;
   char* raw = api.error_buffer_copy();
   std::string text = raw != nullptr ? raw : "";
   api.free(raw);
@@ -56,6 +63,24 @@ std::string TakeVipsError(const char* fallback) {
   if (end != std::string::npos) text.resize(end);
   while (!text.empty() && (text.back() == ' ' || text.back() == '\r')) text.pop_back();
   return text.empty() ? fallback : text;
+}
+
+bool RunVipsJob(bool (*call)(void* job), void* job) {
+  if (job_depth > 0) return call(job);
+  struct Depth {
+    Depth() { ++job_depth; }
+    ~Depth() { --job_depth; }
+  } depth;
+  read_log = false;
+  {
+    std::shared_lock shared(jobs);
+    if (call(job)) return true;
+  }
+  // A failure our own checks found carries an exact text already.
+  if (!read_log) return false;
+  std::unique_lock alone(jobs);
+  if (api.error_clear != nullptr) api.error_clear();
+  return call(job);
 }
 
 }  // namespace quorvane::image::internal

@@ -1,12 +1,13 @@
 // The small amount of glue every libvips call in this library needs: opening and starting the
 // library once with our safety settings, an owning pointer for VipsImage, byte addresses in a
-// memory image, and turning libvips's process-wide error log into the text of one failure.
+// memory image, and getting each failure its own text out of libvips's process-wide error log.
 // Only .cpp files of src/image include this.
 #pragma once
 
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 #include "image/internal/vips_api.h"
 
@@ -65,8 +66,22 @@ inline VipsPel* PixelAddress(const VipsImage* image, int x, int y) {
 }
 
 // Takes and clears libvips's pending error text, reduced to its first line; `fallback` when
-// libvips logged nothing. libvips keeps one log per process, so under concurrent failures a
-// text may belong to another thread's call; the caller's own prefix keeps the message useful.
-std::string TakeVipsError(const char* fallback = "unknown error");
+// libvips logged nothing. Exact only inside RunVipsJob, which see.
+std::string TakeVipsError(const char* fallback = "the image library gave no reason");
+
+// libvips logs every failure in one buffer for the whole process, written by whichever thread
+// failed (often one of its own workers) and emptied by whoever reads it, so under concurrent
+// failures a text read there may be another call's, or gone. Every call into libvips from this
+// library therefore runs inside a job: jobs run side by side while they succeed; a job that
+// failed after reading the log (TakeVipsError) runs once more, alone, with the log emptied
+// first, so the texts it reads are its own. A job must leave its inputs as they were when it
+// fails, so that running it again means the same thing. Nested jobs run as part of the
+// outermost one. Returns what the last run of `job` returned. Thread-safe.
+bool RunVipsJob(bool (*call)(void* job), void* job);
+template <typename Job>
+bool RunVipsJob(Job&& job) {
+  return RunVipsJob([](void* j) { return (*static_cast<std::remove_reference_t<Job>*>(j))(); },
+                    &job);
+}
 
 }  // namespace quorvane::image::internal

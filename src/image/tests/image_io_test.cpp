@@ -22,6 +22,8 @@ using quorvane::testing::TempDir;
 using testing::ExpectCorners, testing::Quadrants;
 using testing::kBlue, testing::kGreen, testing::kRed, testing::kWhite;
 
+constexpr Rgba kWhite255{255, 255, 255, 255};
+
 // What a translucent pixel becomes after a round trip.
 enum class Alpha { kKept, kOnOff, kDropped };
 
@@ -104,6 +106,174 @@ INSTANTIATE_TEST_SUITE_P(
         FormatCase{"Tga", ImageFormat::kTga, 0, 24, Alpha::kKept, ResampleMode::kBicubic},
         FormatCase{"Pcx", ImageFormat::kPcx, 0, 24, Alpha::kDropped, ResampleMode::kLanczos3}),
     [](const ::testing::TestParamInfo<FormatCase>& param_info) { return param_info.param.name; });
+
+// Files as other programs write them: ImageMagick's (testdata/regress), or laid out here byte
+// by byte as the format's documentation describes. Each must show the Quadrants picture's
+// corners where the picture has them, whole and as a thumbnail.
+enum class Shades { kColour, kGrey, kBlackAndWhite };
+
+// What a Quadrants colour becomes in a file of fewer shades.
+Rgba Shaded(Rgba c, Shades shades) {
+  const auto grey = static_cast<uint8_t>((c.r * 3 + c.g * 6 + c.b) / 10);
+  if (shades == Shades::kGrey) return {grey, grey, grey, 255};
+  if (shades == Shades::kBlackAndWhite) return grey >= 128 ? kWhite255 : Rgba{0, 0, 0, 255};
+  return c;
+}
+
+std::string TestFile(const char* name) {
+  return quorvane::testing::ReadTextFile(quorvane::testing::TestDataPath("regress") / name);
+}
+
+// A TGA of the 32 x 24 Quadrants picture: true colour or grey, rows from the bottom (what most
+// programs write) or from the top, and run-length packets where pixels repeat.
+std::string Tga(bool bottom_up, bool rle, Shades shades) {
+  const Image picture = Quadrants(32, 24);
+  const bool grey = shades == Shades::kGrey;
+  const uint8_t type = static_cast<uint8_t>((grey ? 3 : 2) + (rle ? 8 : 0));
+  std::string out = {0,
+                     0,
+                     static_cast<char>(type),
+                     0,
+                     0,
+                     0,
+                     0,
+                     0,
+                     0,
+                     0,
+                     0,
+                     0,
+                     32,
+                     0,
+                     24,
+                     0,
+                     static_cast<char>(grey ? 8 : 24),
+                     static_cast<char>(bottom_up ? 0 : 0x20)};
+  const auto pixel = [&](int x, int y) {
+    const Rgba c = Shaded(picture.GetPixel(x, y), shades);
+    return grey ? std::string(1, static_cast<char>(c.r))
+                : std::string{static_cast<char>(c.b), static_cast<char>(c.g),
+                              static_cast<char>(c.r)};
+  };
+  for (int row = 0; row < 24; ++row) {
+    const int y = bottom_up ? 23 - row : row;
+    for (int x = 0; x < 32;) {
+      int run = 1;
+      while (rle && x + run < 32 && pixel(x + run, y) == pixel(x, y)) ++run;
+      if (rle) out += static_cast<char>(run > 1 ? 0x80 | (run - 1) : 0);
+      out += pixel(x, y);
+      x += rle ? run : 1;
+    }
+  }
+  return out;
+}
+
+// A PCX of the Quadrants picture in the EGA layout, 1 bit in each of `planes` planes (4: sixteen
+// colours from the header's palette; 1: black and white).
+std::string PlanarPcx(int planes) {
+  const Image picture = Quadrants(32, 24);
+  const Rgba palette[5] = {testing::kGrey, kRed, kGreen, kBlue, kWhite};
+  const auto index = [&](int x, int y) {
+    for (int i = 1; i < 5; ++i) {
+      if (picture.GetPixel(x, y) == palette[i]) return i;
+    }
+    return 0;
+  };
+  std::string out(128, '\0');
+  out[0] = 10, out[1] = 5, out[2] = 1, out[3] = 1;  // ZSoft, version 5, run-length, 1 bit
+  out[8] = 31, out[10] = 23;                        // right and bottom edges
+  // The palette; black and white use entries 0 and 1.
+  for (int i = 0; i < 5; ++i) {
+    const Rgba c = planes == 4 ? palette[i] : i == 1 ? kWhite255 : Rgba{0, 0, 0, 255};
+    out[16 + 3 * i] = static_cast<char>(c.r);
+    out[17 + 3 * i] = static_cast<char>(c.g);
+    out[18 + 3 * i] = static_cast<char>(c.b);
+  }
+  out[65] = static_cast<char>(planes);
+  out[66] = 4;  // bytes per plane line
+  out[68] = 1;
+  for (int y = 0; y < 24; ++y) {
+    for (int plane = 0; plane < planes; ++plane) {
+      for (int byte = 0; byte < 4; ++byte) {
+        uint8_t bits = 0;
+        for (int bit = 0; bit < 8; ++bit) {
+          const int x = byte * 8 + bit;
+          const bool on = planes == 4 ? (index(x, y) >> plane & 1) != 0
+                                      : Shaded(picture.GetPixel(x, y), Shades::kBlackAndWhite).r;
+          bits |= static_cast<uint8_t>(on << (7 - bit));
+        }
+        if (bits >= 0xC0) out += static_cast<char>(0xC1);  // a count of one, then the byte
+        out += static_cast<char>(bits);
+      }
+    }
+  }
+  return out;
+}
+
+struct ForeignFileCase {
+  const char* name;
+  std::string (*bytes)();
+  ImageFormat format;
+  int width;
+  int height;
+  Shades shades;
+  int tolerance;
+};
+
+class ImageForeignFileTest : public ImageIoTest,
+                             public ::testing::WithParamInterface<ForeignFileCase> {};
+
+TEST_P(ImageForeignFileTest, ShowsThePictureTheRightWayUp) {
+  const ForeignFileCase& c = GetParam();
+  const fs::path path = dir_ / "picture";
+  quorvane::testing::WriteTextFile(path, c.bytes());
+  const auto corners = [&c](const Image& image, int width, int height, int tolerance) {
+    ExpectCorners(image, width, height, tolerance, Shaded(kRed, c.shades), Shaded(kGreen, c.shades),
+                  Shaded(kBlue, c.shades), Shaded(kWhite, c.shades));
+  };
+  Image image;
+  ASSERT_TRUE(image.Load(path, c.format)) << image.last_error();
+  EXPECT_EQ(image.format(), c.format);
+  EXPECT_EQ(image.channels(), c.name == std::string("BmpV5Alpha") ? 4 : 3);
+  corners(image, c.width, c.height, c.tolerance);
+  ASSERT_TRUE(
+      image.LoadThumbnail(path, c.width / 2, c.height / 2, ResampleMode::kNearest, c.format))
+      << image.last_error();
+  corners(image, c.width / 2, c.height / 2, c.tolerance);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OtherPrograms, ImageForeignFileTest,
+    ::testing::Values(
+        // Large icon pictures are stored as whole PNG files inside the icon.
+        ForeignFileCase{"IconWithPngEntries", [] { return TestFile("icon_png_entries.ico"); },
+                        ImageFormat::kIco, 256, 256, Shades::kColour, 0},
+        ForeignFileCase{"TgaFromTheBottom", [] { return Tga(true, false, Shades::kColour); },
+                        ImageFormat::kTga, 32, 24, Shades::kColour, 0},
+        ForeignFileCase{"TgaFromTheTopRle", [] { return Tga(false, true, Shades::kColour); },
+                        ImageFormat::kTga, 32, 24, Shades::kColour, 0},
+        ForeignFileCase{"TgaGreyRle", [] { return Tga(true, true, Shades::kGrey); },
+                        ImageFormat::kTga, 32, 24, Shades::kGrey, 0},
+        ForeignFileCase{"Pcx4BitPlanes", [] { return PlanarPcx(4); }, ImageFormat::kPcx, 32, 24,
+                        Shades::kColour, 0},
+        ForeignFileCase{"Pcx1Bit", [] { return PlanarPcx(1); }, ImageFormat::kPcx, 32, 24,
+                        Shades::kBlackAndWhite, 0},
+        ForeignFileCase{"Pcx8BitPalette", [] { return TestFile("pcx_8bit.pcx"); },
+                        ImageFormat::kPcx, 32, 24, Shades::kColour, 0},
+        ForeignFileCase{"Pcx24Bit", [] { return TestFile("pcx_24bit.pcx"); }, ImageFormat::kPcx, 32,
+                        24, Shades::kColour, 0},
+        ForeignFileCase{"BmpV5Alpha", [] { return TestFile("bmp_v5_alpha.bmp"); },
+                        ImageFormat::kBmp, 32, 24, Shades::kColour, 0},
+        ForeignFileCase{"Bmp16BitRgb565", [] { return TestFile("bmp_rgb565.bmp"); },
+                        ImageFormat::kBmp, 32, 24, Shades::kColour, 8},
+        ForeignFileCase{"GifOfTwoFrames", [] { return TestFile("gif_two_frames.gif"); },
+                        ImageFormat::kGif, 32, 24, Shades::kColour, 0},
+        ForeignFileCase{"TiffOfTwoPagesLzw", [] { return TestFile("tiff_two_pages_lzw.tif"); },
+                        ImageFormat::kTiff, 32, 24, Shades::kColour, 0},
+        ForeignFileCase{"Png16Bit", [] { return TestFile("png_16bit.png"); }, ImageFormat::kPng, 32,
+                        24, Shades::kColour, 1}),
+    [](const ::testing::TestParamInfo<ForeignFileCase>& param_info) {
+      return param_info.param.name;
+    });
 
 TEST_F(ImageIoTest, PaletteImagesReportTheirDepthUntilRaised) {
   std::vector<uint8_t> gif;  // five colours: a 4-bit palette

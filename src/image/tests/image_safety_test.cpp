@@ -173,5 +173,47 @@ TEST_F(ImageSafetyTest, ParallelLoadsFromManyThreadsAgree) {
   EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
+// The decoders' own words must reach the caller even when many calls fail at the same moment:
+// libvips logs every failure in one place for the whole process. Two kinds of damage whose
+// messages differ, so that a text taken by the wrong thread shows.
+TEST_F(ImageSafetyTest, SimultaneousFailuresEachReportTheirOwnMessage) {
+  const std::string tiff = [] {  // LZW data overwritten: the decoder finds codes it never made
+    std::string bytes = Encoded(Quadrants(64, 48), ImageFormat::kTiff);
+    for (size_t i = 40; i < 400; ++i) bytes[8 + i] = static_cast<char>(i * 37);
+    return bytes;
+  }();
+  const std::string png = [] {  // cut in the middle of its pixel data
+    const std::string bytes = Encoded(Quadrants(300, 200), ImageFormat::kPng);
+    return bytes.substr(0, bytes.size() * 2 / 3);
+  }();
+  const std::string* inputs[2] = {&tiff, &png};
+  std::string alone[2];
+  for (int k = 0; k < 2; ++k) {
+    Image image;
+    ASSERT_FALSE(image.LoadFromMemory(inputs[k]->data(), inputs[k]->size()));
+    alone[k] = image.last_error();
+  }
+  ASSERT_NE(alone[0], alone[1]);
+
+  constexpr int kThreads = 8;
+  std::vector<std::vector<std::string>> wrong(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < 30; ++i) {
+        const int k = (t + i) % 2;
+        Image image;
+        if (image.LoadFromMemory(inputs[k]->data(), inputs[k]->size())) {
+          wrong[t].push_back("loaded");
+        } else if (image.last_error() != alone[k]) {
+          wrong[t].push_back(image.last_error());
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int t = 0; t < kThreads; ++t) EXPECT_THAT(wrong[t], ::testing::IsEmpty()) << "thread " << t;
+}
+
 }  // namespace
 }  // namespace quorvane::image

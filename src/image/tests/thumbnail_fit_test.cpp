@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "image/image.h"
@@ -35,8 +36,13 @@ std::vector<uint8_t> PhotoPixels(int width, int height) {
   return rgb;
 }
 
+// How a progressive file is laid out, beyond libjpeg's defaults (4:2:0 colour, one scan for
+// all DC coefficients, no restart markers).
+enum class Layout { kDefault, kGrey, kRestarts, kSeparateDcScans, kFullColour };
+
 std::vector<uint8_t> EncodeJpeg(const std::vector<uint8_t>& rgb, int width, int height,
-                                bool progressive, const std::string& app1 = {}) {
+                                bool progressive, const std::string& app1 = {},
+                                Layout layout = Layout::kDefault) {
   jpeg_compress_struct c;
   jpeg_error_mgr errors;
   c.err = jpeg_std_error(&errors);
@@ -44,20 +50,41 @@ std::vector<uint8_t> EncodeJpeg(const std::vector<uint8_t>& rgb, int width, int 
   unsigned char* buffer = nullptr;
   unsigned long size = 0;
   jpeg_mem_dest(&c, &buffer, &size);
+  const bool grey = layout == Layout::kGrey;
   c.image_width = static_cast<JDIMENSION>(width);
   c.image_height = static_cast<JDIMENSION>(height);
-  c.input_components = 3;
-  c.in_color_space = JCS_RGB;
+  c.input_components = grey ? 1 : 3;
+  c.in_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
   jpeg_set_defaults(&c);
   jpeg_set_quality(&c, 90, TRUE);
   if (progressive) jpeg_simple_progression(&c);
+  // Each component's DC in a scan of its own, first the top bits, the last bit after the AC.
+  jpeg_scan_info separate[9];
+  if (layout == Layout::kSeparateDcScans) {
+    for (int i = 0; i < 3; ++i) {
+      separate[i] = {1, {i}, 0, 0, 0, 1};
+      separate[3 + i] = {1, {i}, 1, 63, 0, 0};
+      separate[6 + i] = {1, {i}, 0, 0, 1, 0};
+    }
+    c.scan_info = separate;
+    c.num_scans = 9;
+  }
+  if (layout == Layout::kRestarts) c.restart_interval = 7;  // MCUs, across row ends
+  if (layout == Layout::kFullColour)
+    c.comp_info[0].h_samp_factor = c.comp_info[0].v_samp_factor = 1;
   jpeg_start_compress(&c, TRUE);
   if (!app1.empty()) {
     jpeg_write_marker(&c, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(app1.data()),
                       static_cast<unsigned>(app1.size()));
   }
+  std::vector<uint8_t> row_grey(static_cast<size_t>(width));
   while (c.next_scanline < c.image_height) {
-    JSAMPROW row = const_cast<JSAMPROW>(&rgb[static_cast<size_t>(c.next_scanline) * width * 3]);
+    const uint8_t* row_rgb = &rgb[static_cast<size_t>(c.next_scanline) * width * 3];
+    for (int x = 0; x < width && grey; ++x) {
+      row_grey[static_cast<size_t>(x)] = static_cast<uint8_t>(
+          (row_rgb[3 * x] * 3 + row_rgb[3 * x + 1] * 6 + row_rgb[3 * x + 2]) / 10);
+    }
+    JSAMPROW row = const_cast<JSAMPROW>(grey ? row_grey.data() : row_rgb);
     jpeg_write_scanlines(&c, &row, 1);
   }
   jpeg_finish_compress(&c);
@@ -129,6 +156,7 @@ struct PathCase {
   bool use_preview;
   int orientation;
   ThumbnailDecode expected;
+  Layout layout = Layout::kDefault;
 };
 
 class FastThumbnailTest : public ::testing::TestWithParam<PathCase> {};
@@ -148,8 +176,8 @@ TEST_P(FastThumbnailTest, MatchesFullDecodeScaledDown) {
     app1 = ExifBlock(c.orientation, preview);
   }
   TempDir dir;
-  const auto path =
-      WriteBytes(dir, "photo.jpg", EncodeJpeg(pixels, kWidth, kHeight, c.progressive, app1));
+  const auto path = WriteBytes(dir, "photo.jpg",
+                               EncodeJpeg(pixels, kWidth, kHeight, c.progressive, app1, c.layout));
   Image fast;
   ThumbnailSource source;
   ASSERT_TRUE(
@@ -175,6 +203,14 @@ INSTANTIATE_TEST_SUITE_P(
         PathCase{"ProgressiveStopsAfterDcScans", true, false, false, 1,
                  ThumbnailDecode::kFirstScans},
         PathCase{"TurnedByExif", true, false, false, 6, ThumbnailDecode::kFirstScans},
+        PathCase{"FirstScansOfGrey", true, false, false, 1, ThumbnailDecode::kFirstScans,
+                 Layout::kGrey},
+        PathCase{"FirstScansWithRestarts", true, false, false, 1, ThumbnailDecode::kFirstScans,
+                 Layout::kRestarts},
+        PathCase{"FirstScansOneComponentEach", true, false, false, 1, ThumbnailDecode::kFirstScans,
+                 Layout::kSeparateDcScans},
+        PathCase{"FirstScansOfFullColour", true, false, false, 1, ThumbnailDecode::kFirstScans,
+                 Layout::kFullColour},
         PathCase{"PreviewWhenAllowed", false, true, true, 1, ThumbnailDecode::kExifPreview},
         PathCase{"TurnedPreview", false, true, true, 8, ThumbnailDecode::kExifPreview},
         PathCase{"PreviewIgnoredByDefault", false, true, false, 1, ThumbnailDecode::kReducedScale}),
@@ -203,17 +239,95 @@ TEST(FastThumbnailEdgeTest, SmallJpegsLoadWholeOtherFormatsTakeTheGeneralPath) {
   EXPECT_EQ(image.height(), 88);
 }
 
+enum class Damage { kCutInHalf, kNoEndMarker, kTrailingBytes };
+
+struct DamageCase {
+  const char* name;
+  bool progressive;
+  bool preview;
+  int max_side;  // of the thumbnail: small enough for the first scans only, or larger
+  Damage damage;
+  ThumbnailDecode path;  // the fast path a whole file takes
+};
+
+class DamagedJpegTest : public ::testing::TestWithParam<DamageCase> {};
+
+// What the full decoder refuses (data that ends before the end-of-image marker), every fast path
+// refuses, in the full decoder's words, even those that never decode as far as the damage; what
+// it accepts (bytes after the end, as some cameras append), they accept.
+TEST_P(DamagedJpegTest, FastPathsJudgeAsTheFullDecoderDoes) {
+  const DamageCase& c = GetParam();
+  constexpr int kWidth = 1200, kHeight = 900;
+  std::string app1;
+  if (c.preview) {
+    app1 = ExifBlock(
+        1, EncodeJpeg(PhotoPixels(kWidth / 5, kHeight / 5), kWidth / 5, kHeight / 5, false));
+  }
+  std::vector<uint8_t> jpeg =
+      EncodeJpeg(PhotoPixels(kWidth, kHeight), kWidth, kHeight, c.progressive, app1);
+  TempDir dir;
+  const auto whole = WriteBytes(dir, "whole.jpg", jpeg);
+  Image image;
+  ThumbnailSource source;
+  ASSERT_TRUE(image.LoadThumbnailToFit(whole, c.max_side, c.max_side, ResampleMode::kBicubic,
+                                       &source, c.preview));
+  ASSERT_EQ(source.decode, c.path);
+
+  switch (c.damage) {
+    case Damage::kCutInHalf:
+      jpeg.resize(jpeg.size() / 2);
+      break;
+    case Damage::kNoEndMarker:
+      jpeg.resize(jpeg.size() - 2);
+      break;
+    case Damage::kTrailingBytes:
+      jpeg.insert(jpeg.end(), 5000, 0x5A);
+      break;
+  }
+  const auto path = WriteBytes(dir, "damaged.jpg", jpeg);
+  Image full;
+  const bool full_loads = full.Load(path);
+  EXPECT_EQ(full_loads, c.damage == Damage::kTrailingBytes);
+  Image thumbnail;
+  EXPECT_EQ(thumbnail.LoadThumbnailToFit(path, c.max_side, c.max_side, ResampleMode::kBicubic,
+                                         &source, c.preview),
+            full_loads);
+  if (!full_loads) {
+    const std::string said = "Premature end of input file";
+    EXPECT_THAT(full.last_error(), ::testing::HasSubstr(said));
+    EXPECT_THAT(thumbnail.last_error(), ::testing::HasSubstr(said));
+    EXPECT_FALSE(thumbnail.IsValid());
+    // The general path's reduced decode of other callers judges alike.
+    EXPECT_FALSE(thumbnail.LoadThumbnail(path, c.max_side, c.max_side, ResampleMode::kBicubic));
+    EXPECT_THAT(thumbnail.last_error(), ::testing::HasSubstr(said));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Paths, DamagedJpegTest,
+    ::testing::Values(DamageCase{"BaselineCut", false, false, 118, Damage::kCutInHalf,
+                                 ThumbnailDecode::kReducedScale},
+                      DamageCase{"BaselineWithoutEnd", false, false, 118, Damage::kNoEndMarker,
+                                 ThumbnailDecode::kReducedScale},
+                      DamageCase{"FirstScansCut", true, false, 60, Damage::kCutInHalf,
+                                 ThumbnailDecode::kFirstScans},
+                      DamageCase{"FirstScansWithoutEnd", true, false, 60, Damage::kNoEndMarker,
+                                 ThumbnailDecode::kFirstScans},
+                      DamageCase{"FirstScansTrailingBytes", true, false, 60, Damage::kTrailingBytes,
+                                 ThumbnailDecode::kFirstScans},
+                      DamageCase{"ProgressiveReducedCut", true, false, 300, Damage::kCutInHalf,
+                                 ThumbnailDecode::kReducedScale},
+                      DamageCase{"PreviewCut", false, true, 118, Damage::kCutInHalf,
+                                 ThumbnailDecode::kExifPreview},
+                      DamageCase{"PreviewWithoutEnd", false, true, 118, Damage::kNoEndMarker,
+                                 ThumbnailDecode::kExifPreview},
+                      DamageCase{"PreviewTrailingBytes", false, true, 118, Damage::kTrailingBytes,
+                                 ThumbnailDecode::kExifPreview}),
+    [](const auto& param_info) { return std::string(param_info.param.name); });
+
 TEST(FastThumbnailEdgeTest, BrokenJpegsFailCleanly) {
   TempDir dir;
   std::vector<uint8_t> jpeg = EncodeJpeg(PhotoPixels(640, 480), 640, 480, true);
-  Image image;
-  // Cut inside the scans: libjpeg pads the missing data, so either outcome is fine, but the
-  // result must be whole when there is one.
-  jpeg.resize(jpeg.size() / 3);
-  if (image.LoadThumbnailToFit(WriteBytes(dir, "cut.jpg", jpeg), 60, 60, ResampleMode::kBicubic)) {
-    EXPECT_EQ(image.width(), 60);
-    EXPECT_EQ(image.height(), 45);
-  }
   // Cut inside the header, and a signature followed by noise.
   jpeg.resize(40);
   Image broken;
