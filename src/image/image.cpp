@@ -44,6 +44,8 @@ using internal::VipsPtr;
 
 namespace fs = std::filesystem;
 
+namespace {
+
 // An uncompressed true-colour TGA whose rows run from the top, as its header says: the
 // ImageMagick writer stores the top row first but marks the file as starting at the bottom, so
 // every other program would show its files upside down. `image` is 8-bit RGB(A) in memory.
