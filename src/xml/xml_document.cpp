@@ -322,7 +322,11 @@ std::unique_ptr<XmlNode> XmlDocument::ParseTag(ByteBuffer& input) {
                                          ? text.substr(start, text.size() - 2 - start)
                                          : std::string_view();
     if (content.empty()) return nullptr;
-    if (kind == TagKind::kDocType) return NewNode(kDocumentTypeNode);  // never kept
+    if (kind == TagKind::kDocType) {
+      std::unique_ptr<XmlNode> node = NewNode(kDocumentTypeNode);
+      Keep(*node, node->name_, content);
+      return node;
+    }
     std::unique_ptr<XmlNode> node = kind == TagKind::kComment
                                         ? NewNode(kCommentNode, "#comment")
                                         : NewNode(kCDataNode, "#cdata-section");

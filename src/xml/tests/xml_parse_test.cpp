@@ -202,19 +202,23 @@ class ShoutingDocument : public XmlDocument {
   }
   Placement OnNodeParsed(XmlNode* parent, std::unique_ptr<XmlNode> node) override {
     if (node->kind() == kCommentNode) return {ParseStep::kContinue};
+    if (node->kind() == kDocumentTypeNode) document_type = node->name();
     return XmlDocument::OnNodeParsed(parent, std::move(node));
   }
+  std::string document_type;
 };
 
 TEST(XmlParseTest, DerivedDocumentReplacesHooks) {
   ShoutingDocument document;
-  ByteBuffer in("<a>hi<!-- x --></a>");
+  ByteBuffer in("<!DOCTYPE html ><a>hi<!-- x --></a>");
   document.Parse(in);
   ByteBuffer out;
   WriteXml(document, out, 1);
   EXPECT_EQ(out.bytes(), "<a>HI</a>");
   // The text was changed in the node, not in the bytes it was read from.
-  EXPECT_EQ(in.bytes(), "<a>hi<!-- x --></a>");
+  EXPECT_EQ(in.bytes(), "<!DOCTYPE html ><a>hi<!-- x --></a>");
+  // A document type reaches the hook named by its content, before it is dropped.
+  EXPECT_EQ(document.document_type, "htm");
 }
 
 // Reads each tag from a rewritten copy that lives only for the call, as a document that
