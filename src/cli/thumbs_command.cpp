@@ -79,9 +79,9 @@ int RunThumbsCommand(std::span<const std::string> args) {
   }
 
 #if defined(__GLIBC__)
-  // A progressive JPEG's decoder takes tens of MB of coefficient buffers per photo. Kept in
-  // the heap, they are reused from photo to photo instead of being mapped, faulted in and
-  // returned each time (a sixth of the run's time on a folder of camera photos).
+  // Decoders take buffers of several MB per photo (a progressive JPEG read at more than 1/8
+  // scale holds all its coefficients). Kept in the heap, they are reused from photo to photo
+  // instead of being mapped, faulted in and returned each time.
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
   mallopt(M_TRIM_THRESHOLD, 256 << 20);
 #endif

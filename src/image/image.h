@@ -149,8 +149,14 @@ class Image {
 
   // Decodes a whole file, EXIF orientation applied. The format is taken from the content, so a
   // PNG named .jpg still loads; `format_hint` decides only for content without a signature.
-  // On failure the image is left as it was and last_error() says why. Safe to call from any
-  // thread on distinct Image objects.
+  // On failure the image is left as it was and last_error() says why, in the decoder's own
+  // words for this call even when other threads fail at the same time. Safe to call from any
+  // thread on distinct Image objects; it may wait for its share of the decode memory budget.
+  //
+  // Damaged files, one rule for every load (this, the thumbnails, and so every caller): a file
+  // whose decoder cannot deliver every pixel is refused with the decoder's reason, whether its
+  // data ends early (a JPEG before its end-of-image marker) or the decoder gives up; damage a
+  // decoder repairs by itself (a corrupt JPEG segment) is accepted by every path alike.
   [[nodiscard]] bool Load(const std::filesystem::path& path,
                           ImageFormat format_hint = ImageFormat::kUnknown);
   // The same from bytes in memory (e.g. a file read from an archive).
@@ -180,7 +186,9 @@ class Image {
   // Encodes into `path` (through platform::WriteFileAtomically: the old file stays whole until
   // the new one is on the disk) or into `*out`.
   // JPEG uses `jpeg_quality` (1..100) and drops alpha; ICO is limited to 256 x 256. EXIF from
-  // the source is kept (orientation excluded: the pixels are already upright).
+  // the source is kept (orientation excluded: the pixels are already upright). Refuses, before
+  // writing anything, a picture that opening again in `format` would need more memory for than
+  // the decode ceiling allows (SetDecodeMemory).
   [[nodiscard]] bool Save(const std::filesystem::path& path, ImageFormat format,
                           int jpeg_quality = kDefaultJpegQuality) const;
   [[nodiscard]] bool SaveToMemory(std::vector<uint8_t>* out, ImageFormat format,
@@ -203,7 +211,9 @@ class Image {
   [[nodiscard]] bool Resample(int width, int height, ResampleMode mode);
   // Quarter turns and free rotation. Rotate() turns clockwise by `degrees`, enlarging the
   // canvas to hold the whole picture; the new corners get `background` (transparent when the
-  // image has alpha).
+  // image has alpha). Like every operation here, it fails before computing anything when the
+  // result would be larger than a picture the program opens (65500 pixels a side,
+  // MaxImagePixels()), leaving the image as it was.
   [[nodiscard]] bool RotateRight();
   [[nodiscard]] bool RotateLeft();
   [[nodiscard]] bool Rotate180();

@@ -9,6 +9,7 @@
 
 #include "image/internal/exif_date.h"
 #include "image/internal/format_sniff.h"
+#include "image/internal/jpeg_reduced.h"
 
 namespace quorvane::image {
 namespace {
@@ -471,6 +472,19 @@ bool HoldDecodeMemory(const Decoded& opened, const Source& source, uint64_t resu
 
 bool DecodeWhole(Source& source, ImageFormat hint, Decoded* decoded, std::string* error) {
   if (!Open(source, hint, 1, decoded, error)) return false;
+  // libjpeg notices a missing end only when it reads ahead for it, which depends on the data;
+  // the thumbnail paths, which may never read that far, look for the end marker, and so must
+  // this one, for one verdict on every path.
+  if (decoded->format == ImageFormat::kJpeg) {
+    JpegInput input;
+    input.path = source.path;
+    input.data = source.data;
+    input.size = source.size;
+    if (!JpegReachesEnd(input)) {
+      *error = "Cannot read JPEG image " + DescribeSource(source) + ": " + kJpegCutShort;
+      return false;
+    }
+  }
   DecodeBudget::Hold hold;
   if (!HoldDecodeMemory(*decoded, source, decoded->stored_width, decoded->stored_height, &hold,
                         error)) {

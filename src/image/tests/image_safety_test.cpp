@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "image/image.h"
+#include "image/internal/format_sniff.h"
 #include "image/tests/test_images.h"
 #include "testing/temp_dir.h"
 
@@ -16,6 +17,7 @@ namespace quorvane::image {
 namespace {
 
 namespace fs = std::filesystem;
+using internal::FormatName;
 using quorvane::testing::TempDir;
 using testing::Quadrants;
 
@@ -147,6 +149,33 @@ TEST_F(ImageSafetyTest, DamagedFilesOfEveryFormatFailCleanly) {
       const bool loaded = image.LoadFromMemory(bad.data(), bad.size(), format);
       EXPECT_EQ(image.IsValid(), loaded);
       EXPECT_TRUE(loaded ? image.width() > 0 : !image.last_error().empty());
+    }
+  }
+}
+
+// One rule for a file cut short, whichever way it is read: a whole decode, a decode shrunk on
+// load, or a thumbnail by the fastest path (which for JPEG stops reading early) all refuse it
+// when pixels are missing, and all agree when only bytes after the picture are (the end of a
+// PNG's closing chunk, say).
+TEST_F(ImageSafetyTest, FilesCutShortAreJudgedAlikeByEveryLoad) {
+  for (int f = 1; f <= 8; ++f) {  // kBmp .. kPcx
+    const auto format = static_cast<ImageFormat>(f);
+    std::vector<uint8_t> whole;
+    ASSERT_TRUE(Quadrants(240, 160).SaveToMemory(&whole, format));
+    for (const size_t kept : {whole.size() / 4, whole.size() / 2, whole.size() - 2}) {
+      const fs::path path = dir_ / ("cut" + std::to_string(f) + "_" + std::to_string(kept));
+      quorvane::testing::WriteTextFile(path, std::string(whole.begin(), whole.begin() + kept));
+      Image image;
+      const bool whole_decode = image.Load(path, format);
+      const bool shrunk = image.LoadThumbnail(path, 60, 40, ResampleMode::kBicubic, format);
+      const bool fastest = image.LoadThumbnailToFit(path, 60, 40, ResampleMode::kBicubic);
+      const std::string what = std::string(FormatName(format)) + " cut to " + std::to_string(kept) +
+                               " of " + std::to_string(whole.size());
+      if (kept <= whole.size() / 2) {
+        EXPECT_FALSE(whole_decode) << what;
+      }
+      EXPECT_EQ(shrunk, whole_decode) << what;
+      EXPECT_EQ(fastest, whole_decode) << what;
     }
   }
 }
