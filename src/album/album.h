@@ -116,6 +116,7 @@ class Album {
   // The index file as last read or written (album_index.h keeps it up to date).
   const IndexSnapshot& saved_index() const { return saved_index_; }
   void set_saved_index(IndexSnapshot snapshot) { saved_index_ = std::move(snapshot); }
+  IndexSnapshot TakeSavedIndex() { return std::exchange(saved_index_, {}); }
   // The image files the index on disk names, as of the last load, save or merge: a retained
   // file among them stays, because the saved album still shows it.
   const std::vector<std::string>& saved_image_files() const { return saved_image_files_; }

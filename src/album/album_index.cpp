@@ -262,10 +262,20 @@ bool AlbumIndex::SaveIndex(Album& album) {
     return false;
   }
 
+  // The album keeps the bytes it wrote (a later save merges against them); the memory of the
+  // bytes it kept before takes them, as a large album's index is megabytes.
+  IndexSnapshot previous = album.TakeSavedIndex();
+  std::string memory = std::move(previous.bytes);
+  memory.clear();
   xml::ByteBuffer output;
+  output.Adopt(std::move(memory));
   xml::WriteXml(document, output, xml::kWriteQuoteAttributes);
   if (!album.store().WriteFile(kIndexFileName, output.bytes())) {
     album.set_last_error(album.store().LastError());
+    // The file is as it was, so its bytes are those the album kept before.
+    if (previous.present && !ReadIndexFile(album.store(), &previous.bytes)) previous = {};
+    previous.stamp.reset();
+    album.set_saved_index(std::move(previous));
     return false;
   }
   IndexSnapshot snapshot{true, output.Detach(), {}, std::nullopt};
