@@ -1,7 +1,5 @@
 #include "album/album.h"
 
-#include <functional>
-
 #include "album/photo_naming.h"
 
 namespace quorvane::album {
@@ -47,12 +45,10 @@ void Album::SetLocation(std::string location) {
   location_folder_ = end == std::string::npos ? std::string() : location_.substr(0, end + 1);
 }
 
-IndexSnapshot IndexSnapshot::Of(std::string_view bytes) {
-  IndexSnapshot snapshot;
-  snapshot.present = true;
-  snapshot.size = bytes.size();
-  snapshot.hash = std::hash<std::string_view>()(bytes);
-  return snapshot;
+void Album::NoteSaved(const std::vector<AlbumPhoto>& photos) {
+  saved_image_files_.clear();
+  saved_image_files_.reserve(photos.size());
+  for (const AlbumPhoto& photo : photos) saved_image_files_.push_back(photo.image_file);
 }
 
 bool Album::CheckWritable() {

@@ -4,8 +4,8 @@
 // Thread-compatible: one album, one thread at a time.
 #pragma once
 
-#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -63,20 +63,16 @@ struct AlbumRecord {
   UserVariables user_variables;
 };
 
-// The index file as an album last read or wrote it: the record it held and a fingerprint of
-// its bytes. A save compares the file on disk with the fingerprint to learn whether another
-// program wrote it since, and then merges against the record.
+// The index file as an album last read or wrote it: its bytes, and the photos the reading left
+// out because their image file was missing. A save compares the file on disk with these bytes
+// to learn whether another program wrote it since, and then merges against what they held.
 struct IndexSnapshot {
   bool present = false;  // false until an index was read or written
-  uint64_t size = 0;
-  uint64_t hash = 0;
-  AlbumRecord record;
-
-  // The fingerprint of `bytes` (size and hash) without a record.
-  static IndexSnapshot Of(std::string_view bytes);
-  bool SameBytes(const IndexSnapshot& other) const {
-    return present == other.present && size == other.size && hash == other.hash;
-  }
+  std::string bytes;
+  std::vector<std::string> left_out;
+  // The stamp of "index.quorvane" when it surely held `bytes`: while the file keeps it, a
+  // save need not read it again.
+  std::optional<FileStamp> stamp;
 };
 
 class Album {
@@ -117,11 +113,14 @@ class Album {
   const AlbumRecord& record() const { return record_; }
   void set_record(AlbumRecord record) { record_ = std::move(record); }
 
-  // The index file as last read or written (album_index.h keeps it up to date). Its record
-  // also tells which image files the index on disk names: a retained file among them stays,
-  // because the saved album still shows it.
+  // The index file as last read or written (album_index.h keeps it up to date).
   const IndexSnapshot& saved_index() const { return saved_index_; }
   void set_saved_index(IndexSnapshot snapshot) { saved_index_ = std::move(snapshot); }
+  IndexSnapshot TakeSavedIndex() { return std::exchange(saved_index_, {}); }
+  // The image files the index on disk names, as of the last load, save or merge: a retained
+  // file among them stays, because the saved album still shows it.
+  const std::vector<std::string>& saved_image_files() const { return saved_image_files_; }
+  void NoteSaved(const std::vector<AlbumPhoto>& photos);
 
   // An album whose index could not be read whole (the reading stopped early, an element was
   // cut off, or the file holds what the album does not keep) is read-only: saving it would
@@ -178,6 +177,7 @@ class Album {
   int cell_height_ = 90;
   ThumbnailOptions thumbnail_options_;
   std::vector<std::string> retained_files_;
+  std::vector<std::string> saved_image_files_;
 };
 
 }  // namespace quorvane::album

@@ -1,5 +1,6 @@
 #include "album/album_index.h"
 
+#include <algorithm>
 #include <climits>
 #include <string>
 
@@ -75,9 +76,13 @@ bool AlbumIndex::ReadIndexFile(AlbumStore& store, std::string* bytes) {
 }
 
 XmlNode* AlbumIndex::ParseIndex(XmlDocument& document, std::string bytes) {
-  document.set_parse_flags(xml::kParseKeepCarriageReturns);
   xml::ByteBuffer input;
   input.Adopt(std::move(bytes));
+  return ParseIndex(document, input);
+}
+
+XmlNode* AlbumIndex::ParseIndex(XmlDocument& document, xml::ByteBuffer& input) {
+  document.set_parse_flags(xml::kParseKeepCarriageReturns);
   document.Parse(input);
   XmlNode* root = document.ChildAt(0);
   return root != nullptr && (root->name() == kRootName || root->name() == kLegacyRootName)
@@ -88,19 +93,30 @@ XmlNode* AlbumIndex::ParseIndex(XmlDocument& document, std::string bytes) {
 bool AlbumIndex::LoadIndex(Album& album) {
   AlbumStore& store = album.store();
   std::string bytes;
+  // A stamp taken before and after the reading, and the same both times, is the stamp of the
+  // bytes read (files are replaced whole, never written in place).
+  FileStamp before, after;
+  const bool stamped = store.StampFile(kIndexFileName, &before);
   if (!ReadIndexFile(store, &bytes)) {
     album.set_last_error(store.LastError());
     return false;
   }
-  IndexSnapshot snapshot = IndexSnapshot::Of(bytes);
+  // The bytes themselves are what a later save merges against, should another program
+  // change the file meanwhile; the parser's buffer hands them over without a copy.
+  IndexSnapshot snapshot{true, {}, {}, std::nullopt};
   AlbumRecord record;
   std::string loss;
-  if (!ReadRecord(store, std::move(bytes), &record, &loss)) {
+  if (!ReadRecordFrom(&store, nullptr, std::move(bytes), &record, &loss, &snapshot.left_out,
+                      &snapshot.bytes)) {
     album.set_last_error(std::string(kMalformedIndexError));
     return false;
   }
-  snapshot.record = record;
+  if (stamped && store.StampFile(kIndexFileName, &after) && after == before &&
+      before.size == snapshot.bytes.size()) {
+    snapshot.stamp = before;
+  }
   album.set_record(std::move(record));
+  album.NoteSaved(album.photos());
   album.set_saved_index(std::move(snapshot));
   album.set_read_only_reason(loss.empty() ? std::string()
                                           : "its index could not be read whole: " + loss);
@@ -109,9 +125,24 @@ bool AlbumIndex::LoadIndex(Album& album) {
 }
 
 bool AlbumIndex::ReadRecord(AlbumStore& store, std::string bytes, AlbumRecord* record,
-                            std::string* loss) {
+                            std::string* loss, std::vector<std::string>* left_out) {
+  return ReadRecordFrom(&store, nullptr, std::move(bytes), record, loss, left_out, nullptr);
+}
+
+bool AlbumIndex::ReadSavedRecord(const IndexSnapshot& snapshot, AlbumRecord* record) {
+  std::string loss;
+  return snapshot.present && ReadRecordFrom(nullptr, &snapshot.left_out, snapshot.bytes, record,
+                                            &loss, nullptr, nullptr);
+}
+
+bool AlbumIndex::ReadRecordFrom(AlbumStore* store, const std::vector<std::string>* leave_out,
+                                std::string bytes, AlbumRecord* record, std::string* loss,
+                                std::vector<std::string>* left_out, std::string* bytes_back) {
   IndexReadCheck document;
-  XmlNode* root = ParseIndex(document, std::move(bytes));
+  xml::ByteBuffer input;
+  input.Adopt(std::move(bytes));
+  XmlNode* root = ParseIndex(document, input);
+  if (bytes_back != nullptr) *bytes_back = input.Detach();
   if (root == nullptr) return false;
 
   std::vector<AlbumPhoto>& photos = record->photos;
@@ -124,14 +155,19 @@ bool AlbumIndex::ReadRecord(AlbumStore& store, std::string bytes, AlbumRecord* r
 
   // A large album asks its store for one listing instead of one query per photo.
   std::vector<std::string> names;
-  const bool use_listing = root->ChildCount() > kListingThreshold && store.ListFiles(&names);
+  const bool use_listing =
+      store != nullptr && root->ChildCount() > kListingThreshold && store->ListFiles(&names);
   const platform::NameSet listed(names);
   auto exists = [&](const std::string& name) {
-    return use_listing ? IsPlainFileName(name) && listed.Contains(name) : store.FileExists(name);
+    if (store == nullptr) {
+      return std::find(leave_out->begin(), leave_out->end(), name) == leave_out->end();
+    }
+    return use_listing ? IsPlainFileName(name) && listed.Contains(name) : store->FileExists(name);
   };
 
   for (size_t i = 0; i < root->ChildCount(); ++i) {
     XmlNode& image = *root->ChildAt(i);
+    document.CheckRootChild(image);
     if (image.name() != "Image") continue;
     AlbumPhoto photo;
     photo.description = FirstTextDecoded(image);
@@ -154,7 +190,11 @@ bool AlbumIndex::ReadRecord(AlbumStore& store, std::string bytes, AlbumRecord* r
         ReadImageSize(value, &photo);
       }
     }
-    if (exists(photo.image_file)) photos.push_back(std::move(photo));
+    if (exists(photo.image_file)) {
+      photos.push_back(std::move(photo));
+    } else if (left_out != nullptr) {
+      left_out->push_back(std::move(photo.image_file));
+    }
   }
 
   UserVariables& variables = record->user_variables;
@@ -184,6 +224,9 @@ bool AlbumIndex::SaveIndex(Album& album) {
   if (platform::IsValidOleDate(album.date())) {
     root.SetAttribute("Date", platform::FormatOleDate(album.date()));
   }
+  // A value the reader would give back otherwise would change or lose photos at the next
+  // load. Each element is checked while it is at hand.
+  std::string problem = WrittenElementProblem(root);
 
   for (const AlbumPhoto& photo : album.photos()) {
     XmlNode& image = *root.AppendChild(document.CreateElement("Image"));
@@ -197,6 +240,7 @@ bool AlbumIndex::SaveIndex(Album& album) {
       image.SetAttribute("Date", platform::FormatOleDate(photo.date));
     }
     image.AppendChild(document.CreateText(xml::EncodeEntities(photo.description)));
+    if (problem.empty()) problem = WrittenElementProblem(image);
   }
 
   if (!album.user_variables().empty()) {
@@ -205,24 +249,36 @@ bool AlbumIndex::SaveIndex(Album& album) {
       XmlNode& var = *user_vars.AppendChild(document.CreateElement("Var"));
       SetEncoded(var, "Name", name);
       SetEncoded(var, "Value", value);
+      if (problem.empty()) problem = WrittenElementProblem(var);
     }
   }
 
-  // A value the reader would give back otherwise would change or lose photos at the next load.
-  if (std::string problem = UnwritableValue(document); !problem.empty()) {
+  if (!problem.empty()) {
     album.set_last_error("Unable to save the album index: " + problem);
     return false;
   }
 
+  // The album keeps the bytes it wrote (a later save merges against them); the memory of the
+  // bytes it kept before takes them, as a large album's index is megabytes.
+  IndexSnapshot previous = album.TakeSavedIndex();
+  std::string memory = std::move(previous.bytes);
+  memory.clear();
   xml::ByteBuffer output;
+  output.Adopt(std::move(memory));
   xml::WriteXml(document, output, xml::kWriteQuoteAttributes);
   if (!album.store().WriteFile(kIndexFileName, output.bytes())) {
     album.set_last_error(album.store().LastError());
+    // The file is as it was, so its bytes are those the album kept before.
+    if (previous.present && !ReadIndexFile(album.store(), &previous.bytes)) previous = {};
+    previous.stamp.reset();
+    album.set_saved_index(std::move(previous));
     return false;
   }
-  IndexSnapshot snapshot = IndexSnapshot::Of(output.bytes());
-  snapshot.record = album.record();
+  IndexSnapshot snapshot{true, output.Detach(), {}, std::nullopt};
+  // Taken right after the write: a save holds the album's lock, so the file is still ours.
+  if (FileStamp stamp; album.store().StampFile(kIndexFileName, &stamp)) snapshot.stamp = stamp;
   album.set_saved_index(std::move(snapshot));
+  album.NoteSaved(album.photos());
   album.set_modified(false);
   return true;
 }

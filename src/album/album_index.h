@@ -5,10 +5,12 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "album/album.h"
 
 namespace quorvane::xml {
+class ByteBuffer;
 class XmlDocument;
 class XmlNode;
 }  // namespace quorvane::xml
@@ -29,6 +31,8 @@ class AlbumIndex {
   // Parses index bytes into `document` (a derived document may read only what it needs) and
   // returns the root element, or null when the first node is not "Quorvane" or "Tarnwell".
   static xml::XmlNode* ParseIndex(xml::XmlDocument& document, std::string bytes);
+  // The same from an input buffer, which keeps the bytes (ByteBuffer::Detach gives them back).
+  static xml::XmlNode* ParseIndex(xml::XmlDocument& document, xml::ByteBuffer& input);
 
   // Reads an "ImageSize" value ("%dx%d") into the photo's width and height as sscanf would:
   // numbers that do not parse leave their field, and a width that parses is kept even when
@@ -36,11 +40,15 @@ class AlbumIndex {
   static void ReadImageSize(std::string_view text, AlbumPhoto* photo);
 
   // Parses index bytes into *record; photos whose image file is not in the store are left
-  // out. *loss says what of the bytes the record does not hold (index_check.h), empty when it
-  // holds everything. False, with the record in no defined state, when the first node is not
-  // the root ("Unable to load album index; malformed index file.").
+  // out, and named in *left_out when given. *loss says what of the bytes the record does not
+  // hold (index_check.h), empty when it holds everything. False, with the record in no
+  // defined state, when the first node is not the root (kMalformedIndexError).
   [[nodiscard]] static bool ReadRecord(AlbumStore& store, std::string bytes, AlbumRecord* record,
-                                       std::string* loss);
+                                       std::string* loss,
+                                       std::vector<std::string>* left_out = nullptr);
+  // The record an album read or wrote, again from its snapshot: the same photos, whatever
+  // the store holds now. False when the snapshot holds no index.
+  [[nodiscard]] static bool ReadSavedRecord(const IndexSnapshot& snapshot, AlbumRecord* record);
 
   // Reads the first index file the store has and replaces the album's fields, photos and
   // user variables with it; photos whose image file is not in the store are left out. On
@@ -56,6 +64,14 @@ class AlbumIndex {
   // album.last_error() says why (or holds the store's message). Clears the modified flag and
   // remembers what was written on success. Does not lock or merge: see SaveAlbum.
   [[nodiscard]] static bool SaveIndex(Album& album);
+
+ private:
+  // ReadRecord with the photo filter of a store, or (without one) of a list of names to leave
+  // out.
+  // `bytes_back`, when given, receives the bytes again after parsing.
+  static bool ReadRecordFrom(AlbumStore* store, const std::vector<std::string>* leave_out,
+                             std::string bytes, AlbumRecord* record, std::string* loss,
+                             std::vector<std::string>* left_out, std::string* bytes_back);
 };
 
 }  // namespace quorvane::album

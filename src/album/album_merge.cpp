@@ -164,6 +164,10 @@ AlbumRecord MergeAlbumRecords(const AlbumRecord& base, const AlbumRecord& ours,
 
 bool MergeChangesOnDisk(Album& album) {
   AlbumStore& store = album.store();
+  const IndexSnapshot& saved = album.saved_index();
+  if (FileStamp now; saved.stamp && store.StampFile(kIndexFileName, &now) && now == *saved.stamp) {
+    return true;  // still the file the album read or wrote
+  }
   std::string bytes;
   if (!AlbumIndex::ReadIndexFile(store, &bytes)) {
     // No index at all is nothing to merge with; one that is there but unreadable is a
@@ -176,11 +180,12 @@ bool MergeChangesOnDisk(Album& album) {
     }
     return true;
   }
-  IndexSnapshot now = IndexSnapshot::Of(bytes);
-  if (now.SameBytes(album.saved_index())) return true;
+  if (saved.present && bytes == saved.bytes) return true;
 
+  IndexSnapshot now{true, bytes, {}, std::nullopt};
+  AlbumRecord theirs;
   std::string loss;
-  if (!AlbumIndex::ReadRecord(store, std::move(bytes), &now.record, &loss)) {
+  if (!AlbumIndex::ReadRecord(store, std::move(bytes), &theirs, &loss, &now.left_out)) {
     album.set_last_error(
         "Another program changed the album's index and it can no longer be read (" +
         std::string(kMalformedIndexError) + "); nothing was saved");
@@ -192,7 +197,11 @@ bool MergeChangesOnDisk(Album& album) {
         "; nothing was saved, so that nothing it holds is lost");
     return false;
   }
-  album.set_record(MergeAlbumRecords(album.saved_index().record, album.record(), now.record));
+  // Without an index read before, everything in the file is theirs.
+  AlbumRecord base;
+  (void)AlbumIndex::ReadSavedRecord(saved, &base);
+  album.set_record(MergeAlbumRecords(base, album.record(), theirs));
+  album.NoteSaved(theirs.photos);
   album.set_saved_index(std::move(now));
   return true;
 }

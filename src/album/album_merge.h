@@ -22,9 +22,10 @@ namespace quorvane::album {
 AlbumRecord MergeAlbumRecords(const AlbumRecord& base, const AlbumRecord& ours,
                               const AlbumRecord& theirs);
 
-// Under the album's lock: reads the index file again and, when its bytes are not those the
-// album last read or wrote, merges the album's changes into what it holds now (the album's
-// record becomes the merge, and the snapshot the file as it is). False with the album's last
+// Under the album's lock: learns whether the index file is still the one the album last read
+// or wrote (by its stamp, else by reading it and comparing the bytes) and, when another
+// program wrote it since, merges the album's changes into what it holds now: the album's
+// record becomes the merge, and its snapshot the file as it is. False with the album's last
 // error when the file cannot be read, or could not be read whole (saving over it would lose
 // what the album cannot read).
 [[nodiscard]] bool MergeChangesOnDisk(Album& album);

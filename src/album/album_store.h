@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -12,6 +13,18 @@
 #include "platform/file_lock.h"
 
 namespace quorvane::album {
+
+// What tells one version of a file from another without reading it. Files of an album are
+// replaced whole (a new file renamed over the old one), so a file whose stamp is unchanged
+// still holds the bytes it held.
+struct FileStamp {
+  uint64_t device = 0;
+  uint64_t inode = 0;
+  uint64_t size = 0;
+  int64_t modified_ns = 0;
+  int64_t changed_ns = 0;
+  bool operator==(const FileStamp&) const = default;
+};
 
 class AlbumStore {
  public:
@@ -83,6 +96,14 @@ class AlbumStore {
     (void)lock;
     (void)wait;
     return true;
+  }
+
+  // Fills *stamp for the named file. False when the file is missing or the store cannot tell
+  // (the default): then whoever asked reads the file to compare.
+  virtual bool StampFile(std::string_view name, FileStamp* stamp) {
+    (void)name;
+    (void)stamp;
+    return false;
   }
 
   // Makes what was written so far durable where the album really lives. A folder's writes

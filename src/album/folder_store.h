@@ -31,6 +31,9 @@ class FolderStore : public AlbumStore {
   // private folder no other program writes (an archive's working copy, which its store keeps
   // locked for its whole life, so a second lock on it would never be granted).
   bool LockIndex(platform::FileLock* lock, std::chrono::milliseconds wait) override;
+  // Device, inode, size and both times in nanoseconds where the system has them (not on
+  // Windows, where it answers false).
+  bool StampFile(std::string_view name, FileStamp* stamp) override;
   const std::string& LastError() const override { return last_error_; }
 
  protected:

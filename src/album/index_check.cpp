@@ -27,7 +27,11 @@ void SkipSpace(std::string_view text, size_t* i) {
 
 std::string At(size_t offset) { return "at offset " + std::to_string(offset); }
 
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+std::string Quoted(std::string_view text) {
+  std::string quoted(1, '"');
+  quoted.append(text).push_back('"');
+  return quoted;
+}
 
 bool OneOf(std::string_view name, std::initializer_list<std::string_view> names) {
   return std::find(names.begin(), names.end(), name) != names.end();
@@ -81,14 +85,46 @@ std::string Describe(const XmlNode& node) {
   }
 }
 
+// The attributes the index reader keeps of a photo. Asked of every attribute of every photo,
+// so by length first.
+bool IsPhotoAttribute(std::string_view name) {
+  switch (name.size()) {
+    case 4:
+      return name == "Date";
+    case 5:
+      return name == "Title";
+    case 6:
+      return name == "Format";
+    case 8:
+      return name == "Keywords";
+    case 9:
+      return name == "ImageFile" || name == "ImageSize";
+    default:
+      return false;
+  }
+}
+
 std::string PhotoLoss(const XmlNode& image) {
-  const XmlNode* file = image.FindAttribute("ImageFile");
+  const XmlNode* file = nullptr;
+  const XmlNode* unkept = nullptr;
+  for (size_t i = 0; i < image.AttributeCount(); ++i) {
+    const XmlNode* attribute = image.AttributeAt(i);
+    if (attribute->name() == "ImageFile") {
+      file = attribute;
+    } else if (unkept == nullptr && !IsPhotoAttribute(attribute->name())) {
+      unkept = attribute;
+    }
+  }
   if (file == nullptr) return "a photo has no file name";
   const std::string photo = "photo " + Quoted(file->value());
-  const std::string attribute =
-      UnkeptAttribute(image, {"Date", "Format", "ImageFile", "ImageSize", "Keywords", "Title"});
-  if (!attribute.empty())
-    return photo + " has an attribute " + Quoted(attribute) + " that is not kept";
+  if (unkept != nullptr) {
+    return photo + " has an attribute " + Quoted(unkept->name()) + " that is not kept";
+  }
+  // The usual photo has its description and nothing else.
+  if (image.ChildCount() == 0 ||
+      (image.ChildCount() == 1 && image.ChildAt(0)->kind() == xml::kTextNode)) {
+    return {};
+  }
   if (const XmlNode* child = DroppedChild(image, true)) {
     return photo + " holds " + Describe(*child) + " that is not kept";
   }
@@ -157,51 +193,52 @@ bool IndexCanHoldAsIs(char c) {
 }
 
 std::string IndexValueProblem(IndexField field, std::string_view value) {
-  for (const char c : value) {
-    if (c == '\xff') return "holds a byte 0xFF";
-    if (field == IndexField::kText) continue;
-    if (c == '\0') return "holds a NUL byte";
-    if (field == IndexField::kEncoded || IndexCanHoldAsIs(c)) continue;
-    if (c == '"') return "holds a double quote";
-    if (c == '>') return "holds \">\"";
-    return "holds a line break";
+  // Every value of a large album passes here on each save: the search for the rare bytes is
+  // left to memchr, except in the short fields written as they are.
+  size_t at = value.find('\xff');
+  if (field == IndexField::kEncoded) at = std::min(at, value.find('\0'));
+  if (field == IndexField::kAsIs) {
+    at = std::find_if(value.begin(), value.end(), [](char c) { return !IndexCanHoldAsIs(c); }) -
+         value.begin();
   }
-  return {};
+  if (at >= value.size()) return {};
+  switch (value[at]) {
+    case '\xff':
+      return "holds a byte 0xFF";
+    case '\0':
+      return "holds a NUL byte";
+    case '"':
+      return "holds a double quote";
+    case '>':
+      return "holds \">\"";
+    default:
+      return "holds a line break";
+  }
 }
 
-std::string UnwritableValue(const xml::XmlDocument& document) {
-  // The writer's documents are flat: the root and "UserVar" at the top, photos and variables
-  // below them, text below the root and the photos.
-  std::vector<std::pair<const XmlNode*, const XmlNode*>> pending;  // (node, its element)
-  for (size_t i = 0; i < document.ChildCount(); ++i)
-    pending.emplace_back(document.ChildAt(i), nullptr);
-  while (!pending.empty()) {
-    const auto [node, element] = pending.back();
-    pending.pop_back();
-    if (node->kind() == xml::kTextNode) {
-      if (std::string problem = IndexValueProblem(IndexField::kText, node->value());
-          !problem.empty()) {
-        return "the description of " + Owner(*element) + " " + problem;
-      }
-      continue;
+std::string WrittenElementProblem(const XmlNode& element) {
+  size_t tag = element.name().size() + (element.ChildCount() == 0 ? 2 : 0);  // " />"
+  for (size_t i = 0; i < element.AttributeCount(); ++i) {
+    const XmlNode& attribute = *element.AttributeAt(i);
+    const IndexField field =
+        IsAsIsField(attribute.name()) ? IndexField::kAsIs : IndexField::kEncoded;
+    if (std::string problem = IndexValueProblem(field, attribute.value()); !problem.empty()) {
+      return "the " + FieldName(element, attribute.name()) + " " +
+             Quoted(Shown(attribute.value())) + " of " + Owner(element) + " " + problem;
     }
-    if (node->kind() != xml::kElementNode) continue;
-    size_t tag = node->name().size() + (node->ChildCount() == 0 ? 2 : 0);
-    for (size_t i = 0; i < node->AttributeCount(); ++i) {
-      const XmlNode& attribute = *node->AttributeAt(i);
-      const IndexField field =
-          IsAsIsField(attribute.name()) ? IndexField::kAsIs : IndexField::kEncoded;
-      if (std::string problem = IndexValueProblem(field, attribute.value()); !problem.empty()) {
-        return "the " + FieldName(*node, attribute.name()) + " " +
-               Quoted(Shown(attribute.value())) + " of " + Owner(*node) + " " + problem;
-      }
-      tag += attribute.name().size() + attribute.value().size() + 4;  // space, =, quotes
+    tag += attribute.name().size() + attribute.value().size() + 4;  // space, =, two quotes
+  }
+  if (tag > kLongestTag) {
+    return "the fields of " + Owner(element) + " take more than the " +
+           std::to_string(kLongestTag) + " bytes one tag can hold";
+  }
+  for (size_t i = 0; i < element.ChildCount(); ++i) {
+    const XmlNode& child = *element.ChildAt(i);
+    if (child.kind() != xml::kTextNode) continue;
+    if (std::string problem = IndexValueProblem(IndexField::kText, child.value());
+        !problem.empty()) {
+      return "the description of " + Owner(element) + " " + problem;
     }
-    if (tag > kLongestTag) {
-      return "the fields of " + Owner(*node) + " take more than the " +
-             std::to_string(kLongestTag) + " bytes one tag can hold";
-    }
-    for (size_t i = 0; i < node->ChildCount(); ++i) pending.emplace_back(node->ChildAt(i), node);
   }
   return {};
 }
@@ -310,6 +347,26 @@ xml::Placement IndexReadCheck::OnNodeParsed(XmlNode* parent, std::unique_ptr<Xml
   return placed;
 }
 
+void IndexReadCheck::CheckRootChild(const XmlNode& child) {
+  if (!problem_.empty()) return;
+  switch (child.kind()) {
+    case xml::kTextNode:
+      if (description_seen_ && !IsBlank(child.value())) {
+        Note("the album holds text that is not kept");
+      }
+      description_seen_ = true;
+      return;
+    case xml::kElementNode:
+      if (child.name() == "Image") {
+        Note(PhotoLoss(child));
+        return;
+      }
+      [[fallthrough]];
+    default:
+      Note("the album holds " + Describe(child) + " that is not kept");
+  }
+}
+
 std::string IndexReadCheck::Loss(const XmlNode& root) const {
   if (!problem_.empty()) return problem_;
   if (!open_.empty()) {
@@ -317,15 +374,8 @@ std::string IndexReadCheck::Loss(const XmlNode& root) const {
   }
   const std::string attribute =
       UnkeptAttribute(root, {"Date", "Title", "TitleImageFileName", "Version"});
-  if (!attribute.empty())
+  if (!attribute.empty()) {
     return "the album has an attribute " + Quoted(attribute) + " that is not kept";
-  if (const XmlNode* child = DroppedChild(root, true, "Image")) {
-    return "the album holds " + Describe(*child) + " that is not kept";
-  }
-  for (size_t i = 0; i < root.ChildCount(); ++i) {
-    const XmlNode& child = *root.ChildAt(i);
-    if (child.kind() != xml::kElementNode) continue;
-    if (std::string loss = PhotoLoss(child); !loss.empty()) return loss;
   }
   bool user_vars_seen = false;
   for (size_t i = 1; i < ChildCount(); ++i) {

@@ -22,7 +22,7 @@ namespace quorvane::album {
 //   bytes the attribute reader skips; a file name holds a line break (read as a space);
 // - a "<" that starts no tag the reader keeps;
 // - the input ends with elements still open (a file cut off);
-// - nodes and attributes the index reader does not keep (Loss checks the tree): other
+// - nodes and attributes the index reader does not keep (CheckRootChild and Loss): other
 //   attributes on the root, an "Image" or a "Var"; other elements, comments, CDATA sections
 //   or text (other than white space) beside the description, a photo's description, the
 //   root and the first "UserVar"; an "Image" without "ImageFile".
@@ -41,16 +41,19 @@ bool IndexCanHoldAsIs(char c);
 // empty when it can. Encoded fields are refused NUL and 0xFF, text only 0xFF.
 std::string IndexValueProblem(IndexField field, std::string_view value);
 
-// Checks a document the index writer built, before it is written: every attribute value and
-// text as above, and every tag within the 4,094 bytes the reader takes of one. Returns why
-// the index cannot hold it, naming the field ("the file name \"a\"b.jpg\" of a photo holds
-// a double quote"), or empty when everything reads back as it was written.
-std::string UnwritableValue(const xml::XmlDocument& document);
+// Checks an element the index writer built, before anything is written: its attribute values
+// and text as above, and its tag within the 4,094 bytes the reader takes of one (children
+// other than text are not looked at). Returns why the index cannot hold it, naming the field
+// ("the file name \"a\"b.jpg\" of photo ... holds a double quote"), or empty.
+std::string WrittenElementProblem(const xml::XmlNode& element);
 
 class IndexReadCheck : public xml::XmlDocument {
  public:
-  // After Parse, given the root element: what the album would not keep, as a phrase for the
-  // user ("a byte 0xFF at offset 36 ends the reading there"), or empty.
+  // Checks one child of the root. The reader calls it for each child as it reads it: a
+  // second walk over a large album's tree would cost as much as the reading.
+  void CheckRootChild(const xml::XmlNode& child);
+  // After Parse and CheckRootChild, given the root element: what the album would not keep,
+  // as a phrase for the user ("a byte 0xFF at offset 36 ends the reading there"), or empty.
   std::string Loss(const xml::XmlNode& root) const;
 
   xml::Placement OnNodeParsed(xml::XmlNode* parent, std::unique_ptr<xml::XmlNode> node) override;
@@ -65,6 +68,7 @@ class IndexReadCheck : public xml::XmlDocument {
   const xml::ByteBuffer* input_ = nullptr;  // while Parse runs
   size_t tag_offset_ = 0;                   // where the last tag began
   std::vector<const xml::XmlNode*> open_;   // elements open at the current point
+  bool description_seen_ = false;           // the root's first text, which the reader keeps
   std::string problem_;
 };
 

@@ -311,9 +311,7 @@ bool SaveAlbum(Album& album) {
 void ReleaseRetainedFiles(Album& album) {
   std::vector<std::string> in_use;
   for (const AlbumPhoto& photo : album.photos()) in_use.push_back(photo.image_file);
-  for (const AlbumPhoto& photo : album.saved_index().record.photos) {
-    in_use.push_back(photo.image_file);
-  }
+  for (const std::string& name : album.saved_image_files()) in_use.push_back(name);
   const size_t images = in_use.size();
   for (size_t i = 0; i < images; ++i) in_use.push_back(ThumbnailName(in_use[i]));
   std::sort(in_use.begin(), in_use.end());
