@@ -35,7 +35,7 @@ const Image& Photo() {
 void RunOurs(benchmark::State& state, const imaging::ImageFilter& filter) {
   const Image& photo = Photo();
   for (auto _ : state) {
-    Image copy = photo;  // shares the pixels: the filter pays for its own output
+    Image copy = photo;      // shares the pixels: the filter pays for its own output
     imaging::FilterRun run;  // nobody watches: the sink that shows nothing
     if (filter.Apply(copy, run) != imaging::kOk) state.SkipWithError("filter failed");
     benchmark::DoNotOptimize(copy.Row(0));

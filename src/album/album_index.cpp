@@ -112,7 +112,7 @@ bool AlbumIndex::LoadIndex(Album& album) {
     return false;
   }
   if (stamped && store.StampFile(kIndexFileName, &after) && after == before &&
-      before.size == snapshot.bytes.size()) {
+      static_cast<size_t>(before.size) == snapshot.bytes.size()) {
     snapshot.stamp = before;
   }
   album.set_record(std::move(record));

@@ -11,20 +11,11 @@
 #include <vector>
 
 #include "platform/file_lock.h"
+#include "platform/file_stamp.h"
 
 namespace quorvane::album {
 
-// What tells one version of a file from another without reading it. Files of an album are
-// replaced whole (a new file renamed over the old one), so a file whose stamp is unchanged
-// still holds the bytes it held.
-struct FileStamp {
-  uint64_t device = 0;
-  uint64_t inode = 0;
-  uint64_t size = 0;
-  int64_t modified_ns = 0;
-  int64_t changed_ns = 0;
-  bool operator==(const FileStamp&) const = default;
-};
+using platform::FileStamp;
 
 class AlbumStore {
  public:

@@ -6,13 +6,9 @@
 #include <cstdint>
 #include <random>
 #include <string>
-#include <typeinfo>
-
-#ifndef _WIN32
-#include <sys/stat.h>
-#endif
 
 #include "platform/file_move.h"
+#include "platform/file_stamp.h"
 #include "platform/file_util.h"
 
 namespace quorvane::album {
@@ -115,25 +111,11 @@ bool FolderStore::ExchangeFiles(std::string_view a, std::string_view b) {
 }
 
 bool FolderStore::LockIndex(platform::FileLock* lock, std::chrono::milliseconds wait) {
-  if (typeid(*this) != typeid(FolderStore)) return true;
   return lock->Acquire(folder_, platform::FileLock::Mode::kExclusive, wait, &last_error_);
 }
 
 bool FolderStore::StampFile(std::string_view name, FileStamp* stamp) {
-#ifdef _WIN32
-  (void)name;
-  (void)stamp;
-  return false;
-#else
-  struct stat info;
-  if (!IsPlainFileName(name) || ::stat(PathOf(name).c_str(), &info) != 0) return false;
-  stamp->device = static_cast<uint64_t>(info.st_dev);
-  stamp->inode = static_cast<uint64_t>(info.st_ino);
-  stamp->size = static_cast<uint64_t>(info.st_size);
-  stamp->modified_ns = int64_t{info.st_mtim.tv_sec} * 1000000000 + info.st_mtim.tv_nsec;
-  stamp->changed_ns = int64_t{info.st_ctim.tv_sec} * 1000000000 + info.st_ctim.tv_nsec;
-  return true;
-#endif
+  return IsPlainFileName(name) && platform::StampOf(PathOf(name), stamp);
 }
 
 bool FolderStore::ListFiles(std::vector<std::string>* names) {

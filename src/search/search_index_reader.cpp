@@ -103,7 +103,7 @@ bool SearchIndexReader::Parse() {
   if (!folder_.empty()) {
     // The folder's stamp is taken before any listing, so that whatever changes after the
     // listing changes the stamp. Albums settled from their bytes alone never need it.
-    stamped_ = stamped_ && internal::StampOf(folder_, &stamp_.folder);
+    stamped_ = stamped_ && platform::StampOf(folder_, &stamp_.folder);
     if (stamped_ && presence_->AllPresent(folder_, stamp_)) {
       scanned = Scan([](std::string_view name) { return album::IsPlainFileName(name); });
     } else {

@@ -4,10 +4,10 @@
 #include <system_error>
 #include <utility>
 
-#include "thumbnails/internal/thumbnail_cache_map.h"
 #include "image/image.h"
 #include "platform/file_time.h"
 #include "platform/file_util.h"
+#include "thumbnails/internal/thumbnail_cache_map.h"
 #include "xml/xml_document.h"
 
 namespace quorvane::thumbnails {

@@ -11,6 +11,7 @@
 namespace quorvane::xml {
 namespace {
 
+using internal::AsciiLower;
 using internal::FindAnyOf;
 using internal::HasClass;
 using internal::IsDigit;
@@ -18,7 +19,6 @@ using internal::IsSpace;
 using internal::kControlClass;
 using internal::kEqualsClass;
 using internal::kSpaceClass;
-using internal::AsciiLower;
 
 // The longest tag text the reader gathers; bytes after it are read as the next text.
 constexpr size_t kTagLimit = 4095;

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/progress.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::platform {
@@ -70,33 +69,6 @@ TEST(FileLockTest, WaiterGetsTheLockWhenAnotherProcessEnds) {
   EXPECT_EQ(WEXITSTATUS(status), 0);
   ::close(ready[0]);
   ::close(ready[1]);
-}
-
-TEST(FileLockTest, UnreachablePathSaysWhy) {
-  testing::TempDir dir;
-  FileLock lock;
-  std::string error;
-  EXPECT_FALSE(lock.Acquire(dir / "missing" / "x.lock", FileLock::Mode::kExclusive, milliseconds(0),
-                            &error));
-  EXPECT_EQ(error, "Unable to lock \"" + (dir / "missing" / "x.lock").string() +
-                       "\": No such file or directory");
-}
-
-TEST(ProgressTest, NestedProgressMapsOneUnitOntoTheOuterScale) {
-  struct Recorder : ProgressSink {
-    void SetPosition(int64_t position, int64_t maximum) override { last = {position, maximum}; }
-    bool Cancelled() const override { return cancel.Cancelled(); }
-    std::pair<int64_t, int64_t> last;
-    CancelFlag cancel;
-  } outer;
-  NestedProgress third(outer, 200, 100, 300);  // the third of three photos
-  third.SetPosition(1, 2);
-  EXPECT_EQ(outer.last, std::make_pair(int64_t{250}, int64_t{300}));
-  third.SetPosition(0, 0);
-  EXPECT_EQ(outer.last, std::make_pair(int64_t{200}, int64_t{300}));
-  EXPECT_FALSE(third.Cancelled());
-  outer.cancel.Cancel();
-  EXPECT_TRUE(third.Cancelled());
 }
 
 }  // namespace

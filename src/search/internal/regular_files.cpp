@@ -20,26 +20,6 @@ int64_t NowNs() {
 }
 
 #if defined(__unix__) || defined(__APPLE__)
-namespace {
-
-int64_t Nanoseconds(const struct timespec& time) {
-  return static_cast<int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
-}
-
-void FillStamp(const struct stat& info, FileStamp* stamp) {
-  stamp->device = static_cast<int64_t>(info.st_dev);
-  stamp->inode = static_cast<int64_t>(info.st_ino);
-  stamp->size = static_cast<int64_t>(info.st_size);
-#if defined(__APPLE__)
-  stamp->modified_ns = Nanoseconds(info.st_mtimespec);
-  stamp->changed_ns = Nanoseconds(info.st_ctimespec);
-#else
-  stamp->modified_ns = Nanoseconds(info.st_mtim);
-  stamp->changed_ns = Nanoseconds(info.st_ctim);
-#endif
-}
-
-}  // namespace
 
 bool ListRegularFiles(const std::string& folder, std::string* names, std::vector<size_t>* lengths,
                       bool* saw_links) {
@@ -71,7 +51,7 @@ bool ReadRegularFile(const std::string& path, std::string* bytes, FileStamp* sta
   struct stat info;
   bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
   if (ok) {
-    if (stamp != nullptr) FillStamp(info, stamp);
+    if (stamp != nullptr) *stamp = platform::StampFromStat(info);
     bytes->resize(static_cast<size_t>(info.st_size));
     size_t got = 0;
     while (ok) {
@@ -89,18 +69,9 @@ bool ReadRegularFile(const std::string& path, std::string* bytes, FileStamp* sta
   return ok;
 }
 
-bool StampOf(const std::string& path, FileStamp* stamp) {
-  struct stat info;
-  if (::stat(path.c_str(), &info) != 0) return false;
-  FillStamp(info, stamp);
-  return true;
-}
-
 #else
 
 bool ReadRegularFile(const std::string&, std::string*, FileStamp*) { return false; }
-
-bool StampOf(const std::string&, FileStamp*) { return false; }
 
 bool ListRegularFiles(const std::string& folder, std::string* names, std::vector<size_t>* lengths,
                       bool* saw_links) {

@@ -9,19 +9,11 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/file_stamp.h"
+
 namespace quorvane::search::internal {
 
-// What the file system tells of a file or folder that changes whenever its content (for a
-// folder: the list of its entries) may have changed. All zero when unknown.
-struct FileStamp {
-  int64_t device = 0;
-  int64_t inode = 0;
-  int64_t size = 0;
-  int64_t modified_ns = 0;  // nanoseconds since 1970
-  int64_t changed_ns = 0;   // the inode's change time, which no program can set back
-
-  friend bool operator==(const FileStamp&, const FileStamp&) = default;
-};
+using platform::FileStamp;
 
 // An album folder's stamp and its index file's.
 struct FolderStamp {
@@ -41,9 +33,6 @@ bool ListRegularFiles(const std::string& folder, std::string* names, std::vector
 // for anything else or any failure (the caller then reads it the ordinary way, which also
 // words the error).
 bool ReadRegularFile(const std::string& path, std::string* bytes, FileStamp* stamp = nullptr);
-
-// The stamp of a file or folder (links followed); false when there is none.
-bool StampOf(const std::string& path, FileStamp* stamp);
 
 // The current time in the stamps' unit.
 int64_t NowNs();

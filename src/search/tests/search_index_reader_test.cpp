@@ -8,8 +8,8 @@
 #include "album/album.h"
 #include "album/album_index.h"
 #include "album/folder_store.h"
-#include "search/internal/photo_presence_cache.h"
 #include "platform/file_util.h"
+#include "search/internal/photo_presence_cache.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::search {

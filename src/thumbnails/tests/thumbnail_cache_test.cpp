@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include "thumbnails/internal/thumbnail_cache_map.h"
 #include "image/image.h"
 #include "platform/file_time.h"
 #include "testing/temp_dir.h"
+#include "thumbnails/internal/thumbnail_cache_map.h"
 
 namespace quorvane::thumbnails {
 namespace {

@@ -9,9 +9,9 @@
 #include <gtest/gtest.h>
 
 #include "image/image_types.h"
+#include "testing/temp_dir.h"
 #include "thumbnails/image_files.h"
 #include "thumbnails/thumbnail_cache.h"
-#include "testing/temp_dir.h"
 
 namespace quorvane::thumbnails {
 namespace {
