@@ -169,4 +169,21 @@ RefPtr<HistoryRecord> MovePhotos(Album& album, std::span<const size_t> positions
   return MakeRef<MovePhotoRecord>(std::move(before), Order(album));
 }
 
+RefPtr<HistoryRecord> MovePhotosTo(Album& album, std::span<const size_t> positions, size_t first) {
+  const size_t count = album.photos().size();
+  if (positions.size() > count || first > count - positions.size()) return {};
+  // The photos that stay keep their order; the moved ones go before the first-th of them.
+  size_t insert_before = count;
+  size_t staying = 0;
+  for (size_t i = 0, next = 0; i < count; ++i) {
+    if (next < positions.size() && positions[next] == i) {
+      ++next;
+    } else if (staying++ == first) {
+      insert_before = i;
+      break;
+    }
+  }
+  return MovePhotos(album, positions, insert_before);
+}
+
 }  // namespace quorvane::album

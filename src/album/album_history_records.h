@@ -24,4 +24,9 @@ RefPtr<HistoryRecord> MakeRemovePhotoRecord(std::vector<RemovedPhoto> removed);
 RefPtr<HistoryRecord> MovePhotos(Album& album, std::span<const size_t> positions,
                                  size_t insert_before);
 
+// MovePhotos by where the photos are to stand: afterwards the first of them is at `first`, the
+// others right after it in their order. Null, with nothing moved, when a position is out of
+// range or out of order, or the photos would not fit from `first` to the end.
+RefPtr<HistoryRecord> MovePhotosTo(Album& album, std::span<const size_t> positions, size_t first);
+
 }  // namespace quorvane::album

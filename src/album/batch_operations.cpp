@@ -28,6 +28,39 @@ void AddFailure(BatchResult* result, std::string_view name, const std::string& e
   result->failures.push_back(std::string(name) + ": " + error);
 }
 
+// Copies the photos of `album` at `positions` one by one with `copy_one(index, file name,
+// steps)`, whose failures leave their reason in the last error of `errors`: the batch text
+// "Copying "name" (image k of n) ..." for each, a cancel between photos, going on after a
+// failure.
+template <typename CopyOne>
+BatchResult CopyEach(const Album& album, std::span<const size_t> positions,
+                     platform::ProgressSink& progress, const Album& errors, CopyOne copy_one) {
+  BatchResult result;
+  const int total = static_cast<int>(positions.size());
+  for (int k = 0; k < total; ++k) {
+    if (progress.Cancelled()) {
+      result.cancelled = true;
+      break;
+    }
+    const size_t index = positions[static_cast<size_t>(k)];
+    if (index >= album.photos().size()) {
+      result.failures.push_back("There is no photo " + std::to_string(index + 1));
+      continue;
+    }
+    const std::string name = album.photos()[index].image_file;
+    Report(progress, BatchProgressText("Copying", Quoted(name), k + 1, total), k, total);
+    platform::NestedProgress steps = PhotoSteps(progress, k, total);
+    if (copy_one(index, name, steps)) {
+      ++result.done;
+    } else {
+      AddFailure(&result, name, errors.last_error());
+    }
+  }
+  if (!result.cancelled)
+    progress.SetPosition(int64_t{total} * kPhotoUnits, int64_t{total} * kPhotoUnits);
+  return result;
+}
+
 }  // namespace
 
 std::string BatchProgressText(std::string_view verb, std::string_view label, int number,
@@ -87,30 +120,19 @@ BatchResult AddImages(Album& album, std::span<const fs::path> sources, int posit
 BatchResult CopyImages(Album& album, std::span<const size_t> positions,
                        const fs::path& target_folder, const std::optional<FitSize>& fit,
                        platform::ProgressSink& progress) {
-  BatchResult result;
-  const int total = static_cast<int>(positions.size());
-  for (int k = 0; k < total; ++k) {
-    if (progress.Cancelled()) {
-      result.cancelled = true;
-      break;
-    }
-    const size_t index = positions[static_cast<size_t>(k)];
-    if (index >= album.photos().size()) {
-      result.failures.push_back("There is no photo " + std::to_string(index + 1));
-      continue;
-    }
-    const std::string name = album.photos()[index].image_file;
-    Report(progress, BatchProgressText("Copying", Quoted(name), k + 1, total), k, total);
-    platform::NestedProgress steps = PhotoSteps(progress, k, total);
-    if (CopyImageOut(album, index, target_folder / name, fit, steps)) {
-      ++result.done;
-    } else {
-      AddFailure(&result, name, album.last_error());
-    }
-  }
-  if (!result.cancelled)
-    progress.SetPosition(int64_t{total} * kPhotoUnits, int64_t{total} * kPhotoUnits);
-  return result;
+  return CopyEach(album, positions, progress, album,
+                  [&](size_t index, const std::string& name, platform::ProgressSink& steps) {
+                    return CopyImageOut(album, index, target_folder / name, fit, steps);
+                  });
+}
+
+BatchResult CopyPhotosToAlbum(Album& from, std::span<const size_t> positions, Album& to,
+                              platform::ProgressSink& progress) {
+  if (!to.CheckWritable()) return {.failures = {to.last_error()}};
+  return CopyEach(from, positions, progress, to,
+                  [&](size_t index, const std::string&, platform::ProgressSink& steps) {
+                    return CopyPhotoToAlbum(from, index, to, -1, steps);
+                  });
 }
 
 BatchResult DeletePhotos(Album& album, std::span<const size_t> positions,

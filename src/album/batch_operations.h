@@ -41,6 +41,11 @@ BatchResult CopyImages(Album& album, std::span<const size_t> positions,
                        const std::filesystem::path& target_folder,
                        const std::optional<FitSize>& fit, platform::ProgressSink& progress);
 
+// Copies the photos of `from` at `positions` into the album `to` (CopyPhotoToAlbum), in that
+// order, appended after its photos.
+BatchResult CopyPhotosToAlbum(Album& from, std::span<const size_t> positions, Album& to,
+                              platform::ProgressSink& progress);
+
 // A photo taken out of the album, with where it was.
 struct RemovedPhoto {
   size_t position = 0;

@@ -96,6 +96,37 @@ bool CheckTargetIsFree(Album& album, const fs::path& target) {
   return Fail(album, "\"" + target.string() + "\" already exists");
 }
 
+// Copies `source` into the album as *name, or, when the album or another program holding it
+// open has a file of that name (made since the name was chosen), under the next free name
+// made from `wanted`; *name receives the name the file took.
+bool ImportUnderFreeName(Album& album, const fs::path& source, const std::string& wanted,
+                         std::string* name) {
+  constexpr int kNameAttempts = 100;
+  for (int attempt = 1; !album.store().ImportFile(source, *name); ++attempt) {
+    if (!album.store().FileExists(*name) || attempt == kNameAttempts) {
+      return Fail(album, album.store().LastError());
+    }
+    *name = MakeUniqueName(album, wanted);
+  }
+  return true;
+}
+
+// The thumbnail of the image file `source` for this album, decoded at no more than the
+// thumbnail's size, so a large photo never sits in memory whole.
+bool LoadThumbnailOf(Album& album, const fs::path& source, const ImageType& type,
+                     const image::ImageInfo& info, Image* thumbnail) {
+  // JPEGs decode no more than the thumbnail needs; other types shrink while loading.
+  const int max_width = album.thumbnail_cell_width() - 2;
+  const int max_height = album.thumbnail_cell_height() - 2;
+  const FitSize size = image::FitInside(info.width, info.height, max_width, max_height);
+  const bool made = type.format == image::ImageFormat::kJpeg
+                        ? thumbnail->LoadThumbnailToFit(source, max_width, max_height,
+                                                        album.thumbnail_options().mode)
+                        : thumbnail->LoadThumbnail(source, size.width, size.height,
+                                                   album.thumbnail_options().mode, type.format);
+  return made || Fail(album, thumbnail->last_error());
+}
+
 }  // namespace
 
 bool LoadImageFile(Album& album, Image* image, const fs::path& path) {
@@ -150,16 +181,7 @@ bool AddImageFromDisk(Album& album, const fs::path& source, std::string_view fil
 
   Report(progress, "Creating thumbnail...", 1, 3);
   Image thumbnail;
-  // JPEGs decode no more than the thumbnail needs; other types shrink while loading.
-  const int max_width = album.thumbnail_cell_width() - 2;
-  const int max_height = album.thumbnail_cell_height() - 2;
-  const FitSize size = image::FitInside(info.width, info.height, max_width, max_height);
-  const bool made = type->format == image::ImageFormat::kJpeg
-                        ? thumbnail.LoadThumbnailToFit(source, max_width, max_height,
-                                                       album.thumbnail_options().mode)
-                        : thumbnail.LoadThumbnail(source, size.width, size.height,
-                                                  album.thumbnail_options().mode, type->format);
-  if (!made) return Fail(album, thumbnail.last_error());
+  if (!LoadThumbnailOf(album, source, *type, info, &thumbnail)) return false;
 
   Report(progress, "Adding image to album...", 2, 3);
   auto& photos = album.photos();
@@ -167,19 +189,58 @@ bool AddImageFromDisk(Album& album, const fs::path& source, std::string_view fil
       position < 0 ? photos.size() : std::min(photos.size(), static_cast<size_t>(position));
   photos.insert(photos.begin() + static_cast<std::ptrdiff_t>(at), std::move(photo));
 
-  // The file takes its name only while the name is free: when this album or another program
-  // holding it open has a file of that name (made since it was chosen), the next free name
-  // is chosen, and the thumbnail follows it.
-  constexpr int kNameAttempts = 100;
+  // The thumbnail follows the name the file took.
   std::string& name = photos[at].image_file;
-  for (int attempt = 1; !album.store().ImportFile(source, name); ++attempt) {
-    if (!album.store().FileExists(name) || attempt == kNameAttempts) {
-      return Fail(album, album.store().LastError());
-    }
-    name = MakeUniqueName(album, wanted);
-  }
+  if (!ImportUnderFreeName(album, source, wanted, &name)) return false;
   if (!WriteThumbnail(album, thumbnail, ThumbnailName(name), true)) return false;
   album.set_modified(true);
+  return true;
+}
+
+bool CopyPhotoToAlbum(Album& from, size_t index, Album& to, int position,
+                      platform::ProgressSink& progress) {
+  if (!to.CheckWritable()) return false;
+  if (index >= from.photos().size()) {
+    return Fail(to, "There is no photo " + std::to_string(index + 1) + " in the album");
+  }
+  AlbumPhoto photo = from.photos()[index];
+  const fs::path source = from.store().LocalPath(photo.image_file);
+  if (source.empty()) return Fail(to, from.store().LastError());
+
+  Report(progress, "Copying image...", 0, 2);
+  const std::string wanted = AlbumFileName(photo.image_file);
+  std::string name = MakeUniqueName(to, wanted);
+  if (!ImportUnderFreeName(to, source, wanted, &name)) return false;
+
+  Report(progress, "Copying thumbnail...", 1, 2);
+  std::string bytes;
+  bool copied = false;
+  if (from.store().ReadFile(ThumbnailName(photo.image_file), &bytes)) {
+    copied =
+        to.store().WriteNewFile(ThumbnailName(name), bytes) || Fail(to, to.store().LastError());
+  } else {
+    // An album made by hand may lack thumbnails; the copy gets one all the same.
+    const ImageType* type = FindImageType(photo.image_file);
+    image::ImageInfo info;
+    std::string error;
+    Image thumbnail;
+    copied = type == nullptr ? Fail(to, "Unable to determine image format")
+             : !image::ReadImageInfo(source, type->format, &info, &error)
+                 ? Fail(to, error)
+                 : LoadThumbnailOf(to, source, *type, info, &thumbnail) &&
+                       WriteThumbnail(to, thumbnail, ThumbnailName(name), true);
+  }
+  if (!copied) {
+    // Nothing names the file yet; one that will not go costs space, never a photo.
+    (void)to.store().RemoveFile(name);
+    return false;
+  }
+  photo.image_file = std::move(name);
+  auto& photos = to.photos();
+  const size_t at =
+      position < 0 ? photos.size() : std::min(photos.size(), static_cast<size_t>(position));
+  photos.insert(photos.begin() + static_cast<std::ptrdiff_t>(at), std::move(photo));
+  to.set_modified(true);
   return true;
 }
 

@@ -46,6 +46,16 @@ namespace quorvane::album {
                                     std::string_view file_name, int position,
                                     platform::ProgressSink& progress = platform::NoProgress());
 
+// Copies the photo at `index` of `from` into `to` at `position` (-1 appends): its image file
+// and its thumbnail ("Copying image...", "Copying thumbnail..."), under a name free in `to`
+// made from its own (AlbumFileName, then MakeUniqueName, also against another program adding
+// at the same time), and its record with every field but the file name. A photo without a
+// thumbnail gets a new one. Fails for a read-only `to` and leaves `to` as it was on failure,
+// with the reason in to's last error. Sets to's modified flag; the files reach the disk for
+// sure at to's save (SaveAlbum). `from` and `to` may be two openings of the same album.
+[[nodiscard]] bool CopyPhotoToAlbum(Album& from, size_t index, Album& to, int position,
+                                    platform::ProgressSink& progress = platform::NoProgress());
+
 // Makes the thumbnail of `image` for this album: a true-colour copy fitted into the cell less
 // 2 pixels, never enlarged.
 [[nodiscard]] bool MakeThumbnail(Album& album, const image::Image& image, image::Image* thumbnail);

@@ -16,11 +16,6 @@
 namespace quorvane::cli {
 namespace {
 
-constexpr std::string_view kShowUsage = "album show <folder>";
-constexpr std::string_view kSetUsage =
-    "album set <folder> [--title T] [--description D] [--date YYYY-MM-DD|none] "
-    "[--title-image FILE] [--var NAME=VALUE]...";
-constexpr std::string_view kSaveAsUsage = "album save-as <album> <new-folder|new.qvo>";
 constexpr OptionSpec kSetOptions[] = {{"--title", true},
                                       {"--description", true},
                                       {"--date", true},
@@ -32,10 +27,11 @@ std::string DateText(platform::OleDate date) {
 }
 
 int Show(std::span<const std::string> args) {
+  const std::string usage = UsageOf("album show");
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, kShowUsage);
-  if (parsed.positional.size() != 1) return UsageError("expected one album folder", kShowUsage);
+  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, usage);
+  if (parsed.positional.size() != 1) return UsageError("expected one album folder", usage);
   auto shown = OpenAlbum(parsed.positional[0], AlbumAccess::kRead);
   if (!shown) return kExitFailure;
 
@@ -55,27 +51,30 @@ int Show(std::span<const std::string> args) {
     std::cout << ++number << '\t' << OneLine(photo.image_file) << '\t' << OneLine(photo.format)
               << '\t' << photo.width << 'x' << photo.height << '\t' << DateText(photo.date) << '\t'
               << OneLine(photo.title) << '\t' << OneLine(photo.keywords) << '\n';
+    if (!photo.description.empty()) {
+      std::cout << "\tDescription: " << OneLine(photo.description) << '\n';
+    }
   }
   return kExitOk;
 }
 
 int Set(std::span<const std::string> args) {
+  const std::string usage = UsageOf("album set");
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, kSetOptions, &parsed, &error)) return UsageError(error, kSetUsage);
-  if (parsed.positional.size() != 1) return UsageError("expected one album folder", kSetUsage);
+  if (!ParseArguments(args, kSetOptions, &parsed, &error)) return UsageError(error, usage);
+  if (parsed.positional.size() != 1) return UsageError("expected one album folder", usage);
 
   // Check every value before touching the album, so a typo changes nothing.
   platform::OleDate date = platform::kNoDate;
   const std::string* date_text = parsed.Value("--date");
-  if (date_text != nullptr && *date_text != "none" && !date_text->empty() &&
-      !platform::ParseOleDate(*date_text, &date)) {
-    return UsageError("invalid date \"" + *date_text + "\"", kSetUsage);
+  if (date_text != nullptr && !ParseDateOption(*date_text, &date)) {
+    return UsageError("invalid date \"" + *date_text + "\"", usage);
   }
   const std::vector<std::string> vars = parsed.Values("--var");
   for (const std::string& var : vars) {
     if (var.find('=') == std::string::npos || var.front() == '=') {
-      return UsageError("--var takes NAME=VALUE", kSetUsage);
+      return UsageError("--var takes NAME=VALUE", usage);
     }
   }
   // A value the index could not give back as it is would be lost or, in a file name, change
@@ -114,11 +113,12 @@ int Set(std::span<const std::string> args) {
 }
 
 int SaveAs(std::span<const std::string> args) {
+  const std::string usage = UsageOf("album save-as");
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, kSaveAsUsage);
+  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, usage);
   if (parsed.positional.size() != 2) {
-    return UsageError("expected an album and a new folder or archive", kSaveAsUsage);
+    return UsageError("expected an album and a new folder or archive", usage);
   }
   auto album = OpenAlbum(parsed.positional[0], AlbumAccess::kReadQuietly);
   if (!album) return kExitFailure;
@@ -138,9 +138,9 @@ int RunAlbumCommand(std::span<const std::string> args) {
   if (verb == "remove") return RemovePhotosCommand(args.subspan(1));
   if (verb == "export") return ExportPhotoCommand(args.subspan(1));
   if (verb == "save-as") return SaveAs(args.subspan(1));
-  return UsageError(
-      "expected \"show\", \"set\", \"create\", \"add\", \"remove\", \"export\" or \"save-as\"",
-      "album show|set|create|add|remove|export|save-as ... (see --help)");
+  if (verb == "move") return MovePhotosCommand(args.subspan(1));
+  if (verb == "copy") return CopyPhotosCommand(args.subspan(1));
+  return UsageError("expected one of its verbs", UsageOf("album"));
 }
 
 }  // namespace quorvane::cli

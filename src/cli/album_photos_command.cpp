@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "album/album_archive.h"
+#include "album/album_history_records.h"
 #include "album/batch_operations.h"
 #include "album/folder_store.h"
 #include "album/photo_naming.h"
@@ -14,45 +15,14 @@
 #include "cli/commands.h"
 #include "cli/open_album.h"
 #include "cli/stderr_progress.h"
+#include "platform/number_text.h"
 
 namespace quorvane::cli {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr std::string_view kCreateUsage = "album create <folder|file.qvo> [--title T]";
-constexpr std::string_view kAddUsage = "album add <album> <files...> [--at N] [--cell WxH]";
-constexpr std::string_view kRemoveUsage = "album remove <album> <number...>";
-constexpr std::string_view kExportUsage =
-    "album export <album> <number> <dest-folder> [--fit WxH] [--thumbnail]";
-
-// "120x90" -> 120, 90; both at least `minimum`.
-bool ParseSize(const std::string& text, int minimum, int* width, int* height) {
-  const size_t x = text.find('x');
-  if (x == std::string::npos) return false;
-  try {
-    size_t used = 0;
-    *width = std::stoi(text.substr(0, x), &used);
-    if (used != x) return false;
-    *height = std::stoi(text.substr(x + 1), &used);
-    if (used != text.size() - x - 1) return false;
-  } catch (const std::exception&) {
-    return false;
-  }
-  return *width >= minimum && *height >= minimum && *width <= 65500 && *height <= 65500;
-}
-
-// A photo number as the user counts (from 1) -> its position.
-bool ParseNumber(const std::string& text, size_t count, size_t* position) {
-  try {
-    size_t used = 0;
-    const long number = std::stol(text, &used);
-    if (used != text.size() || number < 1 || static_cast<size_t>(number) > count) return false;
-    *position = static_cast<size_t>(number - 1);
-    return true;
-  } catch (const std::exception&) {
-    return false;
-  }
-}
+// Thumbnail cells and export sizes: beyond this no photo the album accepts needs more.
+constexpr int kMaxSide = 65500;
 
 int ReportBatch(const album::BatchResult& result) {
   for (const std::string& failure : result.failures) Failure(failure);
@@ -69,11 +39,12 @@ int SaveAndClose(album::Album& album, int status) {
 }  // namespace
 
 int CreateAlbumCommand(std::span<const std::string> args) {
+  const std::string usage = UsageOf("album create");
   constexpr OptionSpec kOptions[] = {{"--title", true}};
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, kCreateUsage);
-  if (parsed.positional.size() != 1) return UsageError("expected one location", kCreateUsage);
+  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, usage);
+  if (parsed.positional.size() != 1) return UsageError("expected one location", usage);
   const fs::path location = parsed.positional[0];
   std::error_code ec;
   if (fs::exists(fs::symlink_status(location, ec)) &&
@@ -95,17 +66,19 @@ int CreateAlbumCommand(std::span<const std::string> args) {
 }
 
 int AddPhotosCommand(std::span<const std::string> args) {
+  const std::string usage = UsageOf("album add");
   constexpr OptionSpec kOptions[] = {{"--at", true}, {"--cell", true}};
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, kAddUsage);
+  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, usage);
   if (parsed.positional.size() < 2) {
-    return UsageError("expected an album and at least one file", kAddUsage);
+    return UsageError("expected an album and at least one file", usage);
   }
   int cell_width = 0, cell_height = 0;
   const std::string* cell = parsed.Value("--cell");
-  if (cell != nullptr && !ParseSize(*cell, 3, &cell_width, &cell_height)) {
-    return UsageError("--cell takes WIDTHxHEIGHT, each at least 3", kAddUsage);
+  if (cell != nullptr &&
+      !platform::ParseDimensions(*cell, 3, kMaxSide, &cell_width, &cell_height)) {
+    return UsageError("--cell takes WIDTHxHEIGHT, each at least 3", usage);
   }
   auto album = OpenAlbum(parsed.positional[0]);
   if (!album) return kExitFailure;
@@ -116,10 +89,10 @@ int AddPhotosCommand(std::span<const std::string> args) {
     size_t index = 0;
     // Position N puts the first new photo before the photo now numbered N; one past the end
     // appends.
-    if (!ParseNumber(*at, album->photos().size() + 1, &index)) {
+    if (!ParsePhotoNumber(*at, album->photos().size() + 1, &index)) {
       return UsageError(
           "--at takes a photo number from 1 to " + std::to_string(album->photos().size() + 1),
-          kAddUsage);
+          usage);
     }
     position = static_cast<int>(index);
   }
@@ -131,56 +104,51 @@ int AddPhotosCommand(std::span<const std::string> args) {
 }
 
 int RemovePhotosCommand(std::span<const std::string> args) {
+  const std::string usage = UsageOf("album remove");
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, kRemoveUsage);
+  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, usage);
   if (parsed.positional.size() < 2) {
-    return UsageError("expected an album and at least one photo number", kRemoveUsage);
+    return UsageError("expected an album and at least one photo number", usage);
   }
   auto album = OpenAlbum(parsed.positional[0]);
   if (!album) return kExitFailure;
   std::vector<size_t> positions;
-  for (size_t i = 1; i < parsed.positional.size(); ++i) {
-    size_t position = 0;
-    if (!ParseNumber(parsed.positional[i], album->photos().size(), &position)) {
-      return UsageError("no photo numbered \"" + parsed.positional[i] + "\" (the album has " +
-                            std::to_string(album->photos().size()) + ")",
-                        kRemoveUsage);
-    }
-    positions.push_back(position);
+  if (!ParsePhotoNumbers(std::span(parsed.positional).subspan(1), album->photos().size(),
+                         &positions, &error)) {
+    return UsageError(error, usage);
   }
-  std::sort(positions.begin(), positions.end());
-  positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
   StderrProgress progress;
   const album::BatchResult result = album::DeletePhotos(*album, positions, progress, nullptr);
   return SaveAndClose(*album, ReportBatch(result));
 }
 
 int ExportPhotoCommand(std::span<const std::string> args) {
+  const std::string usage = UsageOf("album export");
   constexpr OptionSpec kOptions[] = {{"--fit", true}, {"--thumbnail", false}};
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, kExportUsage);
+  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, usage);
   if (parsed.positional.size() != 3) {
-    return UsageError("expected an album, a photo number and a folder", kExportUsage);
+    return UsageError("expected an album, a photo number and a folder", usage);
   }
   std::optional<album::FitSize> fit;
   if (const std::string* text = parsed.Value("--fit")) {
     album::FitSize size;
-    if (!ParseSize(*text, 1, &size.width, &size.height)) {
-      return UsageError("--fit takes WIDTHxHEIGHT", kExportUsage);
+    if (!platform::ParseDimensions(*text, 1, kMaxSide, &size.width, &size.height)) {
+      return UsageError("--fit takes WIDTHxHEIGHT", usage);
     }
     fit = size;
   }
   if (fit && parsed.Has("--thumbnail")) {
-    return UsageError("--fit and --thumbnail exclude each other", kExportUsage);
+    return UsageError("--fit and --thumbnail exclude each other", usage);
   }
   auto album = OpenAlbum(parsed.positional[0], AlbumAccess::kRead);
   if (!album) return kExitFailure;
   album->set_thumbnail_options(UserThumbnailOptions());
   size_t index = 0;
-  if (!ParseNumber(parsed.positional[1], album->photos().size(), &index)) {
-    return UsageError("no photo numbered \"" + parsed.positional[1] + "\"", kExportUsage);
+  if (!ParsePhotoNumber(parsed.positional[1], album->photos().size(), &index)) {
+    return UsageError(NoPhotoNumbered(parsed.positional[1], album->photos().size()), usage);
   }
   const fs::path folder = parsed.positional[2];
   std::error_code ec;
@@ -192,6 +160,60 @@ int ExportPhotoCommand(std::span<const std::string> args) {
           ? album::CopyThumbnailOut(*album, index, folder / album::ThumbnailName(name), progress)
           : album::CopyImageOut(*album, index, folder / name, fit, progress);
   return copied ? kExitOk : Failure(album->last_error());
+}
+
+int MovePhotosCommand(std::span<const std::string> args) {
+  const std::string usage = UsageOf("album move");
+  constexpr OptionSpec kOptions[] = {{"--to", true}};
+  Arguments parsed;
+  std::string error;
+  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, usage);
+  if (parsed.positional.size() < 2) {
+    return UsageError("expected an album and at least one photo number", usage);
+  }
+  const std::string* to = parsed.Value("--to");
+  if (to == nullptr) return UsageError("--to N says where the photos go", usage);
+  auto album = OpenAlbum(parsed.positional[0]);
+  if (!album) return kExitFailure;
+  std::vector<size_t> positions;
+  if (!ParsePhotoNumbers(std::span(parsed.positional).subspan(1), album->photos().size(),
+                         &positions, &error)) {
+    return UsageError(error, usage);
+  }
+  // N is the number the first moved photo takes, the others following it.
+  const size_t last_first = album->photos().size() - positions.size() + 1;
+  size_t first = 0;
+  if (!ParsePhotoNumber(*to, last_first, &first)) {
+    return UsageError("--to takes a photo number from 1 to " + std::to_string(last_first), usage);
+  }
+  if (!album::MovePhotosTo(*album, positions, first)) {
+    return Failure("Unable to move the photos");
+  }
+  return SaveAndClose(*album, kExitOk);
+}
+
+int CopyPhotosCommand(std::span<const std::string> args) {
+  const std::string usage = UsageOf("album copy");
+  Arguments parsed;
+  std::string error;
+  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, usage);
+  if (parsed.positional.size() < 3) {
+    return UsageError("expected an album, at least one photo number and the other album", usage);
+  }
+  auto from = OpenAlbum(parsed.positional.front(), AlbumAccess::kRead);
+  if (!from) return kExitFailure;
+  std::vector<size_t> positions;
+  const auto numbers = std::span(parsed.positional).subspan(1, parsed.positional.size() - 2);
+  if (!ParsePhotoNumbers(numbers, from->photos().size(), &positions, &error)) {
+    return UsageError(error, usage);
+  }
+  auto to = OpenAlbum(parsed.positional.back());
+  if (!to) return kExitFailure;
+  to->set_thumbnail_options(UserThumbnailOptions());
+  StderrProgress progress;
+  const album::BatchResult result = album::CopyPhotosToAlbum(*from, positions, *to, progress);
+  if (result.done == 0) return ReportBatch(result);
+  return SaveAndClose(*to, ReportBatch(result));
 }
 
 }  // namespace quorvane::cli

@@ -5,28 +5,28 @@
 #include "album/folder_store.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "platform/number_text.h"
 
 namespace quorvane::cli {
 namespace {
 
-constexpr std::string_view kPackUsage =
-    "archive pack <album-folder> <file.qvo> [--level 0-9] [--deflate-jpeg]";
-constexpr std::string_view kUnpackUsage = "archive unpack <file.qvo> <folder>";
 constexpr OptionSpec kPackOptions[] = {{"--level", true}, {"--deflate-jpeg", false}};
 
 int Pack(std::span<const std::string> args) {
+  const std::string usage = UsageOf("archive pack");
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, kPackOptions, &parsed, &error)) return UsageError(error, kPackUsage);
+  if (!ParseArguments(args, kPackOptions, &parsed, &error)) return UsageError(error, usage);
   if (parsed.positional.size() != 2) {
-    return UsageError("expected an album folder and an archive", kPackUsage);
+    return UsageError("expected an album folder and an archive", usage);
   }
   album::PackOptions options;
   if (const std::string* level = parsed.Value("--level")) {
-    if (level->size() != 1 || (*level)[0] < '0' || (*level)[0] > '9') {
-      return UsageError("--level takes a number from 0 to 9", kPackUsage);
+    int64_t value = 0;
+    if (!platform::ParseInteger(*level, 0, 9, &value)) {
+      return UsageError("--level takes a number from 0 to 9", usage);
     }
-    options.level = (*level)[0] - '0';
+    options.level = static_cast<int>(value);
   }
   options.deflate_jpeg = parsed.Has("--deflate-jpeg");
 
@@ -44,11 +44,12 @@ int Pack(std::span<const std::string> args) {
 }
 
 int Unpack(std::span<const std::string> args) {
+  const std::string usage = UsageOf("archive unpack");
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, kUnpackUsage);
+  if (!ParseArguments(args, {}, &parsed, &error)) return UsageError(error, usage);
   if (parsed.positional.size() != 2) {
-    return UsageError("expected an archive and a folder", kUnpackUsage);
+    return UsageError("expected an archive and a folder", usage);
   }
   if (!album::UnpackArchive(parsed.positional[0], parsed.positional[1], {}, &error)) {
     return Failure(error);
@@ -61,8 +62,7 @@ int Unpack(std::span<const std::string> args) {
 int RunArchiveCommand(std::span<const std::string> args) {
   if (!args.empty() && args[0] == "pack") return Pack(args.subspan(1));
   if (!args.empty() && args[0] == "unpack") return Unpack(args.subspan(1));
-  return UsageError("expected \"pack\" or \"unpack\"",
-                    std::string(kPackUsage) + " | " + std::string(kUnpackUsage));
+  return UsageError("expected \"pack\" or \"unpack\"", UsageOf("archive"));
 }
 
 }  // namespace quorvane::cli

@@ -1,6 +1,9 @@
 #include "cli/command_line.h"
 
+#include <algorithm>
 #include <iostream>
+
+#include "platform/number_text.h"
 
 namespace quorvane::cli {
 
@@ -57,6 +60,41 @@ bool ParseArguments(std::span<const std::string> args, std::span<const OptionSpe
     out->options.emplace(std::move(name), std::move(value));
   }
   return true;
+}
+
+bool ParsePhotoNumber(std::string_view text, size_t count, size_t* position) {
+  int64_t number = 0;
+  if (!platform::ParseInteger(text, 1, static_cast<int64_t>(count), &number)) return false;
+  *position = static_cast<size_t>(number - 1);
+  return true;
+}
+
+std::string NoPhotoNumbered(std::string_view text, size_t count) {
+  return "no photo numbered \"" + std::string(text) + "\" (the album has " + std::to_string(count) +
+         ")";
+}
+
+bool ParsePhotoNumbers(std::span<const std::string> texts, size_t count,
+                       std::vector<size_t>* positions, std::string* problem) {
+  for (const std::string& text : texts) {
+    size_t position = 0;
+    if (!ParsePhotoNumber(text, count, &position)) {
+      *problem = NoPhotoNumbered(text, count);
+      return false;
+    }
+    positions->push_back(position);
+  }
+  std::sort(positions->begin(), positions->end());
+  positions->erase(std::unique(positions->begin(), positions->end()), positions->end());
+  return true;
+}
+
+bool ParseDateOption(std::string_view text, platform::OleDate* date) {
+  if (text.empty() || text == "none") {
+    *date = platform::kNoDate;
+    return true;
+  }
+  return platform::ParseOleDate(text, date);
 }
 
 int UsageError(std::string_view problem, std::string_view usage) {

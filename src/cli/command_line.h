@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/ole_date.h"
+
 namespace quorvane::cli {
 
 inline constexpr int kExitOk = 0;
@@ -28,6 +30,24 @@ struct Arguments {
   const std::string* Value(std::string_view name) const;
   std::vector<std::string> Values(std::string_view name) const;
 };
+
+// A photo number as people count them (the album's first photo is 1) -> its position in the
+// album's list. False unless `text` is a whole number from 1 to `count`.
+bool ParsePhotoNumber(std::string_view text, size_t count, size_t* position);
+
+// The usage error for a photo number that names no photo of an album of `count` photos:
+// "no photo numbered "7" (the album has 3)".
+std::string NoPhotoNumbered(std::string_view text, size_t count);
+
+// The photo numbers `texts` as positions, ascending and each once (the order the album
+// operations take them in). On a bad one returns false and sets *problem
+// (NoPhotoNumbered).
+bool ParsePhotoNumbers(std::span<const std::string> texts, size_t count,
+                       std::vector<size_t>* positions, std::string* problem);
+
+// A date option's value: "YYYY-MM-DD" (the forms ParseOleDate takes), or "none" or nothing
+// for no date (platform::kNoDate). False for anything else.
+bool ParseDateOption(std::string_view text, platform::OleDate* date);
 
 // Splits `args` into positional arguments and the options in `known`. "--" ends the options.
 // On an unknown option or a missing value returns false and sets *error.

@@ -24,6 +24,8 @@ int CreateAlbumCommand(std::span<const std::string> args);
 int AddPhotosCommand(std::span<const std::string> args);
 int RemovePhotosCommand(std::span<const std::string> args);
 int ExportPhotoCommand(std::span<const std::string> args);
+int MovePhotosCommand(std::span<const std::string> args);
+int CopyPhotosCommand(std::span<const std::string> args);
 int RunArchiveCommand(std::span<const std::string> args);
 int RunEditCommand(std::span<const std::string> args);
 int RunEditFileCommand(std::span<const std::string> args);
@@ -33,6 +35,7 @@ std::string EditOperationsHelp();
 std::string EditUsageLine();
 std::string EditFileUsageLine();
 int RunLibraryCommand(std::span<const std::string> args);
+int RunPhotoCommand(std::span<const std::string> args);
 int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
 int RunThumbsCommand(std::span<const std::string> args);
@@ -43,12 +46,14 @@ inline constexpr Command kCommands[] = {
      [] {
        return std::string(
            "album show <folder|file.qvo>\n"
-           "album set <folder> [--title T] [--description D] [--date YYYY-MM-DD|none] "
+           "album set <album> [--title T] [--description D] [--date YYYY-MM-DD|none] "
            "[--title-image FILE] [--var NAME=VALUE]...\n"
            "album create <folder|file.qvo> [--title T]\n"
            "album add <album> <files...> [--at N] [--cell WxH]\n"
            "album remove <album> <number...>\n"
            "album export <album> <number> <dest-folder> [--fit WxH] [--thumbnail]\n"
+           "album move <album> <number...> --to N\n"
+           "album copy <album> <number...> <other-album>\n"
            "album save-as <album> <new-folder|new.qvo>");
      },
      RunAlbumCommand},
@@ -69,6 +74,13 @@ inline constexpr Command kCommands[] = {
            "library delete <name> [--yes] [--library DIR]");
      },
      RunLibraryCommand},
+    {"photo",
+     [] {
+       return std::string(
+           "photo set <album> <number> [--caption T] [--description D] [--keywords K] "
+           "[--date YYYY-MM-DD|none]");
+     },
+     RunPhotoCommand},
     {"search",
      [] {
        return std::string(

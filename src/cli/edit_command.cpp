@@ -1,9 +1,9 @@
 // quorvane-cli edit and edit-file: the edit commands on an album's photos (one undoable
 // step, then saved) and the photo window's edits on one image file, by the names of the
 // edit command table.
+#include <cstdint>
 #include <cstdio>
 #include <iostream>
-#include <sstream>
 #include <thread>
 
 #include "album/batch_operations.h"
@@ -55,25 +55,34 @@ bool ParseValues(const Arguments& parsed, const imaging::EditCommand& command,
   return imaging::ParseEditValue(*parameter, *text, values, problem);
 }
 
-// "1,3,5" -> positions 0, 2, 4, each a photo of the album.
-bool ParsePhotoList(const std::string& text, size_t count, std::vector<size_t>* positions) {
-  std::istringstream in(text);
-  std::string item;
-  while (std::getline(in, item, ',')) {
-    int64_t number = 0;
-    if (!platform::ParseInteger(item, 1, static_cast<int64_t>(count), &number)) return false;
-    positions->push_back(static_cast<size_t>(number - 1));
+// The comma-separated items of `text`, empty ones included.
+std::vector<std::string_view> SplitAtCommas(std::string_view text) {
+  std::vector<std::string_view> items;
+  for (size_t begin = 0;;) {
+    const size_t comma = text.find(',', begin);
+    items.push_back(text.substr(begin, comma - begin));
+    if (comma == std::string_view::npos) return items;
+    begin = comma + 1;
   }
-  return !positions->empty();
 }
 
-// "rect" or "ellipse", then "L,T,R,B" in the image's pixels.
+// "1,3,5" -> positions 0, 2, 4, each a photo of the album.
+bool ParsePhotoList(const std::string& text, size_t count, std::vector<size_t>* positions) {
+  for (std::string_view item : SplitAtCommas(text)) {
+    size_t position = 0;
+    if (!ParsePhotoNumber(item, count, &position)) return false;
+    positions->push_back(position);
+  }
+  return true;
+}
+
+// "rect" or "ellipse", a space, then "L,T,R,B" in the image's pixels.
 bool ParseSelection(const std::vector<std::string>& values, imaging::EditSelection* selection) {
   if (values.empty()) return true;
-  std::istringstream in(values.back());
-  std::string shape;
-  std::string rect;
-  if (!std::getline(in, shape, ' ')) return false;
+  const std::string_view text = values.back();
+  const size_t space = text.find(' ');
+  if (space == std::string_view::npos) return false;
+  const std::string_view shape = text.substr(0, space);
   if (shape == "rect") {
     selection->shape = 0;
   } else if (shape == "ellipse") {
@@ -81,13 +90,16 @@ bool ParseSelection(const std::vector<std::string>& values, imaging::EditSelecti
   } else {
     return false;
   }
-  char c1 = 0, c2 = 0, c3 = 0;
-  if (!(in >> selection->left >> c1 >> selection->top >> c2 >> selection->right >> c3 >>
-        selection->bottom) ||
-      c1 != ',' || c2 != ',' || c3 != ',') {
-    return false;
+  const std::vector<std::string_view> sides = SplitAtCommas(text.substr(space + 1));
+  int32_t* const fields[] = {&selection->left, &selection->top, &selection->right,
+                             &selection->bottom};
+  if (sides.size() != std::size(fields)) return false;
+  for (size_t i = 0; i < sides.size(); ++i) {
+    int64_t value = 0;
+    if (!platform::ParseInteger(sides[i], INT32_MIN, INT32_MAX, &value)) return false;
+    *fields[i] = static_cast<int32_t>(value);
   }
-  return in.eof() || (in >> std::ws).eof();
+  return true;
 }
 
 // Runs `job` on a worker thread, as every edit runs.
@@ -100,21 +112,21 @@ void RunOnWorker(Job job) {
 }  // namespace
 
 int RunEditCommand(std::span<const std::string> args) {
-  const std::string kEditUsage = EditUsageLine();
+  const std::string usage = UsageOf("edit");
   std::vector<OptionSpec> options = ValueOptions();
   options.push_back({"--photos", true});
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, options, &parsed, &error)) return UsageError(error, kEditUsage);
+  if (!ParseArguments(args, options, &parsed, &error)) return UsageError(error, usage);
   if (parsed.positional.size() != 2) {
-    return UsageError("expected an album and an operation", kEditUsage);
+    return UsageError("expected an album and an operation", usage);
   }
   const imaging::EditCommand* command = imaging::FindEditCommand(parsed.positional[1]);
   if (command == nullptr || !command->album_level) {
-    return UsageError("no album operation named \"" + parsed.positional[1] + "\"", kEditUsage);
+    return UsageError("no album operation named \"" + parsed.positional[1] + "\"", usage);
   }
   imaging::EditValues values;
-  if (!ParseValues(parsed, *command, &values, &error)) return UsageError(error, kEditUsage);
+  if (!ParseValues(parsed, *command, &values, &error)) return UsageError(error, usage);
 
   auto album = OpenAlbum(parsed.positional[0]);
   if (!album) return kExitFailure;
@@ -125,7 +137,7 @@ int RunEditCommand(std::span<const std::string> args) {
     if (!ParsePhotoList(*list, album->photos().size(), &positions)) {
       return UsageError("--photos takes photo numbers from 1 to " +
                             std::to_string(album->photos().size()) + ", separated by commas",
-                        kEditUsage);
+                        usage);
     }
   } else {
     for (size_t i = 0; i < album->photos().size(); ++i) positions.push_back(i);
@@ -155,24 +167,24 @@ int RunEditFileCommand(std::span<const std::string> given) {
       i += 2;
     }
   }
-  const std::string kEditFileUsage = EditFileUsageLine();
+  const std::string usage = UsageOf("edit-file");
   std::vector<OptionSpec> options = ValueOptions();
   options.push_back({"--select", true});
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, options, &parsed, &error)) return UsageError(error, kEditFileUsage);
+  if (!ParseArguments(args, options, &parsed, &error)) return UsageError(error, usage);
   if (parsed.positional.size() != 3) {
-    return UsageError("expected an input file, an output file and an operation", kEditFileUsage);
+    return UsageError("expected an input file, an output file and an operation", usage);
   }
   const imaging::EditCommand* command = imaging::FindEditCommand(parsed.positional[2]);
   if (command == nullptr) {
-    return UsageError("no operation named \"" + parsed.positional[2] + "\"", kEditFileUsage);
+    return UsageError("no operation named \"" + parsed.positional[2] + "\"", usage);
   }
   imaging::EditValues values;
-  if (!ParseValues(parsed, *command, &values, &error)) return UsageError(error, kEditFileUsage);
+  if (!ParseValues(parsed, *command, &values, &error)) return UsageError(error, usage);
   imaging::EditSelection selection;
   if (!ParseSelection(parsed.Values("--select"), &selection)) {
-    return UsageError("--select takes \"rect L,T,R,B\" or \"ellipse L,T,R,B\"", kEditFileUsage);
+    return UsageError("--select takes \"rect L,T,R,B\" or \"ellipse L,T,R,B\"", usage);
   }
   const image::ImageType* out_type = image::FindImageType(parsed.positional[1]);
   if (out_type == nullptr) return Failure("Unable to determine image format");

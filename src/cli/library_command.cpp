@@ -6,6 +6,7 @@
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/user_settings.h"
+#include "platform/number_text.h"
 #include "settings/settings.h"
 
 namespace quorvane::cli {
@@ -13,10 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kListUsage = "library list [--sort 0..3] [--library DIR]";
-constexpr std::string_view kCreateUsage =
-    "library create <name> [--description D] [--date YYYY-MM-DD] [--library DIR]";
-constexpr std::string_view kDeleteUsage = "library delete <name> [--yes] [--library DIR]";
 constexpr OptionSpec kListOptions[] = {{"--sort", true}, {"--library", true}};
 constexpr OptionSpec kCreateOptions[] = {
     {"--description", true}, {"--date", true}, {"--library", true}};
@@ -28,21 +25,22 @@ fs::path LibraryOf(const Arguments& parsed, const settings::Settings& settings) 
 }
 
 int List(std::span<const std::string> args) {
+  const std::string usage = UsageOf("library list");
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, kListOptions, &parsed, &error)) return UsageError(error, kListUsage);
-  if (!parsed.positional.empty()) return UsageError("list takes no arguments", kListUsage);
+  if (!ParseArguments(args, kListOptions, &parsed, &error)) return UsageError(error, usage);
+  if (!parsed.positional.empty()) return UsageError("list takes no arguments", usage);
   const std::string* sort_text = parsed.Value("--sort");
-  if (sort_text != nullptr &&
-      (sort_text->size() != 1 || (*sort_text)[0] < '0' || (*sort_text)[0] > '3')) {
-    return UsageError("--sort takes 0, 1, 2 or 3", kListUsage);
+  int64_t sort_value = 0;
+  if (sort_text != nullptr && !platform::ParseInteger(*sort_text, 0, 3, &sort_value)) {
+    return UsageError("--sort takes 0, 1, 2 or 3", usage);
   }
 
   settings::UserSettings user = LoadSettingsReportingProblems();
   int sort_order = user.settings.app_openalbumsorttype.value_or(album::kSortByTitle);
   if (sort_text != nullptr) {
     // Choosing an order keeps it for the next listing, as the album dialog does.
-    sort_order = (*sort_text)[0] - '0';
+    sort_order = static_cast<int>(sort_value);
     user.settings.app_openalbumsorttype = sort_order;
     if (!settings::SaveUserSettings(&user)) {
       Failure(user.backend->LastError());
@@ -59,12 +57,13 @@ int List(std::span<const std::string> args) {
 }
 
 int Create(std::span<const std::string> args) {
+  const std::string usage = UsageOf("library create");
   Arguments parsed;
   std::string error;
   if (!ParseArguments(args, kCreateOptions, &parsed, &error)) {
-    return UsageError(error, kCreateUsage);
+    return UsageError(error, usage);
   }
-  if (parsed.positional.size() != 1) return UsageError("expected one album name", kCreateUsage);
+  if (parsed.positional.size() != 1) return UsageError("expected one album name", usage);
   album::NewAlbumValues values;
   values.name = parsed.positional[0];
   if (const std::string* description = parsed.Value("--description")) {
@@ -72,7 +71,7 @@ int Create(std::span<const std::string> args) {
   }
   if (const std::string* date = parsed.Value("--date");
       date != nullptr && !platform::ParseOleDate(*date, &values.date)) {
-    return UsageError("invalid date \"" + *date + "\"", kCreateUsage);
+    return UsageError("invalid date \"" + *date + "\"", usage);
   }
   const settings::UserSettings user = LoadSettingsReportingProblems();
   fs::path folder;
@@ -99,12 +98,13 @@ const album::AlbumListEntry* FindByName(const album::AlbumList& list, const std:
 }
 
 int Delete(std::span<const std::string> args) {
+  const std::string usage = UsageOf("library delete");
   Arguments parsed;
   std::string error;
   if (!ParseArguments(args, kDeleteOptions, &parsed, &error)) {
-    return UsageError(error, kDeleteUsage);
+    return UsageError(error, usage);
   }
-  if (parsed.positional.size() != 1) return UsageError("expected one album name", kDeleteUsage);
+  if (parsed.positional.size() != 1) return UsageError("expected one album name", usage);
   const settings::UserSettings user = LoadSettingsReportingProblems();
   album::AlbumList list;
   if (!list.Load(LibraryOf(parsed, user.settings), album::kSortByTitle)) {
@@ -140,9 +140,7 @@ int RunLibraryCommand(std::span<const std::string> args) {
   if (!args.empty() && args[0] == "list") return List(args.subspan(1));
   if (!args.empty() && args[0] == "create") return Create(args.subspan(1));
   if (!args.empty() && args[0] == "delete") return Delete(args.subspan(1));
-  return UsageError("expected \"list\", \"create\" or \"delete\"",
-                    std::string(kListUsage) + " | " + std::string(kCreateUsage) + " | " +
-                        std::string(kDeleteUsage));
+  return UsageError("expected \"list\", \"create\" or \"delete\"", UsageOf("library"));
 }
 
 }  // namespace quorvane::cli

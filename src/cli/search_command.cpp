@@ -17,9 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kUsage =
-    "search <text> [--title] [--description] [--keywords] [--library DIR | --album ALBUM...] "
-    "[--keep] | search --saved";
 constexpr OptionSpec kOptions[] = {
     {"--title", false}, {"--description", false}, {"--keywords", false}, {"--library", true},
     {"--album", true},  {"--saved", false},       {"--keep", false}};
@@ -51,16 +48,17 @@ int PrintSaved(const fs::path& data_folder) {
 }  // namespace
 
 int RunSearchCommand(std::span<const std::string> args) {
+  const std::string usage = UsageOf("search");
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, kUsage);
+  if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, usage);
   if (parsed.Has("--saved")) {
-    if (args.size() != 1) return UsageError("--saved takes nothing else", kUsage);
+    if (args.size() != 1) return UsageError("--saved takes nothing else", usage);
     return PrintSaved(DataFolder());
   }
-  if (parsed.positional.size() != 1) return UsageError("expected one search text", kUsage);
+  if (parsed.positional.size() != 1) return UsageError("expected one search text", usage);
   if (parsed.Has("--library") && parsed.Has("--album")) {
-    return UsageError("give --library or --album, not both", kUsage);
+    return UsageError("give --library or --album, not both", usage);
   }
 
   search::SearchRequest request;

@@ -10,11 +10,9 @@
 namespace quorvane::cli {
 namespace {
 
-constexpr std::string_view kUsage =
-    "settings show | settings get <key> | settings set <key> <value>";
-
 int Show(const Arguments& parsed) {
-  if (!parsed.positional.empty()) return UsageError("show takes no arguments", kUsage);
+  const std::string usage = UsageOf("settings show");
+  if (!parsed.positional.empty()) return UsageError("show takes no arguments", usage);
   const settings::UserSettings user = LoadSettingsReportingProblems();
   for (const settings::SettingKey& key : settings::SettingKeys()) {
     std::string text;
@@ -33,23 +31,25 @@ int Show(const Arguments& parsed) {
 }
 
 int Get(const Arguments& parsed) {
-  if (parsed.positional.size() != 1) return UsageError("get takes one key", kUsage);
+  const std::string usage = UsageOf("settings get");
+  if (parsed.positional.size() != 1) return UsageError("get takes one key", usage);
   const settings::UserSettings user = LoadSettingsReportingProblems();
   std::string text;
   if (!settings::GetSettingText(user.settings, parsed.positional[0], &text)) {
-    return UsageError("unknown setting \"" + parsed.positional[0] + "\"", kUsage);
+    return UsageError("unknown setting \"" + parsed.positional[0] + "\"", usage);
   }
   std::cout << text << '\n';
   return kExitOk;
 }
 
 int Set(const Arguments& parsed) {
-  if (parsed.positional.size() != 2) return UsageError("set takes a key and a value", kUsage);
+  const std::string usage = UsageOf("settings set");
+  if (parsed.positional.size() != 2) return UsageError("set takes a key and a value", usage);
   settings::UserSettings user = LoadSettingsReportingProblems();
   std::string error;
   if (!settings::SetSettingText(&user.settings, parsed.positional[0], parsed.positional[1],
                                 &error)) {
-    return UsageError(error, kUsage);
+    return UsageError(error, usage);
   }
   if (!settings::SaveUserSettings(&user)) {
     return Failure(user.backend->LastError());
@@ -63,14 +63,15 @@ int Set(const Arguments& parsed) {
 }  // namespace
 
 int RunSettingsCommand(std::span<const std::string> args) {
-  if (args.empty()) return UsageError("expected \"show\", \"get\" or \"set\"", kUsage);
+  const std::string usage = UsageOf("settings");
+  if (args.empty()) return UsageError("expected \"show\", \"get\" or \"set\"", usage);
   Arguments parsed;
   std::string error;
-  if (!ParseArguments(args.subspan(1), {}, &parsed, &error)) return UsageError(error, kUsage);
+  if (!ParseArguments(args.subspan(1), {}, &parsed, &error)) return UsageError(error, usage);
   if (args[0] == "show") return Show(parsed);
   if (args[0] == "get") return Get(parsed);
   if (args[0] == "set") return Set(parsed);
-  return UsageError("expected \"show\", \"get\" or \"set\"", kUsage);
+  return UsageError("expected \"show\", \"get\" or \"set\"", usage);
 }
 
 }  // namespace quorvane::cli

@@ -1,7 +1,6 @@
 // quorvane-cli thumbs: shows a folder the way the file browser does, through the thumbnail
 // cache, printing how each file's thumbnail was found and optionally writing the cells.
 #include <condition_variable>
-#include <cstdio>
 #include <iostream>
 #include <mutex>
 #include <optional>
@@ -15,6 +14,7 @@
 #include "cli/commands.h"
 #include "cli/open_album.h"
 #include "cli/user_settings.h"
+#include "platform/number_text.h"
 #include "thumbnails/thumbnail_cache.h"
 #include "thumbnails/thumbnail_worker.h"
 
@@ -22,16 +22,6 @@ namespace quorvane::cli {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::string_view kUsage =
-    "thumbs <folder> [--cell WxH] [--cache DIR] [--out DIR] [--workers N] [--exif-preview]";
-
-bool ParseCell(const std::string& text, int* width, int* height) {
-  int consumed = 0;
-  return std::sscanf(text.c_str(), "%dx%d%n", width, height, &consumed) == 2 &&
-         consumed == static_cast<int>(text.size()) && *width >= 3 && *height >= 3 &&
-         *width <= 4096 && *height <= 4096;
-}
 
 // Cells arrive in any order; lines are printed in listing order as soon as they can be.
 struct Results {
@@ -48,6 +38,7 @@ int RunThumbsCommand(std::span<const std::string> args) {
                                             {"--out", true},
                                             {"--workers", true},
                                             {"--exif-preview", false}};
+  const std::string kUsage = UsageOf("thumbs");
   Arguments parsed;
   std::string error;
   if (!ParseArguments(args, kOptions, &parsed, &error)) return UsageError(error, kUsage);
@@ -55,15 +46,16 @@ int RunThumbsCommand(std::span<const std::string> args) {
   int cell_width = 120;
   int cell_height = 90;
   if (const std::string* cell = parsed.Value("--cell");
-      cell != nullptr && !ParseCell(*cell, &cell_width, &cell_height)) {
+      cell != nullptr && !platform::ParseDimensions(*cell, 3, 4096, &cell_width, &cell_height)) {
     return UsageError("--cell takes WxH, 3 to 4096 pixels each", kUsage);
   }
   thumbnails::ThumbnailWorkerOptions options;
   if (const std::string* workers = parsed.Value("--workers")) {
-    options.threads = std::atoi(workers->c_str());
-    if (options.threads < 1 || options.threads > 64) {
+    int64_t threads = 0;
+    if (!platform::ParseInteger(*workers, 1, 64, &threads)) {
       return UsageError("--workers takes 1 to 64", kUsage);
     }
+    options.threads = static_cast<int>(threads);
   }
   options.use_exif_preview = parsed.Has("--exif-preview");
   const settings::Settings user = LoadSettingsReportingProblems().settings;

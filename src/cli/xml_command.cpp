@@ -1,34 +1,33 @@
 // quorvane-cli xml: parse an XML file with the album store's reader and write it back.
-#include <cstdlib>
 #include <iostream>
 
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "platform/file_util.h"
+#include "platform/number_text.h"
 #include "xml/xml_document.h"
 
 namespace quorvane::cli {
 namespace {
 
-constexpr std::string_view kCheckUsage = "xml check <file> [--flags N]";
 constexpr OptionSpec kCheckOptions[] = {{"--flags", true}};
 
 }  // namespace
 
 int RunXmlCommand(std::span<const std::string> args) {
-  if (args.empty() || args[0] != "check") return UsageError("expected \"check\"", kCheckUsage);
+  const std::string usage = UsageOf("xml check");
+  if (args.empty() || args[0] != "check") return UsageError("expected \"check\"", usage);
   Arguments parsed;
   std::string error;
   if (!ParseArguments(args.subspan(1), kCheckOptions, &parsed, &error)) {
-    return UsageError(error, kCheckUsage);
+    return UsageError(error, usage);
   }
-  if (parsed.positional.size() != 1) return UsageError("expected one file", kCheckUsage);
+  if (parsed.positional.size() != 1) return UsageError("expected one file", usage);
   unsigned flags = 0;
   if (const std::string* text = parsed.Value("--flags")) {
-    char* end = nullptr;
-    const unsigned long value = std::strtoul(text->c_str(), &end, 0);
-    if (text->empty() || *end != '\0' || value > 127) {
-      return UsageError("--flags takes a number from 0 to 127", kCheckUsage);
+    int64_t value = 0;
+    if (!platform::ParseInteger(*text, 0, 127, &value)) {
+      return UsageError("--flags takes a number from 0 to 127", usage);
     }
     flags = static_cast<unsigned>(value);
   }

@@ -49,7 +49,9 @@ TEST_F(CliAlbumTest, ShowsAHandWrittenTarnwellAlbum) {
             "Variable: Photographer=Ann 'Ace' Lee\n"
             "Photos: 2\n"
             "1\tbeach.jpg\tJPEG\t640x480\t2003-07-14\tThe beach\tsea, sand\n"
-            "2\tsunset.png\tPNG\t0x0\t-\tSunset\t\n");
+            "\tDescription: Waves\n"
+            "2\tsunset.png\tPNG\t0x0\t-\tSunset\t\n"
+            "\tDescription:   Second line\n");
   EXPECT_EQ(r.err, "");
   // Photo fields are printed decoded; a raw "&" in a file name as it stands.
   EXPECT_NE(RunCli({"album", "show", Fixture("ampersand")})
