@@ -14,6 +14,8 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev python3 libvips-tools zip unzip
   # a font for the text drawn into pictures (placeholders)
   fonts-dejavu-core
+  # the desktop's names for the user's folders (xdg-user-dir), which the album library follows
+  xdg-user-dirs
 )
 
 missing=()

@@ -1,5 +1,6 @@
 #include "settings/user_folders.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <string>
 
@@ -15,8 +16,15 @@
 #include <shlobj.h>
 // clang-format on
 #else
+#include <chrono>
+#include <fcntl.h>
+#include <poll.h>
 #include <pwd.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 #endif
 
 namespace quorvane::settings {
@@ -40,9 +48,21 @@ fs::path HomeFolder(const Environment& env) {
   return fs::current_path();
 }
 
+// A pictures folder worth keeping the library in: a real folder path, and not the home folder
+// itself (user-dirs.dirs says "$HOME" for a folder the user switched off).
+std::optional<fs::path> UsablePictures(const std::string& value, const fs::path& home) {
+  if (value.empty() || value.front() != '/') return std::nullopt;
+  auto normal = [](const fs::path& path) {
+    fs::path result = path.lexically_normal();
+    return result.has_filename() || result == result.root_path() ? result : result.parent_path();
+  };
+  fs::path folder = normal(value);
+  if (folder == normal(home)) return std::nullopt;
+  return folder;
+}
+
 // One line of user-dirs.dirs: XDG_PICTURES_DIR="$HOME/Pictures". Only "$HOME" is expanded,
-// as xdg-user-dirs itself writes no other variable; a value equal to the home folder means
-// the user switched the folder off, which leaves the home folder anyway.
+// as xdg-user-dirs itself writes no other variable.
 std::optional<fs::path> PicturesFromUserDirs(const fs::path& file, const fs::path& home) {
   std::string bytes, error;
   if (!platform::ReadWholeFile(file, &bytes, &error)) return std::nullopt;
@@ -61,10 +81,96 @@ std::optional<fs::path> PicturesFromUserDirs(const fs::path& file, const fs::pat
     if (close == std::string_view::npos) continue;
     std::string value(line.substr(1, close - 1));
     if (value.rfind("$HOME", 0) == 0) value = home.string() + value.substr(5);
-    if (value.empty() || value.front() != '/') continue;
-    return fs::path(value);
+    return UsablePictures(value, home);
   }
   return std::nullopt;
+}
+
+// The pictures folder as `xdg-user-dir PICTURES` names it: the desktop's own answer, which also
+// follows what user-dirs.dirs may say in shell syntax. Run with only the HOME, XDG_CONFIG_HOME,
+// XDG_PICTURES_DIR and PATH of `env`, so the answer belongs to the environment asked about.
+// nullopt when the program is not on that PATH, fails, or has not answered within a moment.
+std::optional<fs::path> PicturesFromProgram(const Environment& env, const fs::path& home) {
+  const std::optional<std::string> path = env("PATH");
+  if (!path) return std::nullopt;
+  std::string program;
+  for (size_t begin = 0; begin <= path->size() && program.empty();) {
+    size_t end = path->find(':', begin);
+    if (end == std::string::npos) end = path->size();
+    const std::string folder = path->substr(begin, end - begin);
+    begin = end + 1;
+    if (folder.empty() || folder.front() != '/') continue;
+    const std::string candidate = folder + "/xdg-user-dir";
+    if (::access(candidate.c_str(), X_OK) == 0) program = candidate;
+  }
+  if (program.empty()) return std::nullopt;
+
+  std::vector<std::string> variables = {"HOME=" + home.string(), "PATH=" + *path};
+  for (const char* name : {"XDG_CONFIG_HOME", "XDG_PICTURES_DIR"}) {
+    if (std::optional<std::string> value = env(name)) variables.push_back(name + ("=" + *value));
+  }
+  std::vector<char*> envp;
+  for (std::string& variable : variables) envp.push_back(variable.data());
+  envp.push_back(nullptr);
+  std::string arg0 = program, arg1 = "PICTURES";
+  char* argv[] = {arg0.data(), arg1.data(), nullptr};
+
+  int out[2];
+  if (::pipe2(out, O_CLOEXEC) != 0) return std::nullopt;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  pid_t child = -1;
+  const int spawned = ::posix_spawn(&child, program.c_str(), &actions, nullptr, argv, envp.data());
+  posix_spawn_file_actions_destroy(&actions);
+  ::close(out[1]);
+  if (spawned != 0) {
+    ::close(out[0]);
+    return std::nullopt;
+  }
+
+  // A shell script that answers at once; one that hangs must not hold up the program's start.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  std::string answer;
+  bool ended = false;
+  while (!ended && answer.size() < 4096) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    pollfd ready{out[0], POLLIN, 0};
+    if (left.count() <= 0 || ::poll(&ready, 1, static_cast<int>(left.count())) <= 0) break;
+    char buffer[512];
+    const ssize_t got = ::read(out[0], buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) {
+      ended = true;
+    } else {
+      answer.append(buffer, static_cast<size_t>(got));
+    }
+  }
+  ::close(out[0]);
+  if (!ended) ::kill(child, SIGKILL);
+  int status = 0;
+  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (!ended || !WIFEXITED(status) || WEXITSTATUS(status) != 0) return std::nullopt;
+  while (!answer.empty() && (answer.back() == '\n' || answer.back() == '\r')) answer.pop_back();
+  return UsablePictures(answer, home);
+}
+
+// The user's pictures folder: the desktop's answer, else XDG_PICTURES_DIR from the
+// environment or from user-dirs.dirs, else ~/Pictures; never the home folder itself, which
+// would scatter the program's folders among the user's own.
+fs::path PicturesFolder(const Environment& env, const fs::path& home, const fs::path& config_home) {
+  if (auto from_program = PicturesFromProgram(env, home)) return *from_program;
+  if (auto from_env = env("XDG_PICTURES_DIR")) {
+    if (auto usable = UsablePictures(*from_env, home)) return *usable;
+  }
+  if (auto from_file = PicturesFromUserDirs(config_home / "user-dirs.dirs", home)) {
+    return *from_file;
+  }
+  return home / "Pictures";
 }
 
 #endif
@@ -85,19 +191,18 @@ UserFolders FindUserFolders(const Environment& env) {
   const fs::path home = HomeFolder(env);
   const fs::path config_home = Folder(env, "XDG_CONFIG_HOME").value_or(home / ".config");
   const fs::path cache_home = Folder(env, "XDG_CACHE_HOME").value_or(home / ".cache");
-  fs::path pictures = home;
-  if (auto from_env = Folder(env, "XDG_PICTURES_DIR")) {
-    pictures = *from_env;
-  } else if (auto from_file = PicturesFromUserDirs(config_home / "user-dirs.dirs", home)) {
-    pictures = *from_file;
-  }
+  const std::optional<fs::path> library = Folder(env, "QUORVANE_LIBRARY_DIR");
+  const std::optional<fs::path> browser = Folder(env, "QUORVANE_BROWSER_DIR");
+  // Asking the desktop starts a program: only when a folder still needs the answer.
+  const fs::path pictures =
+      library && browser ? fs::path() : PicturesFolder(env, home, config_home);
 
   UserFolders folders;
   folders.config = Folder(env, "QUORVANE_CONFIG_DIR").value_or(config_home / "Quorvane");
-  folders.library = Folder(env, "QUORVANE_LIBRARY_DIR").value_or(pictures / kLibraryFolderName);
+  folders.library = library.value_or(pictures / kLibraryFolderName);
   folders.thumbnails =
       Folder(env, "QUORVANE_THUMBNAIL_DIR").value_or(cache_home / "Quorvane" / "Thumbnail");
-  folders.browser = Folder(env, "QUORVANE_BROWSER_DIR").value_or(pictures);
+  folders.browser = browser.value_or(pictures);
   folders.data =
       Folder(env, "QUORVANE_DATA_DIR")
           .value_or(Folder(env, "XDG_DATA_HOME").value_or(home / ".local" / "share") / "Quorvane");

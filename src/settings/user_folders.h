@@ -10,8 +10,9 @@
 //   QUORVANE_DATA_DIR       the data folder (kept search results, search caches)
 //
 // Without them, on Linux: settings in $XDG_CONFIG_HOME/Quorvane (else ~/.config/Quorvane),
-// the library "My Quorvane Albums" in the pictures folder (XDG_PICTURES_DIR from the
-// environment or from user-dirs.dirs, else the home folder), the thumbnail cache in
+// the library "My Quorvane Albums" in the pictures folder (what `xdg-user-dir PICTURES`
+// answers, else XDG_PICTURES_DIR from the environment or from user-dirs.dirs, else ~/Pictures;
+// never the home folder itself), the thumbnail cache in
 // $XDG_CACHE_HOME/Quorvane/Thumbnail (else ~/.cache/...), the file browser in the pictures
 // folder, the data folder $XDG_DATA_HOME/Quorvane (else ~/.local/share/Quorvane). On
 // Windows: Documents, the application-data folder (whose "Quorvane" is also the data folder)
@@ -47,7 +48,8 @@ struct UserFolders {
 };
 
 // The default folders for `env`. Never fails: a missing home folder falls back to the
-// current folder.
+// current folder. On Linux it may run xdg-user-dir from the PATH of `env` (with that
+// environment, for two seconds at most) when the library or browser folder is not given.
 UserFolders FindUserFolders(const Environment& env);
 
 // Data files were once kept in the parent of `folders.thumbnails`. Moves each file of `names`

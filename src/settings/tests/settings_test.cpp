@@ -281,7 +281,7 @@ TEST(UserFoldersTest, FoldersComeFromUserDirsOrHome) {
 
   folders = FindUserFolders(
       FakeEnvironment({{"HOME", home}, {"XDG_CACHE_HOME", (temp / "cache").string()}}));
-  EXPECT_EQ(folders.library, temp / "home" / "My Quorvane Albums");
+  EXPECT_EQ(folders.library, temp / "home" / "Pictures" / "My Quorvane Albums");
   EXPECT_EQ(folders.config, temp / "home" / ".config" / "Quorvane");
   EXPECT_EQ(folders.thumbnails, temp / "cache" / "Quorvane" / "Thumbnail");
 
@@ -290,6 +290,34 @@ TEST(UserFoldersTest, FoldersComeFromUserDirsOrHome) {
   folders = FindUserFolders(FakeEnvironment(
       {{"HOME", home}, {"XDG_DATA_HOME", "/xdg/data"}, {"QUORVANE_DATA_DIR", "/portable"}}));
   EXPECT_EQ(folders.data, fs::path("/portable"));
+}
+
+// The desktop's xdg-user-dir reads user-dirs.dirs as the shell does; the file reader takes
+// only what xdg-user-dirs-update writes. A pictures folder switched off ("$HOME") is no place
+// for the library either way.
+TEST(UserFoldersTest, LibraryFollowsThePicturesFolderTheDesktopNames) {
+  TempDir temp;
+  const std::string home = (temp / "home").string();
+  const std::string config = (temp / "xdg").string();
+  WriteTextFile(temp / "xdg" / "user-dirs.dirs", "XDG_PICTURES_DIR=$HOME/Fotos\n");
+  auto library = [&](std::map<std::string, std::string> more) {
+    more.emplace("HOME", home);
+    more.emplace("XDG_CONFIG_HOME", config);
+    return FindUserFolders(FakeEnvironment(std::move(more))).library;
+  };
+  EXPECT_EQ(library({}), temp / "home" / "Pictures" / "My Quorvane Albums");
+  EXPECT_EQ(library({{"PATH", (temp / "nowhere").string()}}),
+            temp / "home" / "Pictures" / "My Quorvane Albums");
+  WriteTextFile(temp / "xdg" / "user-dirs.dirs", "XDG_PICTURES_DIR=\"$HOME/\"\n");
+  EXPECT_EQ(library({}), temp / "home" / "Pictures" / "My Quorvane Albums");
+  EXPECT_EQ(library({{"XDG_PICTURES_DIR", home}}),
+            temp / "home" / "Pictures" / "My Quorvane Albums");
+
+  if (!fs::exists("/usr/bin/xdg-user-dir")) GTEST_SKIP() << "xdg-user-dirs is not installed";
+  WriteTextFile(temp / "xdg" / "user-dirs.dirs", "XDG_PICTURES_DIR=$HOME/Fotos\n");
+  EXPECT_EQ(library({{"PATH", "/usr/bin"}}), temp / "home" / "Fotos" / "My Quorvane Albums");
+  EXPECT_EQ(library({{"PATH", "/usr/bin"}, {"QUORVANE_LIBRARY_DIR", "/given"}}),
+            fs::path("/given"));
 }
 
 class OldDataFolderTest : public ::testing::Test {
