@@ -84,9 +84,8 @@ inline constexpr Command kCommands[] = {
     {"search",
      [] {
        return std::string(
-           "search <text> [--title] [--description] [--keywords] [--library DIR | --album "
-           "ALBUM...] "
-           "[--keep]\n"
+           "search <text> [--title] [--description] [--keywords] [--library DIR|--album "
+           "ALBUM...] [--keep]\n"
            "search --saved");
      },
      RunSearchCommand},
