@@ -183,6 +183,39 @@ TEST_F(PhotoOperationsTest, NewFilesNeverReplaceAFileAnotherProgramJustMade) {
   EXPECT_EQ(album_->photos()[1].image_file, "q-u-o-te-.png");
 }
 
+// A hand-made album may lack a photo's thumbnail: the copy in the other album gets a new one.
+// A copy that fails leaves the other album as it was, files and all.
+TEST_F(PhotoOperationsTest, CopyToAnotherAlbumMakesAMissingThumbnailOrLeavesNothing) {
+  const fs::path source = Source(Quarters(400, 200), "p.png", ImageFormat::kPng);
+  ASSERT_TRUE(AddImageFromDisk(*album_, source, "p.png", -1)) << album_->last_error();
+  album_->photos()[0].title = "Quarters";
+  fs::remove(album_dir() / "_thumb_p.jpg");
+  const fs::path other_dir = dir_ / "other";
+  testing::WriteTextFile(other_dir / "p.png", "theirs");
+  Album other(std::make_unique<FolderStore>(other_dir));
+
+  ASSERT_TRUE(CopyPhotoToAlbum(*album_, 0, other, -1)) << other.last_error();
+  ASSERT_EQ(other.photos().size(), 1u);
+  EXPECT_EQ(other.photos()[0].image_file, "p-0.png");
+  EXPECT_EQ(other.photos()[0].title, "Quarters");
+  EXPECT_EQ(other.photos()[0].width, 400);
+  EXPECT_TRUE(other.modified());
+  EXPECT_EQ(testing::ReadTextFile(other_dir / "p-0.png"), testing::ReadTextFile(source));
+  Image thumbnail;
+  ASSERT_TRUE(thumbnail.Load(other_dir / "_thumb_p-0.jpg"));
+  EXPECT_EQ(thumbnail.width(), 118);
+  EXPECT_EQ(thumbnail.height(), 59);
+
+  // The file copies in, but no thumbnail can be made of it.
+  testing::WriteTextFile(album_dir() / "p.png", "not a picture");
+  other.set_modified(false);
+  EXPECT_FALSE(CopyPhotoToAlbum(*album_, 0, other, 0));
+  EXPECT_FALSE(other.last_error().empty());
+  EXPECT_EQ(other.photos().size(), 1u);
+  EXPECT_FALSE(other.modified());
+  EXPECT_EQ(std::distance(fs::directory_iterator(other_dir), fs::directory_iterator()), 3);
+}
+
 TEST_F(PhotoOperationsTest, PhotoDateComesFromTheCameraElseFromTheFile) {
   const fs::path camera = dir_ / "camera.jpg";
   fs::copy_file(testing::TestDataPath("images/taken-2021-07-14.jpg"), camera);
