@@ -140,7 +140,8 @@ int RunAlbumCommand(std::span<const std::string> args) {
   if (verb == "save-as") return SaveAs(args.subspan(1));
   if (verb == "move") return MovePhotosCommand(args.subspan(1));
   if (verb == "copy") return CopyPhotosCommand(args.subspan(1));
-  return UsageError("expected one of its verbs", UsageOf("album"));
+  return UsageError(verb.empty() ? "expected a verb" : "no album verb \"" + verb + "\"",
+                    UsageOf("album"));
 }
 
 }  // namespace quorvane::cli

@@ -1,5 +1,5 @@
-// quorvane-cli album create|add|remove|export: making an album and moving photos in and out,
-// with the progress texts on stderr.
+// quorvane-cli album create|add|remove|export|move|copy: making an album and moving photos in,
+// out, within it and to another album, with the progress texts on stderr.
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
@@ -34,6 +34,23 @@ int SaveAndClose(album::Album& album, int status) {
   if (!album::SaveAlbum(album)) return Failure(album.last_error());
   album::ReleaseRetainedFiles(album);
   return status;
+}
+
+// Opens the album at `location` and reads `numbers` as photo numbers of it (ParsePhotoNumbers).
+// Null after saying why, with the exit code in *exit.
+std::unique_ptr<album::Album> OpenWithPhotos(const std::string& location,
+                                             std::span<const std::string> numbers,
+                                             AlbumAccess access, std::string_view usage,
+                                             std::vector<size_t>* positions, int* exit) {
+  auto album = OpenAlbum(location, access);
+  *exit = kExitFailure;
+  if (!album) return nullptr;
+  std::string problem;
+  if (!ParsePhotoNumbers(numbers, album->photos().size(), positions, &problem)) {
+    *exit = UsageError(problem, usage);
+    return nullptr;
+  }
+  return album;
 }
 
 }  // namespace
@@ -111,13 +128,11 @@ int RemovePhotosCommand(std::span<const std::string> args) {
   if (parsed.positional.size() < 2) {
     return UsageError("expected an album and at least one photo number", usage);
   }
-  auto album = OpenAlbum(parsed.positional[0]);
-  if (!album) return kExitFailure;
   std::vector<size_t> positions;
-  if (!ParsePhotoNumbers(std::span(parsed.positional).subspan(1), album->photos().size(),
-                         &positions, &error)) {
-    return UsageError(error, usage);
-  }
+  int exit = kExitOk;
+  auto album = OpenWithPhotos(parsed.positional[0], std::span(parsed.positional).subspan(1),
+                              AlbumAccess::kChange, usage, &positions, &exit);
+  if (!album) return exit;
   StderrProgress progress;
   const album::BatchResult result = album::DeletePhotos(*album, positions, progress, nullptr);
   return SaveAndClose(*album, ReportBatch(result));
@@ -173,13 +188,11 @@ int MovePhotosCommand(std::span<const std::string> args) {
   }
   const std::string* to = parsed.Value("--to");
   if (to == nullptr) return UsageError("--to N says where the photos go", usage);
-  auto album = OpenAlbum(parsed.positional[0]);
-  if (!album) return kExitFailure;
   std::vector<size_t> positions;
-  if (!ParsePhotoNumbers(std::span(parsed.positional).subspan(1), album->photos().size(),
-                         &positions, &error)) {
-    return UsageError(error, usage);
-  }
+  int exit = kExitOk;
+  auto album = OpenWithPhotos(parsed.positional[0], std::span(parsed.positional).subspan(1),
+                              AlbumAccess::kChange, usage, &positions, &exit);
+  if (!album) return exit;
   // N is the number the first moved photo takes, the others following it.
   const size_t last_first = album->photos().size() - positions.size() + 1;
   size_t first = 0;
@@ -200,13 +213,12 @@ int CopyPhotosCommand(std::span<const std::string> args) {
   if (parsed.positional.size() < 3) {
     return UsageError("expected an album, at least one photo number and the other album", usage);
   }
-  auto from = OpenAlbum(parsed.positional.front(), AlbumAccess::kRead);
-  if (!from) return kExitFailure;
   std::vector<size_t> positions;
-  const auto numbers = std::span(parsed.positional).subspan(1, parsed.positional.size() - 2);
-  if (!ParsePhotoNumbers(numbers, from->photos().size(), &positions, &error)) {
-    return UsageError(error, usage);
-  }
+  int exit = kExitOk;
+  auto from = OpenWithPhotos(parsed.positional.front(),
+                             std::span(parsed.positional).subspan(1, parsed.positional.size() - 2),
+                             AlbumAccess::kRead, usage, &positions, &exit);
+  if (!from) return exit;
   auto to = OpenAlbum(parsed.positional.back());
   if (!to) return kExitFailure;
   to->set_thumbnail_options(UserThumbnailOptions());
