@@ -157,23 +157,22 @@ TEST_F(CliPhotoTest, CopyBringsFileThumbnailAndFieldsUnderAFreeName) {
   ExpectUsageError({"album", "copy", from, to});
 }
 
-// Each change a process makes survives the others made at the same time.
+// Each change a process makes survives the others made at the same time. (Photo 1 is the
+// same photo before and after the move, so the caption has one place to go.)
 TEST_F(CliPhotoTest, ChangesFromSeveralProgramsAtOnceAllSurvive) {
   const std::string other = Album("other", {"x.jpg"});
   for (int round = 0; round < 3; ++round) {
-    const std::string album = Album("trip" + std::to_string(round), {"a.jpg", "b.jpg", "c.jpg"});
+    const std::string album =
+        Album("trip" + std::to_string(round), {"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
     const auto results = testing::RunCliTogether({
         {"photo", "set", album, "1", "--caption", "First"},
-        {"album", "move", album, "3", "--to", "1"},
+        {"album", "move", album, "4", "--to", "2"},
         {"album", "copy", other, "1", album},
     });
     for (const auto& r : results) EXPECT_EQ(r.exit_code, 0) << r.err;
-    const std::vector<std::string> lines = PhotoLines(album);
-    ASSERT_EQ(lines.size(), 4u) << "round " << round;
-    EXPECT_EQ(lines[0].substr(0, 6), "c.jpg\t");
-    EXPECT_EQ(lines[1].substr(0, 6), "a.jpg\t");
-    EXPECT_NE(lines[1].find("\tFirst\t"), std::string::npos) << lines[1];
-    EXPECT_EQ(lines[3].substr(0, 6), "x.jpg\t");
+    EXPECT_EQ(Order(album), "adbcx") << "round " << round;
+    EXPECT_NE(PhotoLines(album)[0].find("\tFirst\t"), std::string::npos)
+        << ReadTextFile(fs::path(album) / "index.quorvane");
   }
 }
 
