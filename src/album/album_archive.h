@@ -92,6 +92,7 @@ class ArchiveReader {
     int method = 0;      // compression as recorded: 0 stored, 8 deflated
     int64_t mtime = 0;   // seconds since 1970, when has_mtime
     bool has_mtime = false;
+    uint32_t crc = 0;  // of the unpacked data, as the archive records it
   };
 
   // Opens `archive` and checks every entry's name, type, encryption, method and declared size,

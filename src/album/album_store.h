@@ -89,6 +89,13 @@ class AlbumStore {
     return true;
   }
 
+  // Called under LockIndex, before the index is read again to merge with: makes what another
+  // program saved since this store last read or wrote the album visible to the reads that
+  // follow (their index) and to the next Commit (their files), keeping every file this program
+  // changed since. The default has nothing to do: a folder's files are the album itself. On
+  // failure returns false and sets LastError(); nothing may be saved then.
+  [[nodiscard]] virtual bool CatchUp() { return true; }
+
   // Fills *stamp for the named file. False when the file is missing or the store cannot tell
   // (the default): then whoever asked reads the file to compare.
   virtual bool StampFile(std::string_view name, FileStamp* stamp) {

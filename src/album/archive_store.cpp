@@ -6,7 +6,10 @@
 #include <ctime>
 #include <random>
 #include <system_error>
+#include <vector>
 
+#include "album/album_index.h"
+#include "platform/file_stamp.h"
 #include "platform/file_util.h"
 
 #ifndef _WIN32
@@ -93,10 +96,24 @@ void RemoveAbandonedWorkingCopies(const fs::path& base) {
 
 #endif
 
+// The stamp of `path` now, when the system gives one. Taken before the archive is opened, so
+// that a save by another program in between shows as a change, never the other way round.
+std::optional<FileStamp> StampNow(const fs::path& path) {
+  FileStamp stamp;
+  if (platform::StampOf(path, &stamp)) return stamp;
+  return std::nullopt;
+}
+
+bool IsIndexName(std::string_view name) {
+  return std::find(std::begin(kIndexFileNames), std::end(kIndexFileNames), name) !=
+         std::end(kIndexFileNames);
+}
+
 }  // namespace
 
 std::unique_ptr<ArchiveStore> ArchiveStore::Open(const fs::path& archive,
                                                  const ArchiveLimits& limits, std::string* error) {
+  std::optional<FileStamp> stamp = StampNow(archive);
   std::unique_ptr<ArchiveReader> reader = ArchiveReader::Open(archive, limits, error);
   if (!reader) return nullptr;
   fs::path working_copy;
@@ -108,14 +125,18 @@ std::unique_ptr<ArchiveStore> ArchiveStore::Open(const fs::path& archive,
 #endif
   std::error_code ec;
   fs::path absolute = fs::absolute(archive, ec);
-  return std::unique_ptr<ArchiveStore>(new ArchiveStore(
-      ec ? archive : std::move(absolute), std::move(working_copy), lock, std::move(reader)));
+  return std::unique_ptr<ArchiveStore>(new ArchiveStore(ec ? archive : std::move(absolute),
+                                                        std::move(working_copy), lock,
+                                                        std::move(reader), limits, stamp));
 }
 
 ArchiveStore::ArchiveStore(fs::path archive, fs::path working_copy, int lock,
-                           std::unique_ptr<ArchiveReader> reader)
+                           std::unique_ptr<ArchiveReader> reader, const ArchiveLimits& limits,
+                           std::optional<FileStamp> stamp)
     : FolderStore(std::move(working_copy)),
       archive_(std::move(archive)),
+      limits_(limits),
+      stamp_(stamp),
       lock_(lock),
       reader_(std::move(reader)) {
   for (const ArchiveReader::Entry& entry : reader_->entries()) packed_.emplace(entry.name, &entry);
@@ -141,24 +162,28 @@ bool ArchiveStore::ReadFile(std::string_view name, std::string* bytes) {
 
 bool ArchiveStore::WriteFile(std::string_view name, std::string_view bytes) {
   if (!FolderStore::WriteFile(name, bytes)) return false;
+  NoteChanged(name);
   packed_.erase(std::string(name));
   return true;
 }
 
 bool ArchiveStore::WriteNewFile(std::string_view name, std::string_view bytes) {
   if (!FolderStore::WriteNewFile(name, bytes)) return false;
+  NoteChanged(name);
   packed_.erase(std::string(name));
   return true;
 }
 
 bool ArchiveStore::ImportFile(const fs::path& source, std::string_view name) {
   if (!FolderStore::ImportFile(source, name)) return false;
+  NoteChanged(name);
   packed_.erase(std::string(name));
   return true;
 }
 
 bool ArchiveStore::RemoveFile(std::string_view name) {
   if (!FolderStore::RemoveFile(name)) return false;
+  NoteChanged(name);
   packed_.erase(std::string(name));
   return true;
 }
@@ -195,6 +220,8 @@ fs::path ArchiveStore::LocalPath(std::string_view name) const {
 
 bool ArchiveStore::ExchangeFiles(std::string_view a, std::string_view b) {
   if (!FolderStore::ExchangeFiles(a, b)) return false;
+  NoteChanged(a);
+  NoteChanged(b);
   // The files in the working copy have changed names; the packed ones do the same here.
   auto packed_a = packed_.extract(std::string(a));
   auto packed_b = packed_.extract(std::string(b));
@@ -253,9 +280,112 @@ bool ArchiveStore::Commit(const std::vector<std::string>& leave_out) {
   // file. Should the rename fail, the old archive is still there to open again.
   reader_.reset();
   const bool committed = out.Commit(platform::Flush::kNow, &error);
+  // Under the save's lock nobody else writes the archive between the rename and this stamp.
+  stamp_ = StampNow(archive_);
   if (!Reopen()) return false;
-  if (!committed) set_last_error("Unable to save " + archive_.string() + ": " + error);
-  return committed;
+  if (!committed) {
+    set_last_error("Unable to save " + archive_.string() + ": " + error);
+    return false;
+  }
+  changed_.clear();
+  return true;
+}
+
+}  // namespace quorvane::album
+
+namespace quorvane::album {
+
+bool ArchiveStore::LockIndex(platform::FileLock* lock, std::chrono::milliseconds wait) {
+  std::string error;
+  for (;;) {
+    std::error_code ec;
+    // Locking a missing file would make an empty one in the archive's place.
+    if (!fs::exists(archive_, ec)) return true;
+    if (!lock->Acquire(archive_, platform::FileLock::Mode::kExclusive, wait, &error)) {
+      set_last_error(std::move(error));
+      return false;
+    }
+    // A save by another program renamed a new archive over the file just locked: that lock
+    // now excludes nobody, so the new file is locked instead.
+    if (lock->Holds(archive_)) return true;
+  }
+}
+
+bool ArchiveStore::CatchUp() {
+  if (FileStamp now; stamp_ && platform::StampOf(archive_, &now) && now == *stamp_) return true;
+  std::error_code ec;
+  if (!fs::exists(archive_, ec)) return true;  // nothing to catch up with: the commit writes it
+  const std::optional<FileStamp> stamp = StampNow(archive_);
+  std::string error;
+  std::unique_ptr<ArchiveReader> now = ArchiveReader::Open(archive_, limits_, &error);
+  if (now == nullptr) {
+    set_last_error("Another program changed " + archive_.string() +
+                   " and it can no longer be read (" + error + "); nothing was saved");
+    return false;
+  }
+  std::map<std::string_view, const ArchiveReader::Entry*> before;
+  if (reader_ != nullptr) {
+    for (const ArchiveReader::Entry& entry : reader_->entries()) before.emplace(entry.name, &entry);
+  }
+  std::map<std::string_view, const ArchiveReader::Entry*> after;
+  for (const ArchiveReader::Entry& entry : now->entries()) after.emplace(entry.name, &entry);
+  // Files of ours still packed (exchanged in place) are read from the old archive while it is
+  // there to read.
+  for (const std::string& name : changed_) {
+    if (packed_.count(name) != 0 && !Unpack(name)) return false;
+  }
+  // What this store says of a name wins: a file it wrote, or the removal of one the archive
+  // held. A file it added and removed again says nothing. The index is never its own to keep:
+  // the album merges its changes into theirs.
+  auto ours = [&](std::string_view name) {
+    return changed_.count(name) != 0 && !IsIndexName(name) &&
+           (before.count(name) != 0 || FolderStore::FileExists(name));
+  };
+  std::vector<std::string> clashes;
+  for (const std::string& name : changed_) {
+    if (ours(name) && before.count(name) == 0 && after.count(name) != 0) clashes.push_back(name);
+  }
+  if (!clashes.empty()) {
+    std::string names;
+    for (size_t i = 0; i < clashes.size(); ++i) {
+      names += (i == 0                    ? ""
+                : i + 1 == clashes.size() ? " and "
+                                          : ", ") +
+               ("\"" + clashes[i] + "\"");
+    }
+    set_last_error("Another program added " + names + " to " + archive_.string() +
+                   " while this one added " +
+                   (clashes.size() == 1 ? "a file of that name" : "files of the same names") +
+                   "; nothing was saved, so that neither is lost");
+    return false;
+  }
+  std::map<std::string, const ArchiveReader::Entry*, std::less<>> packed;
+  for (const auto& [name, entry] : after) {
+    if (ours(name)) continue;
+    if (FolderStore::FileExists(name)) {
+      // An unpacked copy stays when the archive still holds the same data under its name.
+      const auto old = before.find(name);
+      if (old != before.end() && old->second->size == entry->size &&
+          old->second->crc == entry->crc) {
+        continue;
+      }
+      if (!FolderStore::RemoveFile(name)) return false;
+    }
+    packed.emplace(name, entry);
+  }
+  // Copies of files the other program removed go too.
+  for (const auto& [name, entry] : before) {
+    if (!ours(name) && after.count(name) == 0 && FolderStore::FileExists(name) &&
+        !FolderStore::RemoveFile(name)) {
+      return false;
+    }
+  }
+  packed_ = std::move(packed);
+  reader_ = std::move(now);
+  lost_archive_.clear();
+  stamp_ = stamp;
+  std::erase_if(changed_, [](const std::string& name) { return IsIndexName(name); });
+  return true;
 }
 
 }  // namespace quorvane::album

@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 
 #include "album/album_archive.h"
@@ -57,13 +59,15 @@ class ArchiveStore : public FolderStore {
   bool RemoveFile(std::string_view name) override;
   // Exchanges packed files by exchanging which entry each name stands for: nothing unpacked.
   bool ExchangeFiles(std::string_view a, std::string_view b) override;
-  // The working copy is this store's alone (locked while it lives); the archive it is packed
-  // into has no save lock yet, so two programs saving one archive still replace each other.
-  bool LockIndex(platform::FileLock* lock, std::chrono::milliseconds wait) override {
-    (void)lock;
-    (void)wait;
-    return true;
-  }
+  // Locks the archive itself (the working copy is this store's alone, locked while it lives).
+  // An archive that is gone locks nothing: the commit writes it anew.
+  bool LockIndex(platform::FileLock* lock, std::chrono::milliseconds wait) override;
+  // When another program saved the archive since this store opened or committed it, reads
+  // the archive as it is now: the index and every file this store has not changed come from
+  // it. Fails, changing nothing, when it can no longer be opened, or when the other program
+  // added a file under a name this store added a file of its own (both cannot be kept under
+  // one name).
+  bool CatchUp() override;
 
   // Writes the album, less the files named in `leave_out`, as a new archive in place of the
   // old one, atomically: on failure the previous archive is untouched, the store keeps every
@@ -72,7 +76,10 @@ class ArchiveStore : public FolderStore {
 
  private:
   ArchiveStore(std::filesystem::path archive, std::filesystem::path working_copy, int lock,
-               std::unique_ptr<ArchiveReader> reader);
+               std::unique_ptr<ArchiveReader> reader, const ArchiveLimits& limits,
+               std::optional<FileStamp> stamp);
+  // Remembers that this store changed `name`: the archive's version no longer counts.
+  void NoteChanged(std::string_view name) { changed_.emplace(name); }
   // Unpacks `name` into the working copy when it is still packed.
   bool Unpack(std::string_view name);
   // Opens the archive again (after a commit) and points the packed names at its entries.
@@ -82,6 +89,10 @@ class ArchiveStore : public FolderStore {
   bool HasArchive();
 
   std::filesystem::path archive_;
+  ArchiveLimits limits_;  // another program's archive is judged as the first one was
+  // The archive's stamp as the reader opened it, taken before opening: while the file keeps
+  // it, no other program saved it since.
+  std::optional<FileStamp> stamp_;
   PackOptions pack_options_;
   int lock_;  // held open (and locked) while the store lives: the working copy is in use
   std::unique_ptr<ArchiveReader> reader_;  // null once the archive was lost
@@ -89,6 +100,9 @@ class ArchiveStore : public FolderStore {
   // The files whose content is still only in the archive, and the entry holding each. A name
   // is here or in the working copy, never both.
   std::map<std::string, const ArchiveReader::Entry*, std::less<>> packed_;
+  // Files written, imported, removed or exchanged since the last commit: what this store says
+  // of them wins over what another program saved meanwhile.
+  std::set<std::string, std::less<>> changed_;
 };
 
 }  // namespace quorvane::album

@@ -363,7 +363,7 @@ bool SaveAlbum(Album& album) {
   // Another program's save of the same album takes well under a second.
   constexpr std::chrono::seconds kLockWait(5);
   platform::FileLock lock;
-  if (!store.LockIndex(&lock, kLockWait)) return Fail(album, store.LastError());
+  if (!store.LockIndex(&lock, kLockWait) || !store.CatchUp()) return Fail(album, store.LastError());
   if (!MergeChangesOnDisk(album) || !AlbumIndex::SaveIndex(album)) return false;
   if (!store.Commit(album.retained_files())) return Fail(album, store.LastError());
   return true;

@@ -99,10 +99,11 @@ using image::FitSize;
 
 // Writes the index and makes the album durable where it lives (an archive is repacked,
 // without the retained files). Other programs may have the album open and save it too: the
-// save takes the album's lock (AlbumStore::LockIndex, waiting a few seconds at most), and when
-// the index changed since the album read or wrote it, merges the album's changes into what it
-// holds now (album_merge.h) before writing. Fails, writing nothing, for a read-only album and
-// when the changed index could not be read whole; the last error says why.
+// save takes the album's lock (AlbumStore::LockIndex, waiting a few seconds at most), catches
+// up with what they saved (AlbumStore::CatchUp), and when the index changed since the album
+// read or wrote it, merges the album's changes into what it holds now (album_merge.h) before
+// writing. Fails, writing nothing, for a read-only album, when the changed index could not be
+// read whole, and when an archive cannot take both programs' files; the last error says why.
 [[nodiscard]] bool SaveAlbum(Album& album);
 
 // Deletes the retained files that neither a photo of the album nor the saved index uses: the

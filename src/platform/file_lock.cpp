@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -59,7 +60,10 @@ bool FileLock::Acquire(const fs::path& path, Mode mode, std::chrono::millisecond
   const auto deadline = std::chrono::steady_clock::now() + wait;
   std::chrono::milliseconds pause(1);
   for (;;) {
+    // The locked byte lies far past the end of any file: Windows keeps every handle, the
+    // holder's other ones included, from reading a locked range, and a locked file is read.
     OVERLAPPED overlapped = {};
+    overlapped.OffsetHigh = 0x7FFFFFFF;
     if (::LockFileEx(file, flags, 0, 1, 0, &overlapped)) break;
     if (::GetLastError() != ERROR_LOCK_VIOLATION || std::chrono::steady_clock::now() >= deadline) {
       ::CloseHandle(file);
@@ -75,6 +79,25 @@ bool FileLock::Acquire(const fs::path& path, Mode mode, std::chrono::millisecond
 
 void FileLock::Release() {
   if (handle_ != kNoHandle) ::CloseHandle(static_cast<HANDLE>(std::exchange(handle_, kNoHandle)));
+}
+
+bool FileLock::Holds(const fs::path& path) const {
+  if (handle_ == kNoHandle) return false;
+  std::error_code ec;
+  if (fs::is_directory(path, ec)) return false;  // a folder is held through a file inside it
+  HANDLE file =
+      ::CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  BY_HANDLE_FILE_INFORMATION named = {};
+  BY_HANDLE_FILE_INFORMATION held = {};
+  const bool same = ::GetFileInformationByHandle(file, &named) &&
+                    ::GetFileInformationByHandle(static_cast<HANDLE>(handle_), &held) &&
+                    named.dwVolumeSerialNumber == held.dwVolumeSerialNumber &&
+                    named.nFileIndexHigh == held.nFileIndexHigh &&
+                    named.nFileIndexLow == held.nFileIndexLow;
+  ::CloseHandle(file);
+  return same;
 }
 
 #else
@@ -113,6 +136,13 @@ bool FileLock::Acquire(const fs::path& path, Mode mode, std::chrono::millisecond
 
 void FileLock::Release() {
   if (handle_ != kNoHandle) ::close(std::exchange(handle_, kNoHandle));
+}
+
+bool FileLock::Holds(const fs::path& path) const {
+  struct stat named;
+  struct stat held;
+  return handle_ != kNoHandle && ::stat(path.c_str(), &named) == 0 &&
+         ::fstat(handle_, &held) == 0 && named.st_dev == held.st_dev && named.st_ino == held.st_ino;
 }
 
 #endif

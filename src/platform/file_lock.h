@@ -32,6 +32,10 @@ class FileLock {
                              std::chrono::milliseconds wait, std::string* error);
   void Release();
   bool held() const { return handle_ != kNoHandle; }
+  // True when `path` names the very file this lock holds. A lock on a file that holders
+  // replace by renaming a new one over it (an album archive) stays with the old file: a holder
+  // that finds the name moved on must lock again, or it would exclude nobody.
+  bool Holds(const std::filesystem::path& path) const;
 
  private:
 #ifdef _WIN32

@@ -1,7 +1,12 @@
 #include "thumbnails/thumbnail_worker.h"
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include "album/cell_bitmaps.h"
 #include "thumbnails/image_files.h"
@@ -49,6 +54,24 @@ bool MakeCellThumbnail(const fs::path& path, int cell_width, int cell_height,
   return true;
 }
 
+namespace {
+
+void TuneHeapForDecoding() {
+#if defined(__GLIBC__)
+  // Decoders take buffers of several MB per photo (a progressive JPEG read at more than 1/8
+  // scale holds all its coefficients). Kept in the heap, they are reused from photo to photo
+  // instead of being mapped, faulted in and returned each time. The setting is the process's:
+  // made once, by the first worker.
+  static std::once_flag tuned;
+  std::call_once(tuned, [] {
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, 256 << 20);
+  });
+#endif
+}
+
+}  // namespace
+
 struct ThumbnailWorker::Job {
   std::shared_ptr<const std::vector<fs::path>> files;
   int cell_width = 0;
@@ -58,6 +81,7 @@ struct ThumbnailWorker::Job {
 
 ThumbnailWorker::ThumbnailWorker(ThumbnailCache* cache, ThumbnailWorkerOptions options)
     : cache_(cache), options_(options) {
+  TuneHeapForDecoding();
   int count = options_.threads;
   if (count <= 0) count = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   for (int i = 0; i < count; ++i) threads_.emplace_back([this] { Run(); });

@@ -19,6 +19,7 @@
 #include "album/archive_store.h"
 #include "album/batch_operations.h"
 #include "album/photo_operations.h"
+#include "platform/file_lock.h"
 #include "testing/raw_zip.h"
 #include "testing/temp_dir.h"
 
@@ -298,6 +299,71 @@ TEST_F(AlbumArchiveTest, OpensWithoutUnpackingAndCarriesUntouchedEntriesOver) {
   ASSERT_TRUE(UnpackArchive(archive, temp_ / "out", {}, &error_)) << error_;
   EXPECT_EQ(ReadTextFile(temp_ / "out" / "beach.jpg"), std::string(200000, 'm'));
   EXPECT_EQ(ReadTextFile(temp_ / "out" / "table.png"), table);
+}
+
+// Two programs with one archive open, each saving its own changes: neither save may drop the
+// other's photos, files or fields, and each save holds the archive for itself.
+TEST_F(AlbumArchiveTest, TwoProgramsSavingOneArchiveKeepWhatTheOtherSaved) {
+  const fs::path archive = temp_ / "shared.qvo";
+  ASSERT_TRUE(PackAlbumFolder(MakeAlbumFolder(), archive, {}, &error_)) << error_;
+  auto open = [&] {
+    auto album = std::make_unique<Album>(ArchiveStore::Open(archive, {}, &error_));
+    EXPECT_TRUE(AlbumIndex::LoadIndex(*album)) << album->last_error();
+    return album;
+  };
+  auto add = [](Album& album, const std::string& name, const std::string& bytes) {
+    ASSERT_TRUE(album.store().WriteNewFile(name, bytes)) << album.store().LastError();
+    album.photos().emplace_back().image_file = name;
+  };
+  auto first = open();
+  auto second = open();
+  // The second program has its own copy of map.png, which the first then replaces.
+  ASSERT_FALSE(second->store().LocalPath("map.png").empty());
+
+  first->set_title("First");
+  add(*first, "x.jpg", "x");
+  add(*first, "same.jpg", "first's");
+  ASSERT_TRUE(first->store().WriteFile("map.png", "new map"));
+  {
+    platform::FileLock held;
+    ASSERT_TRUE(first->store().LockIndex(&held, std::chrono::milliseconds(0)));
+    platform::FileLock other;
+    EXPECT_FALSE(second->store().LockIndex(&other, std::chrono::milliseconds(0)));
+    EXPECT_EQ(second->store().LastError(),
+              "\"" + archive.string() + "\" is in use by another program");
+  }
+  ASSERT_TRUE(SaveAlbum(*first)) << first->last_error();
+
+  // A file of a name the first program added meanwhile cannot join the archive beside it.
+  second->set_description("Second");
+  add(*second, "same.jpg", "second's");
+  EXPECT_FALSE(SaveAlbum(*second));
+  EXPECT_EQ(second->last_error(),
+            "Another program added \"same.jpg\" to " + archive.string() +
+                " while this one added a file of that name; nothing was saved, so that neither "
+                "is lost");
+  second->photos().pop_back();
+  ASSERT_TRUE(second->store().RemoveFile("same.jpg"));
+  add(*second, "y.jpg", "y");
+  ASSERT_TRUE(SaveAlbum(*second)) << second->last_error();
+
+  // The first program's next save starts from what the second saved.
+  first->photos()[0].title = "caption";
+  ASSERT_TRUE(SaveAlbum(*first)) << first->last_error();
+
+  auto now = open();
+  EXPECT_EQ(now->title(), "First");
+  EXPECT_EQ(now->description(), "Second");
+  std::vector<std::string> names;
+  for (const AlbumPhoto& photo : now->photos()) names.push_back(photo.image_file);
+  EXPECT_EQ(names, (std::vector<std::string>{"beach.jpg", "x.jpg", "same.jpg", "y.jpg"}));
+  EXPECT_EQ(now->photos()[0].title, "caption");
+  for (const auto& [name, bytes] : std::map<std::string, std::string>{
+           {"x.jpg", "x"}, {"same.jpg", "first's"}, {"y.jpg", "y"}, {"map.png", "new map"}}) {
+    std::string stored;
+    EXPECT_TRUE(now->store().ReadFile(name, &stored)) << name;
+    EXPECT_EQ(stored, bytes) << name;
+  }
 }
 
 // Entry data is judged as it is unpacked: a damaged or understated entry spoils that one file

@@ -41,6 +41,26 @@ TEST(FileLockTest, SharedLocksCoexistAndKeepWritersOut) {
   EXPECT_FALSE(writer.Acquire(dir / "l", FileLock::Mode::kExclusive, milliseconds(0), &error));
 }
 
+// A file replaced by a rename keeps the lock on the old file: the holder must be able to tell.
+TEST(FileLockTest, HoldsOnlyTheFileThePathStillNames) {
+  testing::TempDir dir;
+  testing::WriteTextFile(dir / "album.qvo", "old");
+  testing::WriteTextFile(dir / "new.qvo", "new");
+  FileLock lock;
+  std::string error;
+  EXPECT_FALSE(lock.Holds(dir / "album.qvo"));
+  ASSERT_TRUE(lock.Acquire(dir / "album.qvo", FileLock::Mode::kExclusive, milliseconds(0), &error))
+      << error;
+  EXPECT_TRUE(lock.Holds(dir / "album.qvo"));
+  EXPECT_FALSE(lock.Holds(dir / "new.qvo"));
+  std::filesystem::rename(dir / "new.qvo", dir / "album.qvo");
+  EXPECT_FALSE(lock.Holds(dir / "album.qvo"));
+  // The new file is free to lock while the old one is still held.
+  FileLock next;
+  EXPECT_TRUE(next.Acquire(dir / "album.qvo", FileLock::Mode::kExclusive, milliseconds(0), &error))
+      << error;
+}
+
 // A waiting writer gets the lock as soon as another process lets go of it, and a holder that
 // dies lets go without doing anything.
 TEST(FileLockTest, WaiterGetsTheLockWhenAnotherProcessEnds) {

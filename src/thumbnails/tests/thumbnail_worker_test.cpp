@@ -1,7 +1,9 @@
 // The browser's thumbnail worker on real folders: what is made, cached and remade, where the
-// thumbnail sits in its cell, the order of work, and cancelling.
+// thumbnail sits in its cell, the order of work, and cancelling; and a folder's cells handed
+// over in listing order.
 #include "thumbnails/thumbnail_worker.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -9,7 +11,9 @@
 #include <gtest/gtest.h>
 
 #include "image/image_types.h"
+#include "testing/recording_progress.h"
 #include "testing/temp_dir.h"
+#include "thumbnails/folder_thumbnails.h"
 #include "thumbnails/image_files.h"
 #include "thumbnails/thumbnail_cache.h"
 
@@ -186,6 +190,77 @@ TEST_F(HeldWorkerTest, NoCallbackOfACancelledJobAfterCancelReturns) {
   std::lock_guard lock(mutex_);
   EXPECT_EQ(order_.size(), delivered);
   EXPECT_EQ(cells.size(), 12u);
+}
+
+// The first file's cell is held on its worker until a later one has been made, so the cells
+// surely arrive out of order.
+TEST_F(ThumbnailWorkerTest, InOrderDeliveryFollowsTheListingWhateverFinishesFirst) {
+  ThumbnailWorker worker(&cache_, {.threads = 2});
+  std::mutex mutex;
+  std::condition_variable made;
+  bool later_made = false;
+  std::vector<std::string> order;
+  FolderTally tally;
+  std::string error;
+  const platform::ResultCode result = ShowFolderInOrder(
+      worker, photos_, 120, 90,
+      [&](ThumbnailCell& cell) {
+        std::unique_lock lock(mutex);
+        if (cell.index == 0) {
+          made.wait(lock, [&] { return later_made; });
+        } else {
+          later_made = true;
+          made.notify_all();
+        }
+        // Work done here is what the ordered delivery reports.
+        if (cell.path.filename() == "b.JPG") {
+          cell.outcome = CellOutcome::kFailed;
+          cell.error = "could not write it out";
+        }
+      },
+      [&](const ThumbnailCell& cell) {
+        order.push_back(cell.path.filename().string() + ":" +
+                        std::string(CellOutcomeName(cell.outcome)));
+      },
+      platform::NoProgress(), &tally, &error);
+  ASSERT_EQ(result, platform::kOk) << error;
+  EXPECT_EQ(order, (std::vector<std::string>{"a.jpg:made", "b.JPG:failed", "broken.png:failed",
+                                             "small.jpg:made"}));
+  EXPECT_EQ(tally.files, 4u);
+  EXPECT_EQ(tally.count(CellOutcome::kMade), 2u);
+  EXPECT_EQ(tally.count(CellOutcome::kFailed), 2u);
+
+  EXPECT_EQ(ShowFolderInOrder(
+                worker, dir_ / "missing", 120, 90, {}, [](const ThumbnailCell&) {},
+                platform::NoProgress(), &tally, &error),
+            platform::kFailed);
+  EXPECT_NE(error.find("Unable to read"), std::string::npos) << error;
+}
+
+TEST_F(HeldWorkerTest, CancelStopsInOrderDeliveryAndNoCallbackRunsAfter) {
+  ThumbnailWorker worker(&cache_, {.threads = 2});
+  testing::RecordingProgress progress;
+  std::atomic<int> made_after_return{0};
+  std::atomic<bool> returned{false};
+  std::vector<std::string> order;
+  FolderTally tally;
+  std::string error;
+  const platform::ResultCode result = ShowFolderInOrder(
+      worker, photos_, 40, 30,
+      [&](ThumbnailCell&) {
+        if (returned) ++made_after_return;
+      },
+      [&](const ThumbnailCell& cell) {
+        order.push_back(cell.path.filename().string());
+        if (order.size() == 2) progress.Cancel();
+      },
+      progress, &tally, &error);
+  returned = true;
+  EXPECT_EQ(result, platform::kCancelled);
+  EXPECT_EQ(order, (std::vector<std::string>{"a.jpg", "b.JPG"}));
+  EXPECT_EQ(progress.position(), (std::pair<int64_t, int64_t>{2, 12}));
+  worker.Wait();
+  EXPECT_EQ(made_after_return, 0);
 }
 
 }  // namespace
