@@ -14,6 +14,10 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev python3 libvips-tools zip unzip
   # a font for the text drawn into pictures (placeholders)
   fonts-dejavu-core
+  # the desktop program: Qt 6 Widgets, its image plugins and platforms, the X server its smoke
+  # test runs under, and the tools that register its file types with the desktop
+  qt6-base-dev qt6-image-formats-plugins qt6-qpa-plugins libqt6svg6 xvfb xauth
+  desktop-file-utils shared-mime-info
 )
 
 missing=()
