@@ -4,16 +4,22 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QClipboard>
 #include <QCloseEvent>
+#include <QDir>
 #include <QFileDialog>
 #include <QIcon>
+#include <QInputDialog>
+#include <QItemSelectionModel>
 #include <QKeySequence>
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QScreen>
 #include <QSplitter>
+#include <QStackedWidget>
 #include <QStatusBar>
 #include <QStyle>
 #include <QTextBrowser>
@@ -22,10 +28,14 @@
 #include "album/album_history.h"
 #include "album/photo_operations.h"
 #include "app/album_document.h"
+#include "app/album_model.h"
+#include "app/album_operations.h"
+#include "app/album_view.h"
 #include "app/command_table.h"
 #include "app/frame_title.h"
 #include "app/job_runner.h"
 #include "app/thumbnail_options.h"
+#include "imaging/edit_commands.h"
 #include "settings/layout.h"
 #include "settings/settings.h"
 
@@ -78,8 +88,15 @@ bool IsAvailable(int id) {
     case kCmdRedo:
     case kCmdStatusBar:
     case kCmdAbout:
+    case kCmdRemoveFromAlbum:
+    case kCmdCut:
+    case kCmdCopy:
+    case kCmdPaste:
+    case kCmdSelectAll:
+    case kCmdClearSelection:
       return true;
     default:
+      if (const imaging::EditCommand* edit = imaging::FindEditCommand(id)) return edit->album_level;
       return id >= kCmdRecentFirst && id <= kCmdRecentLast;
   }
 }
@@ -101,13 +118,17 @@ MainFrame::MainFrame(settings::UserSettings* user, QWidget* parent)
   RestoreLayout();
   connect(runner_, &JobRunner::BusyChanged, this, [this](bool busy) {
     UpdateActions();
-    if (!busy) OpenNextPending();
+    if (!busy) {
+      OnAlbumChanged();
+      OpenNextPending();
+    }
   });
   UpdateActions();
 }
 
 MainFrame::~MainFrame() {
   runner_->WaitUntilIdle();
+  model_->SetDocument(nullptr);
   documents_.clear();
 }
 
@@ -172,11 +193,36 @@ void MainFrame::BuildCentre() {
   open_albums_ = new QListWidget(splitter_);
   open_albums_->setObjectName("OpenAlbums");
   open_albums_->setToolTip(tr("Open photo albums"));
-  pane_ = new QTextBrowser(splitter_);
+  stack_ = new QStackedWidget(splitter_);
+  pane_ = new QTextBrowser(stack_);
   pane_->setObjectName("Pane");
   pane_->setOpenLinks(false);
+  model_ = new AlbumModel(this);
+  view_ = new AlbumView(model_, stack_);
+  stack_->addWidget(pane_);
+  stack_->addWidget(view_);
   splitter_->addWidget(open_albums_);
-  splitter_->addWidget(pane_);
+  splitter_->addWidget(stack_);
+  operations_ = new AlbumOperations(runner_, this);
+  connect(operations_, &AlbumOperations::Failed, this, &MainFrame::ShowMessage);
+  connect(operations_, &AlbumOperations::Finished, this, &MainFrame::OnAlbumChanged);
+  connect(model_, &AlbumModel::MoveRequested, this,
+          [this](const std::vector<size_t>& positions, size_t before) {
+            operations_->Move(current_document(), positions, before);
+          });
+  connect(model_, &AlbumModel::AddRequested, this, [this](const QStringList& files, int position) {
+    operations_->Add(current_document(), files, position);
+  });
+  connect(model_, &AlbumModel::CopyRequested, this, [this](const ImageRef& ref, int position) {
+    operations_->CopyFrom(current_document(), FindDocument(ref.album), ref.files, position);
+  });
+  connect(view_, &AlbumView::RemoveRequested, this, [this] { RunCommand(kCmdRemoveFromAlbum); });
+  connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+          &MainFrame::UpdateActions);
+  connect(model_, &QAbstractItemModel::modelReset, this, [this] {
+    connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &MainFrame::UpdateActions, Qt::UniqueConnection);
+  });
   splitter_->setStretchFactor(1, 1);
   setCentralWidget(splitter_);
   connect(open_albums_, &QListWidget::currentRowChanged, this, [this](int row) {
@@ -250,6 +296,12 @@ void MainFrame::closeEvent(QCloseEvent* event) {
     runner_->Cancel();
     runner_->WaitUntilIdle();
   }
+  for (auto& open : documents_) {
+    if (!ConfirmClose(open.get())) {
+      event->ignore();
+      return;
+    }
+  }
   SaveLayoutAndSettings();
   event->accept();
 }
@@ -269,11 +321,13 @@ AlbumDocument* MainFrame::current_document() const {
 }
 
 void MainFrame::UpdateActions() {
-  AlbumDocument* document = current_document();
-  setWindowTitle(FromUtf8(FrameTitle(document ? document->Title() : TitleState{})));
   const bool idle = !runner_->busy();
+  AlbumDocument* document = current_document();
   const bool has_album = document != nullptr;
-  const bool writable = has_album && !document->album().read_only();
+  // While a job runs it may be changing the album: nothing of it is read until it ends.
+  if (idle) setWindowTitle(FromUtf8(FrameTitle(document ? document->Title() : TitleState{})));
+  const bool writable = idle && has_album && !document->album().read_only();
+  const bool selection = has_album && view_->selectionModel()->hasSelection();
   for (auto& [id, action] : actions_) {
     bool enabled = IsAvailable(id) && idle;
     switch (id) {
@@ -281,7 +335,19 @@ void MainFrame::UpdateActions() {
         enabled = enabled && writable && document->album().modified();
         break;
       case kCmdCloseAlbum:
+      case kCmdSelectAll:
+      case kCmdClearSelection:
         enabled = enabled && has_album;
+        break;
+      case kCmdCopy:
+        enabled = enabled && selection;
+        break;
+      case kCmdRemoveFromAlbum:
+      case kCmdCut:
+        enabled = enabled && writable && selection;
+        break;
+      case kCmdPaste:
+        enabled = enabled && writable;
         break;
       case kCmdSaveAll:
       case kCmdCloseAll:
@@ -293,9 +359,17 @@ void MainFrame::UpdateActions() {
         enabled = true;
         break;
       default:
+        if (imaging::FindEditCommand(id)) enabled = enabled && writable && selection;
         break;
     }
     if (id != kCmdUndo && id != kCmdRedo) action->setEnabled(enabled);
+  }
+  for (QAction* entry : recent_menu_->actions()) entry->setEnabled(idle);
+  recent_menu_->setEnabled(!recent_.empty());
+  if (!idle) {
+    actions_.at(kCmdUndo)->setEnabled(false);
+    actions_.at(kCmdRedo)->setEnabled(false);
+    return;
   }
   const album::HistoryMenuItem undo =
       has_album ? document->history().UndoMenu() : album::UndoMenuItem(std::nullopt);
@@ -304,10 +378,8 @@ void MainFrame::UpdateActions() {
   for (const auto& [id, item] : {std::pair{kCmdUndo, undo}, std::pair{kCmdRedo, redo}}) {
     QAction* entry = actions_.at(id);
     entry->setText(FromUtf8(CommandLabel(item.text)));
-    entry->setEnabled(item.enabled && idle);
+    entry->setEnabled(item.enabled);
   }
-  for (QAction* entry : recent_menu_->actions()) entry->setEnabled(idle);
-  recent_menu_->setEnabled(!recent_.empty());
   open_albums_->blockSignals(true);
   open_albums_->clear();
   for (const auto& open : documents_) {
@@ -315,15 +387,110 @@ void MainFrame::UpdateActions() {
   }
   open_albums_->setCurrentRow(current_);
   open_albums_->blockSignals(false);
-  if (document) {
-    const album::Album& album = document->album();
-    pane_->setHtml(QString("<h2>%1</h2><p>%2</p><p>%3</p>")
-                       .arg(FromUtf8(album.title()).toHtmlEscaped(),
-                            tr("%n photo(s)", nullptr, static_cast<int>(album.photos().size())),
-                            FromUtf8(document->location()).toHtmlEscaped()));
-  } else {
+  stack_->setCurrentIndex(has_album ? 1 : 0);
+  if (!has_album) {
     pane_->setHtml(QString("<h2>Quorvane</h2><p>%1</p>")
                        .arg(tr("Open a photo album with File, Open Photo Album.")));
+  }
+}
+
+void MainFrame::OnAlbumChanged() {
+  if (runner_->busy()) return;  // the job's end brings this back
+  std::vector<size_t> keep = view_->SelectedPositions();
+  model_->Refresh();
+  for (size_t position : keep) {
+    if (position < static_cast<size_t>(model_->rowCount())) {
+      view_->selectionModel()->select(model_->index(static_cast<int>(position)),
+                                      QItemSelectionModel::Select);
+    }
+  }
+  UpdateActions();
+}
+
+AlbumDocument* MainFrame::FindDocument(const QString& location) const {
+  const std::string path = location.toStdString();
+  for (const auto& open : documents_) {
+    if (open->location() == path) return open.get();
+  }
+  return nullptr;
+}
+
+bool MainFrame::ConfirmClose(AlbumDocument* document) {
+  if (!document->album().modified() || document->album().read_only()) return true;
+  const QString question = tr("Save changes to \"%1\"?").arg(FromUtf8(document->album().title()));
+  const int answer =
+      ask_ ? ask_(question)
+           : QMessageBox::question(this, "Quorvane", question,
+                                   QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+  if (answer == QMessageBox::Cancel) return false;
+  if (answer != QMessageBox::Yes) return true;
+  // Closing waits for the save: the album must be on disk before it goes.
+  album::Album* target = &document->album();
+  bool saved = false;
+  runner_->Start(
+      tr("Saving..."),
+      [target](platform::ProgressSink&) {
+        return album::SaveAlbum(*target) ? platform::kOk : platform::kFailed;
+      },
+      [&saved](platform::ResultCode result) { saved = result == platform::kOk; });
+  runner_->WaitUntilIdle();
+  if (!saved) ShowMessage(FromUtf8(target->last_error()));
+  return saved;
+}
+
+void MainFrame::RunEdit(int id) {
+  const imaging::EditCommand* command = imaging::FindEditCommand(id);
+  AlbumDocument* document = current_document();
+  if (!command || !document) return;
+  imaging::EditValues values;
+  if (const imaging::EditParameterInfo* parameter =
+          imaging::FindEditParameter(command->parameter)) {
+    bool ok = false;
+    QString text;
+    if (parameter->kind == imaging::EditParameter::kSize) {
+      text = QInputDialog::getText(this, "Quorvane", FromUtf8(parameter->label), QLineEdit::Normal,
+                                   "800x600", &ok);
+    } else {
+      text = QString::number(QInputDialog::getDouble(this, "Quorvane", FromUtf8(parameter->label),
+                                                     parameter->initial, parameter->minimum,
+                                                     parameter->maximum, 2, &ok));
+    }
+    if (!ok) return;
+    std::string problem;
+    if (!imaging::ParseEditValue(*parameter, text.toStdString(), &values, &problem)) {
+      ShowMessage(FromUtf8(problem));
+      return;
+    }
+  }
+  operations_->Edit(document, id, view_->SelectedPositions(), values);
+}
+
+void MainFrame::Paste() {
+  AlbumDocument* document = current_document();
+  const QMimeData* clip = QGuiApplication::clipboard()->mimeData();
+  if (!document || !clip) return;
+  const int position = -1;
+  ImageRef ref;
+  if (clip->hasFormat(kImageRefFormat) && DecodeImageRef(clip->data(kImageRefFormat), &ref)) {
+    operations_->CopyFrom(document, FindDocument(ref.album), ref.files, position);
+    return;
+  }
+  if (clip->hasUrls()) {
+    QStringList files;
+    for (const QUrl& url : clip->urls()) {
+      if (url.isLocalFile()) files.push_back(url.toLocalFile());
+    }
+    operations_->Add(document, files, position);
+    return;
+  }
+  if (clip->hasImage()) {
+    // A picture on its own is added through a file, as any photo is.
+    const QString clip_file = QDir(QDir::tempPath()).filePath("clip.jpg");
+    if (!qvariant_cast<QImage>(clip->imageData()).save(clip_file, "JPEG", 95)) {
+      ShowMessage(tr("Unable to write %1").arg(clip_file));
+      return;
+    }
+    operations_->Add(document, {clip_file}, position, "Pasting Photo into Album...");
   }
 }
 
@@ -369,7 +536,10 @@ void MainFrame::OpenAlbum(const QString& location) {
           return;
         }
         documents_.push_back(std::move(*opened));
-        documents_.back()->history().set_on_changed([this] { UpdateActions(); });
+        // Album edits push from their worker: the frame hears of it on the window thread.
+        documents_.back()->history().set_on_changed([this] {
+          QMetaObject::invokeMethod(this, &MainFrame::OnAlbumChanged, Qt::QueuedConnection);
+        });
         AddRecent(documents_.back()->location());
         SetCurrent(static_cast<int>(documents_.size()) - 1);
         statusBar()->showMessage(tr("Opened %1").arg(location), 5000);
@@ -386,6 +556,7 @@ void MainFrame::OpenNextPending() {
 
 void MainFrame::SetCurrent(int index) {
   current_ = index;
+  model_->SetDocument(current_document());
   UpdateActions();
 }
 
@@ -413,10 +584,10 @@ void MainFrame::RebuildRecentMenu() {
 }
 
 void MainFrame::CloseCurrent() {
-  if (current_ < 0) return;
+  if (current_ < 0 || !ConfirmClose(current_document())) return;
+  model_->SetDocument(nullptr);
   documents_.erase(documents_.begin() + current_);
-  current_ = documents_.empty() ? -1 : std::min<int>(current_, document_count() - 1);
-  UpdateActions();
+  SetCurrent(documents_.empty() ? -1 : std::min<int>(current_, document_count() - 1));
 }
 
 void MainFrame::RunCommand(int id) {
@@ -472,9 +643,29 @@ void MainFrame::RunCommand(int id) {
       CloseCurrent();
       return;
     case kCmdCloseAll:
+      for (auto& open : documents_) {
+        if (!ConfirmClose(open.get())) return;
+      }
+      model_->SetDocument(nullptr);
       documents_.clear();
-      current_ = -1;
-      UpdateActions();
+      SetCurrent(-1);
+      return;
+    case kCmdRemoveFromAlbum:
+      operations_->Remove(document, view_->SelectedPositions());
+      return;
+    case kCmdCopy:
+    case kCmdCut:
+      QGuiApplication::clipboard()->setMimeData(model_->MimeDataFor(view_->SelectedPositions()));
+      if (id == kCmdCut) operations_->Remove(document, view_->SelectedPositions());
+      return;
+    case kCmdPaste:
+      Paste();
+      return;
+    case kCmdSelectAll:
+      view_->selectAll();
+      return;
+    case kCmdClearSelection:
+      view_->clearSelection();
       return;
     case kCmdExit:
       close();
@@ -506,6 +697,10 @@ void MainFrame::RunCommand(int id) {
       return;
     }
     default:
+      if (imaging::FindEditCommand(id)) {
+        RunEdit(id);
+        return;
+      }
       statusBar()->showMessage(tr("This command is not available in this version."), 5000);
       return;
   }

@@ -4,6 +4,7 @@
 // from every entry point (menus, shortcuts, tool bar, pane links) arrive in RunCommand.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -13,6 +14,7 @@
 
 class QAction;
 class QListWidget;
+class QStackedWidget;
 class QMenu;
 class QSplitter;
 class QTextBrowser;
@@ -25,6 +27,9 @@ struct UserSettings;
 namespace quorvane::app {
 
 class AlbumDocument;
+class AlbumModel;
+class AlbumOperations;
+class AlbumView;
 class JobRunner;
 
 class MainFrame : public QMainWindow {
@@ -54,6 +59,15 @@ class MainFrame : public QMainWindow {
   AlbumDocument* current_document() const;
   int document_count() const { return static_cast<int>(documents_.size()); }
   const std::vector<std::string>& recent_albums() const { return recent_; }
+  AlbumView* album_view() const { return view_; }
+  AlbumModel* album_model() const { return model_; }
+  // The open album at `location`, or null.
+  AlbumDocument* FindDocument(const QString& location) const;
+
+  // Asked before an album with unsaved changes closes: QMessageBox::Yes (save, then close),
+  // No (close without saving) or Cancel. A message box unless replaced.
+  using SaveQuestion = std::function<int(const QString& question)>;
+  void set_save_question(SaveQuestion ask) { ask_ = std::move(ask); }
 
  public slots:
   // Re-reads everything the menus, title and tool bar show from the current state: the one
@@ -83,6 +97,12 @@ class MainFrame : public QMainWindow {
   void CloseCurrent();
   void ShowMessage(const QString& text);
   void OpenNextPending();
+  // The current album changed (a job ended, a move, undo or redo).
+  void OnAlbumChanged();
+  // Asks about unsaved changes of `document`; true when it may close (saved or not).
+  bool ConfirmClose(AlbumDocument* document);
+  void RunEdit(int id);
+  void Paste();
 
   settings::UserSettings* user_;
   JobRunner* runner_;
@@ -95,6 +115,11 @@ class MainFrame : public QMainWindow {
   QSplitter* splitter_ = nullptr;
   QListWidget* open_albums_ = nullptr;
   QTextBrowser* pane_ = nullptr;
+  QStackedWidget* stack_ = nullptr;
+  AlbumModel* model_ = nullptr;
+  AlbumView* view_ = nullptr;
+  AlbumOperations* operations_ = nullptr;
+  SaveQuestion ask_;
   std::vector<std::string> recent_;
   std::vector<QString> pending_opens_;
   bool layout_saved_ = false;

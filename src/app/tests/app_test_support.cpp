@@ -23,6 +23,10 @@ std::filesystem::path MakeAlbum(const std::filesystem::path& library, const std:
     image::Image picture;
     const auto shade = static_cast<uint8_t>(40 + 50 * i);
     EXPECT_TRUE(picture.Create(64, 48, false, {shade, 90, static_cast<uint8_t>(200 - shade), 255}));
+    // A light left edge, so flips and rotations change the picture.
+    for (int y = 0; y < 48; ++y) {
+      for (int x = 0; x < 16; ++x) picture.SetPixel(x, y, {250, 250, 250, 255});
+    }
     sources.push_back(library / ("photo" + std::to_string(i + 1) + ".jpg"));
     EXPECT_TRUE(picture.Save(sources.back(), image::ImageFormat::kJpeg));
   }
