@@ -26,8 +26,10 @@
 #include <QToolBar>
 
 #include "album/album_history.h"
+#include "album/album_library.h"
 #include "album/photo_operations.h"
 #include "app/album_document.h"
+#include "app/album_list_dialog.h"
 #include "app/album_model.h"
 #include "app/album_operations.h"
 #include "app/album_view.h"
@@ -77,7 +79,9 @@ QIcon CommandIcon(int id, const QStyle* style) {
 // Commands this build carries out; the rest of the table stays visible but greyed out.
 bool IsAvailable(int id) {
   switch (id) {
+    case kCmdNewAlbum:
     case kCmdOpenAlbum:
+    case kCmdMyAlbums:
     case kCmdOpenArchive:
     case kCmdSave:
     case kCmdSaveAll:
@@ -535,16 +539,73 @@ void MainFrame::OpenAlbum(const QString& location) {
           emit AlbumOpenFailed(location, FromUtf8(*error));
           return;
         }
-        documents_.push_back(std::move(*opened));
-        // Album edits push from their worker: the frame hears of it on the window thread.
-        documents_.back()->history().set_on_changed([this] {
-          QMetaObject::invokeMethod(this, &MainFrame::OnAlbumChanged, Qt::QueuedConnection);
-        });
-        AddRecent(documents_.back()->location());
-        SetCurrent(static_cast<int>(documents_.size()) - 1);
+        Adopt(std::move(*opened));
         statusBar()->showMessage(tr("Opened %1").arg(location), 5000);
         emit AlbumOpened(location);
       });
+}
+
+void MainFrame::Adopt(std::unique_ptr<AlbumDocument> document) {
+  documents_.push_back(std::move(document));
+  // Album edits push from their worker: the frame hears of it on the window thread.
+  documents_.back()->history().set_on_changed([this] {
+    QMetaObject::invokeMethod(this, &MainFrame::OnAlbumChanged, Qt::QueuedConnection);
+  });
+  AddRecent(documents_.back()->location());
+  SetCurrent(static_cast<int>(documents_.size()) - 1);
+}
+
+void MainFrame::ShowAlbumList() {
+  auto* dialog = new AlbumListDialog(user_->settings.myphotoalbums_path,
+                                     user_->settings.app_openalbumsorttype.value_or(0), this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  std::vector<std::string> open;
+  for (const auto& document : documents_) open.push_back(document->location());
+  dialog->set_open_albums(open, [this](const std::string& path) {
+    for (size_t i = 0; i < documents_.size(); ++i) {
+      if (documents_[i]->location() != path) continue;
+      // The album is about to be deleted: its changes have nowhere to go.
+      if (current_document() == documents_[i].get()) model_->SetDocument(nullptr);
+      documents_.erase(documents_.begin() + static_cast<std::ptrdiff_t>(i));
+      SetCurrent(documents_.empty() ? -1 : 0);
+      return;
+    }
+  });
+  connect(dialog, &QDialog::finished, this, [this, dialog](int result) {
+    user_->settings.app_openalbumsorttype = dialog->sort_order();
+    if (result == QDialog::Accepted && !dialog->chosen().empty()) {
+      OpenAlbum(FromUtf8(dialog->chosen()));
+    }
+  });
+  dialog->open();
+}
+
+void MainFrame::ShowNewAlbum() {
+  auto* dialog = new NewAlbumDialog(this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  connect(dialog, &QDialog::accepted, this, [this, dialog] {
+    const album::NewAlbumValues values = dialog->values();
+    const std::filesystem::path library = user_->settings.myphotoalbums_path;
+    auto made = std::make_shared<std::unique_ptr<album::Album>>();
+    auto folder = std::make_shared<std::filesystem::path>();
+    auto error = std::make_shared<std::string>();
+    const album::ThumbnailOptions thumbnails = ThumbnailOptionsFrom(user_->settings);
+    runner_->Start(
+        tr("Creating album..."),
+        [values, library, made, folder, error, thumbnails](platform::ProgressSink&) {
+          *made = album::CreateAlbum(library, values, folder.get(), error.get());
+          if (*made) (*made)->set_thumbnail_options(thumbnails);
+          return *made ? platform::kOk : platform::kFailed;
+        },
+        [this, made, folder, error](platform::ResultCode result) {
+          if (result != platform::kOk) {
+            ShowMessage(FromUtf8(*error));
+            return;
+          }
+          Adopt(std::make_unique<AlbumDocument>(std::move(*made), folder->string()));
+        });
+  });
+  dialog->open();
 }
 
 void MainFrame::OpenNextPending() {
@@ -600,12 +661,13 @@ void MainFrame::RunCommand(int id) {
     return;
   }
   switch (id) {
-    case kCmdOpenAlbum: {
-      const QString folder = QFileDialog::getExistingDirectory(
-          this, tr("Open Photo Album"), FromUtf8(user_->settings.myphotoalbums_path));
-      if (!folder.isEmpty()) OpenAlbum(folder);
+    case kCmdOpenAlbum:
+    case kCmdMyAlbums:
+      ShowAlbumList();
       return;
-    }
+    case kCmdNewAlbum:
+      ShowNewAlbum();
+      return;
     case kCmdOpenArchive: {
       const QString file = QFileDialog::getOpenFileName(
           this, tr("Open Quorvane Archive"), FromUtf8(user_->settings.myphotoalbums_path),

@@ -102,6 +102,10 @@ class MainFrame : public QMainWindow {
   // Asks about unsaved changes of `document`; true when it may close (saved or not).
   bool ConfirmClose(AlbumDocument* document);
   void RunEdit(int id);
+  void ShowAlbumList();
+  void ShowNewAlbum();
+  // Makes `document` (just opened or created) an open album and the current one.
+  void Adopt(std::unique_ptr<AlbumDocument> document);
   void Paste();
 
   settings::UserSettings* user_;
