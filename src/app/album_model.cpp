@@ -9,6 +9,7 @@
 #include "album/cell_bitmaps.h"
 #include "album/photo_naming.h"
 #include "app/album_document.h"
+#include "app/qt_image.h"
 
 namespace quorvane::app {
 namespace {
@@ -18,17 +19,6 @@ QString FromUtf8(const std::string& text) { return QString::fromStdString(text);
 QString LocalFile(album::Album& album, const std::string& name) {
   const std::filesystem::path path = album.store().LocalPath(name);
   return path.empty() ? QString() : QString::fromStdString(path.string());
-}
-
-QImage ToQImage(const image::Image& picture) {
-  QImage converted(picture.width(), picture.height(), QImage::Format_RGB32);
-  for (int y = 0; y < picture.height(); ++y) {
-    for (int x = 0; x < picture.width(); ++x) {
-      const image::Rgba c = picture.GetPixel(x, y);
-      converted.setPixel(x, y, qRgb(c.r, c.g, c.b));
-    }
-  }
-  return converted;
 }
 
 }  // namespace

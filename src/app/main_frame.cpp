@@ -36,6 +36,7 @@
 #include "app/command_table.h"
 #include "app/frame_title.h"
 #include "app/job_runner.h"
+#include "app/photo_viewer.h"
 #include "app/thumbnail_options.h"
 #include "imaging/edit_commands.h"
 #include "settings/layout.h"
@@ -93,6 +94,7 @@ bool IsAvailable(int id) {
     case kCmdStatusBar:
     case kCmdAbout:
     case kCmdRemoveFromAlbum:
+    case kCmdShowLarger:
     case kCmdCut:
     case kCmdCopy:
     case kCmdPaste:
@@ -221,6 +223,7 @@ void MainFrame::BuildCentre() {
     operations_->CopyFrom(current_document(), FindDocument(ref.album), ref.files, position);
   });
   connect(view_, &AlbumView::RemoveRequested, this, [this] { RunCommand(kCmdRemoveFromAlbum); });
+  connect(view_, &AlbumView::OpenRequested, this, &MainFrame::ShowPhoto);
   connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
           &MainFrame::UpdateActions);
   connect(model_, &QAbstractItemModel::modelReset, this, [this] {
@@ -344,6 +347,7 @@ void MainFrame::UpdateActions() {
         enabled = enabled && has_album;
         break;
       case kCmdCopy:
+      case kCmdShowLarger:
         enabled = enabled && selection;
         break;
       case kCmdRemoveFromAlbum:
@@ -555,6 +559,24 @@ void MainFrame::Adopt(std::unique_ptr<AlbumDocument> document) {
   SetCurrent(static_cast<int>(documents_.size()) - 1);
 }
 
+PhotoViewer* MainFrame::photo_viewer() const { return viewer_.data(); }
+
+void MainFrame::ShowPhoto(int row) {
+  AlbumDocument* document = current_document();
+  if (!document || runner_->busy() || row < 0) return;
+  album::Album& album = document->album();
+  std::vector<PhotoViewer::Photo> photos;
+  for (const album::AlbumPhoto& photo : album.photos()) {
+    photos.push_back({QString::fromStdString(album.store().LocalPath(photo.image_file).string()),
+                      FromUtf8(photo.image_file)});
+  }
+  if (row >= static_cast<int>(photos.size())) return;
+  delete viewer_;
+  viewer_ = new PhotoViewer(std::move(photos), row, this);
+  viewer_->setAttribute(Qt::WA_DeleteOnClose);
+  viewer_->show();
+}
+
 void MainFrame::ShowAlbumList() {
   auto* dialog = new AlbumListDialog(user_->settings.myphotoalbums_path,
                                      user_->settings.app_openalbumsorttype.value_or(0), this);
@@ -722,6 +744,11 @@ void MainFrame::RunCommand(int id) {
       return;
     case kCmdPaste:
       Paste();
+      return;
+    case kCmdShowLarger:
+      if (!view_->SelectedPositions().empty()) {
+        ShowPhoto(static_cast<int>(view_->SelectedPositions().front()));
+      }
       return;
     case kCmdSelectAll:
       view_->selectAll();

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <QMainWindow>
+#include <QPointer>
 
 class QAction;
 class QListWidget;
@@ -30,6 +31,7 @@ class AlbumDocument;
 class AlbumModel;
 class AlbumOperations;
 class AlbumView;
+class PhotoViewer;
 class JobRunner;
 
 class MainFrame : public QMainWindow {
@@ -61,6 +63,7 @@ class MainFrame : public QMainWindow {
   const std::vector<std::string>& recent_albums() const { return recent_; }
   AlbumView* album_view() const { return view_; }
   AlbumModel* album_model() const { return model_; }
+  PhotoViewer* photo_viewer() const;
   // The open album at `location`, or null.
   AlbumDocument* FindDocument(const QString& location) const;
 
@@ -103,6 +106,8 @@ class MainFrame : public QMainWindow {
   bool ConfirmClose(AlbumDocument* document);
   void RunEdit(int id);
   void ShowAlbumList();
+  // Opens the photo window on photo `row` of the current album.
+  void ShowPhoto(int row);
   void ShowNewAlbum();
   // Makes `document` (just opened or created) an open album and the current one.
   void Adopt(std::unique_ptr<AlbumDocument> document);
@@ -123,6 +128,7 @@ class MainFrame : public QMainWindow {
   AlbumModel* model_ = nullptr;
   AlbumView* view_ = nullptr;
   AlbumOperations* operations_ = nullptr;
+  QPointer<PhotoViewer> viewer_;
   SaveQuestion ask_;
   std::vector<std::string> recent_;
   std::vector<QString> pending_opens_;
