@@ -16,6 +16,10 @@ PACKAGES=(
   fonts-dejavu-core
   # the desktop's names for the user's folders (xdg-user-dir), which the album library follows
   xdg-user-dirs
+  # the desktop program: Qt 6 Widgets, its image plugins and platforms, the X server its smoke
+  # test runs under, and the tools that register its file types with the desktop
+  qt6-base-dev qt6-image-formats-plugins qt6-qpa-plugins libqt6svg6 xvfb xauth
+  desktop-file-utils shared-mime-info
 )
 
 missing=()

@@ -1,0 +1,53 @@
+// The album view's changes to an album, each through the core and recorded in the album's
+// history with its label ("Add Photo", "Move Photo", "Remove Photo", "<edit> Photo"). Those
+// that read or write photos run as jobs on the job runner; the record is pushed on the window
+// thread once the job has ended. Failures come back as texts for a "Quorvane" message box.
+#pragma once
+
+#include <vector>
+
+#include <QObject>
+#include <QStringList>
+
+#include "imaging/edit_commands.h"
+
+namespace quorvane::app {
+
+class AlbumDocument;
+class JobRunner;
+
+class AlbumOperations : public QObject {
+  Q_OBJECT
+ public:
+  AlbumOperations(JobRunner* runner, QObject* parent);
+
+  // Each returns false, doing nothing, while another job runs or when the album is read-only.
+  // Adds image files at `position` (-1: at the end).
+  bool Add(AlbumDocument* document, const QStringList& files, int position,
+           const QString& text = {});
+  // Copies the image files named `files` of `source` (another open album, or the same) into
+  // `document` at `position`; files no longer in `source`'s store are skipped.
+  bool CopyFrom(AlbumDocument* document, AlbumDocument* source, const QStringList& files,
+                int position);
+  // Moves photos (ascending positions) to stand before `insert_before`; no job: only the
+  // album's list changes.
+  bool Move(AlbumDocument* document, const std::vector<size_t>& positions, size_t insert_before);
+  bool Remove(AlbumDocument* document, const std::vector<size_t>& positions);
+  // Runs the edit command `id` on the photos; a cancel leaves every photo as it was.
+  bool Edit(AlbumDocument* document, int id, const std::vector<size_t>& positions,
+            const imaging::EditValues& values);
+
+ signals:
+  // A job or move ended (the album may have changed).
+  void Finished();
+  // Something could not be done; the text is for the user.
+  void Failed(const QString& text);
+
+ private:
+  bool Writable(AlbumDocument* document);
+  void Report(const std::vector<std::string>& failures);
+
+  JobRunner* runner_;
+};
+
+}  // namespace quorvane::app

@@ -1,0 +1,798 @@
+#include "app/main_frame.h"
+
+#include <algorithm>
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QDir>
+#include <QFileDialog>
+#include <QIcon>
+#include <QInputDialog>
+#include <QItemSelectionModel>
+#include <QKeySequence>
+#include <QListWidget>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QScreen>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QStyle>
+#include <QTextBrowser>
+#include <QToolBar>
+
+#include "album/album_history.h"
+#include "album/album_library.h"
+#include "album/photo_operations.h"
+#include "app/album_document.h"
+#include "app/album_list_dialog.h"
+#include "app/album_model.h"
+#include "app/album_operations.h"
+#include "app/album_view.h"
+#include "app/command_table.h"
+#include "app/frame_title.h"
+#include "app/job_runner.h"
+#include "app/photo_viewer.h"
+#include "app/thumbnail_options.h"
+#include "imaging/edit_commands.h"
+#include "settings/layout.h"
+#include "settings/settings.h"
+
+namespace quorvane::app {
+namespace {
+
+// Window show states as the stored placement numbers them.
+constexpr int32_t kShowNormal = 1;
+constexpr int32_t kShowMaximized = 3;
+// The tool bar's band in the stored rebar layout.
+constexpr int32_t kToolBarBandId = 59392;
+
+QString FromUtf8(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+// Theme icons where the desktop has them, the style's own otherwise.
+QIcon CommandIcon(int id, const QStyle* style) {
+  struct IconName {
+    int id;
+    const char* theme;
+    QStyle::StandardPixmap fallback;
+  };
+  static constexpr IconName kIcons[] = {
+      {kCmdNewAlbum, "document-new", QStyle::SP_FileIcon},
+      {kCmdOpenAlbum, "document-open", QStyle::SP_DialogOpenButton},
+      {kCmdSave, "document-save", QStyle::SP_DialogSaveButton},
+      {kCmdUndo, "edit-undo", QStyle::SP_ArrowBack},
+      {kCmdRedo, "edit-redo", QStyle::SP_ArrowForward},
+      {kCmdRemoveFromAlbum, "edit-delete", QStyle::SP_TrashIcon},
+      {kCmdHomePage, "go-home", QStyle::SP_DirHomeIcon},
+  };
+  for (const IconName& icon : kIcons) {
+    if (icon.id == id) return QIcon::fromTheme(icon.theme, style->standardIcon(icon.fallback));
+  }
+  return {};
+}
+
+// Commands this build carries out; the rest of the table stays visible but greyed out.
+bool IsAvailable(int id) {
+  switch (id) {
+    case kCmdNewAlbum:
+    case kCmdOpenAlbum:
+    case kCmdMyAlbums:
+    case kCmdOpenArchive:
+    case kCmdSave:
+    case kCmdSaveAll:
+    case kCmdCloseAlbum:
+    case kCmdCloseAll:
+    case kCmdExit:
+    case kCmdUndo:
+    case kCmdRedo:
+    case kCmdStatusBar:
+    case kCmdAbout:
+    case kCmdRemoveFromAlbum:
+    case kCmdShowLarger:
+    case kCmdCut:
+    case kCmdCopy:
+    case kCmdPaste:
+    case kCmdSelectAll:
+    case kCmdClearSelection:
+      return true;
+    default:
+      if (const imaging::EditCommand* edit = imaging::FindEditCommand(id)) return edit->album_level;
+      return id >= kCmdRecentFirst && id <= kCmdRecentLast;
+  }
+}
+
+}  // namespace
+
+MainFrame::MainFrame(settings::UserSettings* user, QWidget* parent)
+    : QMainWindow(parent), user_(user), runner_(new JobRunner(this)) {
+  setObjectName("QuorvaneFrame");
+  setWindowIcon(QIcon(":/quorvane/quorvane.svg"));
+  BuildActions();
+  BuildMenus();
+  BuildToolBar();
+  BuildCentre();
+  statusBar()->showMessage(tr("Ready"));
+  recent_ = settings::LoadRecentDocuments(*user_->backend);
+  if (recent_.size() > kRecentAlbumCount) recent_.resize(kRecentAlbumCount);
+  RebuildRecentMenu();
+  RestoreLayout();
+  connect(runner_, &JobRunner::BusyChanged, this, [this](bool busy) {
+    UpdateActions();
+    if (!busy) {
+      OnAlbumChanged();
+      OpenNextPending();
+    }
+  });
+  UpdateActions();
+}
+
+MainFrame::~MainFrame() {
+  runner_->WaitUntilIdle();
+  model_->SetDocument(nullptr);
+  documents_.clear();
+}
+
+void MainFrame::BuildActions() {
+  for (const Command& command : Commands()) {
+    if (command.id <= 0 || command.id == kCmdRecentFirst) continue;
+    if (command.menu.starts_with(kViewerMenu)) continue;  // the photo window makes its own
+    if (actions_.count(command.id)) continue;             // "Remove from Album" sits in two menus
+    auto* action = new QAction(FromUtf8(CommandLabel(command.text)), this);
+    const std::string_view shortcut = CommandShortcut(command.text);
+    if (!shortcut.empty()) action->setShortcut(QKeySequence(FromUtf8(shortcut)));
+    action->setIcon(CommandIcon(command.id, style()));
+    action->setData(command.id);
+    if (!IsAvailable(command.id)) action->setToolTip(tr("Not available in this version"));
+    const int id = command.id;
+    connect(action, &QAction::triggered, this, [this, id] { RunCommand(id); });
+    actions_[command.id] = action;
+  }
+  QAction* status_bar = actions_.at(kCmdStatusBar);
+  status_bar->setCheckable(true);
+  status_bar->setChecked(true);
+}
+
+void MainFrame::BuildMenus() {
+  for (std::string_view top : TopMenus()) {
+    menus_[FromUtf8(top)] = menuBar()->addMenu(FromUtf8(top));
+  }
+  auto menu_for = [this](std::string_view path) {
+    const QString key = FromUtf8(path);
+    if (auto it = menus_.find(key); it != menus_.end()) return it->second;
+    const qsizetype slash = key.lastIndexOf('/');
+    QMenu* parent = menus_.at(key.left(slash));
+    QMenu* submenu = parent->addMenu(key.mid(slash + 1));
+    menus_[key] = submenu;
+    return submenu;
+  };
+  for (const Command& command : Commands()) {
+    if (command.menu.starts_with(kViewerMenu)) continue;
+    QMenu* menu = menu_for(command.menu);
+    if (command.id == 0) {
+      menu->addSeparator();
+    } else if (command.id == kCmdRecentFirst) {
+      recent_menu_ = menu->addMenu(FromUtf8(command.text));
+    } else {
+      menu->addAction(actions_.at(command.id));
+    }
+  }
+}
+
+void MainFrame::BuildToolBar() {
+  tool_bar_ = addToolBar(tr("Tool Bar"));
+  tool_bar_->setObjectName("ToolBar");
+  for (const Command& command : Commands()) {
+    if (command.on_tool_bar && !command.menu.starts_with(kViewerMenu)) {
+      tool_bar_->addAction(actions_.at(command.id));
+    }
+  }
+}
+
+void MainFrame::BuildCentre() {
+  splitter_ = new QSplitter(Qt::Horizontal, this);
+  open_albums_ = new QListWidget(splitter_);
+  open_albums_->setObjectName("OpenAlbums");
+  open_albums_->setToolTip(tr("Open photo albums"));
+  stack_ = new QStackedWidget(splitter_);
+  pane_ = new QTextBrowser(stack_);
+  pane_->setObjectName("Pane");
+  pane_->setOpenLinks(false);
+  model_ = new AlbumModel(this);
+  view_ = new AlbumView(model_, stack_);
+  stack_->addWidget(pane_);
+  stack_->addWidget(view_);
+  splitter_->addWidget(open_albums_);
+  splitter_->addWidget(stack_);
+  operations_ = new AlbumOperations(runner_, this);
+  connect(operations_, &AlbumOperations::Failed, this, &MainFrame::ShowMessage);
+  connect(operations_, &AlbumOperations::Finished, this, &MainFrame::OnAlbumChanged);
+  connect(model_, &AlbumModel::MoveRequested, this,
+          [this](const std::vector<size_t>& positions, size_t before) {
+            operations_->Move(current_document(), positions, before);
+          });
+  connect(model_, &AlbumModel::AddRequested, this, [this](const QStringList& files, int position) {
+    operations_->Add(current_document(), files, position);
+  });
+  connect(model_, &AlbumModel::CopyRequested, this, [this](const ImageRef& ref, int position) {
+    operations_->CopyFrom(current_document(), FindDocument(ref.album), ref.files, position);
+  });
+  connect(view_, &AlbumView::RemoveRequested, this, [this] { RunCommand(kCmdRemoveFromAlbum); });
+  connect(view_, &AlbumView::OpenRequested, this, &MainFrame::ShowPhoto);
+  connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+          &MainFrame::UpdateActions);
+  connect(model_, &QAbstractItemModel::modelReset, this, [this] {
+    connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &MainFrame::UpdateActions, Qt::UniqueConnection);
+  });
+  splitter_->setStretchFactor(1, 1);
+  setCentralWidget(splitter_);
+  connect(open_albums_, &QListWidget::currentRowChanged, this, [this](int row) {
+    if (row != current_ && row >= 0) SetCurrent(row);
+  });
+}
+
+void MainFrame::RestoreLayout() {
+  settings::SettingsBackend& backend = *user_->backend;
+  const settings::WindowLayout frame = settings::LoadLayout(backend, settings::kLayoutFramePrefix);
+  resize(900, 640);
+  if (frame.placement) {
+    const settings::LayoutRect& r = frame.placement->normal_position;
+    const QRect rect(r.left, r.top, r.right - r.left, r.bottom - r.top);
+    // A placement on a screen that is gone would hide the window.
+    const QScreen* screen = QGuiApplication::screenAt(rect.center());
+    if (rect.width() > 100 && rect.height() > 100 && screen)
+      setGeometry(rect);
+    else if (rect.width() > 100 && rect.height() > 100)
+      resize(rect.size());
+    setProperty("quorvaneMaximized", frame.placement->show_cmd == kShowMaximized);
+  }
+  const settings::WindowLayout rebar = settings::LoadLayout(backend, settings::kLayoutRebarPrefix);
+  if (rebar.bands) {
+    const bool shown =
+        std::any_of(rebar.bands->begin(), rebar.bands->end(),
+                    [](const settings::RebarBand& b) { return b.id == kToolBarBandId; });
+    tool_bar_->setVisible(shown);
+  }
+  const settings::WindowLayout splitter =
+      settings::LoadLayout(backend, settings::kLayoutSplitterPrefix);
+  const int left = splitter.splitter_pos.value_or(220);
+  splitter_->setSizes({left, std::max(width() - left, 200)});
+}
+
+void MainFrame::ShowWithStoredPlacement() {
+  if (property("quorvaneMaximized").toBool()) {
+    showMaximized();
+  } else {
+    show();
+  }
+}
+
+void MainFrame::SaveLayoutAndSettings() {
+  if (layout_saved_) return;
+  layout_saved_ = true;
+  settings::SettingsBackend& backend = *user_->backend;
+  settings::WindowLayout frame;
+  settings::WindowPlacement placement;
+  const QRect normal = normalGeometry().isValid() ? normalGeometry() : geometry();
+  placement.show_cmd = isMaximized() ? kShowMaximized : kShowNormal;
+  placement.normal_position = {normal.left(), normal.top(), normal.right() + 1,
+                               normal.bottom() + 1};
+  frame.placement = placement;
+  settings::WindowLayout rebar;
+  rebar.bands.emplace();
+  if (tool_bar_->isVisible()) {
+    rebar.bands->push_back({kToolBarBandId, tool_bar_->width(), true});
+  }
+  settings::WindowLayout splitter;
+  splitter.splitter_pos = splitter_->sizes().value(0);
+  bool saved = settings::SaveLayout(backend, settings::kLayoutFramePrefix, frame) &&
+               settings::SaveLayout(backend, settings::kLayoutRebarPrefix, rebar) &&
+               settings::SaveLayout(backend, settings::kLayoutSplitterPrefix, splitter) &&
+               settings::SaveRecentDocuments(backend, recent_) && settings::SaveUserSettings(user_);
+  if (!saved) qWarning("quorvane: %s", backend.LastError().c_str());
+}
+
+void MainFrame::closeEvent(QCloseEvent* event) {
+  if (runner_->busy()) {
+    runner_->Cancel();
+    runner_->WaitUntilIdle();
+  }
+  for (auto& open : documents_) {
+    if (!ConfirmClose(open.get())) {
+      event->ignore();
+      return;
+    }
+  }
+  SaveLayoutAndSettings();
+  event->accept();
+}
+
+QAction* MainFrame::action(int id) const {
+  auto it = actions_.find(id);
+  return it == actions_.end() ? nullptr : it->second;
+}
+
+QMenu* MainFrame::top_menu(const QString& text) const {
+  auto it = menus_.find(text);
+  return it == menus_.end() ? nullptr : it->second;
+}
+
+AlbumDocument* MainFrame::current_document() const {
+  return current_ >= 0 ? documents_[static_cast<size_t>(current_)].get() : nullptr;
+}
+
+void MainFrame::UpdateActions() {
+  const bool idle = !runner_->busy();
+  AlbumDocument* document = current_document();
+  const bool has_album = document != nullptr;
+  // While a job runs it may be changing the album: nothing of it is read until it ends.
+  if (idle) setWindowTitle(FromUtf8(FrameTitle(document ? document->Title() : TitleState{})));
+  const bool writable = idle && has_album && !document->album().read_only();
+  const bool selection = has_album && view_->selectionModel()->hasSelection();
+  for (auto& [id, action] : actions_) {
+    bool enabled = IsAvailable(id) && idle;
+    switch (id) {
+      case kCmdSave:
+        enabled = enabled && writable && document->album().modified();
+        break;
+      case kCmdCloseAlbum:
+      case kCmdSelectAll:
+      case kCmdClearSelection:
+        enabled = enabled && has_album;
+        break;
+      case kCmdCopy:
+      case kCmdShowLarger:
+        enabled = enabled && selection;
+        break;
+      case kCmdRemoveFromAlbum:
+      case kCmdCut:
+        enabled = enabled && writable && selection;
+        break;
+      case kCmdPaste:
+        enabled = enabled && writable;
+        break;
+      case kCmdSaveAll:
+      case kCmdCloseAll:
+        enabled = enabled && !documents_.empty();
+        break;
+      case kCmdStatusBar:
+      case kCmdExit:
+      case kCmdAbout:
+        enabled = true;
+        break;
+      default:
+        if (imaging::FindEditCommand(id)) enabled = enabled && writable && selection;
+        break;
+    }
+    if (id != kCmdUndo && id != kCmdRedo) action->setEnabled(enabled);
+  }
+  for (QAction* entry : recent_menu_->actions()) entry->setEnabled(idle);
+  recent_menu_->setEnabled(!recent_.empty());
+  if (!idle) {
+    actions_.at(kCmdUndo)->setEnabled(false);
+    actions_.at(kCmdRedo)->setEnabled(false);
+    return;
+  }
+  const album::HistoryMenuItem undo =
+      has_album ? document->history().UndoMenu() : album::UndoMenuItem(std::nullopt);
+  const album::HistoryMenuItem redo =
+      has_album ? document->history().RedoMenu() : album::RedoMenuItem(std::nullopt);
+  for (const auto& [id, item] : {std::pair{kCmdUndo, undo}, std::pair{kCmdRedo, redo}}) {
+    QAction* entry = actions_.at(id);
+    entry->setText(FromUtf8(CommandLabel(item.text)));
+    entry->setEnabled(item.enabled);
+  }
+  open_albums_->blockSignals(true);
+  open_albums_->clear();
+  for (const auto& open : documents_) {
+    open_albums_->addItem(FromUtf8(FrameTitle(open->Title())).mid(QString("Quorvane - ").size()));
+  }
+  open_albums_->setCurrentRow(current_);
+  open_albums_->blockSignals(false);
+  stack_->setCurrentIndex(has_album ? 1 : 0);
+  if (!has_album) {
+    pane_->setHtml(QString("<h2>Quorvane</h2><p>%1</p>")
+                       .arg(tr("Open a photo album with File, Open Photo Album.")));
+  }
+}
+
+void MainFrame::OnAlbumChanged() {
+  if (runner_->busy()) return;  // the job's end brings this back
+  std::vector<size_t> keep = view_->SelectedPositions();
+  model_->Refresh();
+  for (size_t position : keep) {
+    if (position < static_cast<size_t>(model_->rowCount())) {
+      view_->selectionModel()->select(model_->index(static_cast<int>(position)),
+                                      QItemSelectionModel::Select);
+    }
+  }
+  UpdateActions();
+}
+
+AlbumDocument* MainFrame::FindDocument(const QString& location) const {
+  const std::string path = location.toStdString();
+  for (const auto& open : documents_) {
+    if (open->location() == path) return open.get();
+  }
+  return nullptr;
+}
+
+bool MainFrame::ConfirmClose(AlbumDocument* document) {
+  if (!document->album().modified() || document->album().read_only()) return true;
+  const QString question = tr("Save changes to \"%1\"?").arg(FromUtf8(document->album().title()));
+  const int answer =
+      ask_ ? ask_(question)
+           : QMessageBox::question(this, "Quorvane", question,
+                                   QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+  if (answer == QMessageBox::Cancel) return false;
+  if (answer != QMessageBox::Yes) return true;
+  // Closing waits for the save: the album must be on disk before it goes.
+  album::Album* target = &document->album();
+  bool saved = false;
+  runner_->Start(
+      tr("Saving..."),
+      [target](platform::ProgressSink&) {
+        return album::SaveAlbum(*target) ? platform::kOk : platform::kFailed;
+      },
+      [&saved](platform::ResultCode result) { saved = result == platform::kOk; });
+  runner_->WaitUntilIdle();
+  if (!saved) ShowMessage(FromUtf8(target->last_error()));
+  return saved;
+}
+
+void MainFrame::RunEdit(int id) {
+  const imaging::EditCommand* command = imaging::FindEditCommand(id);
+  AlbumDocument* document = current_document();
+  if (!command || !document) return;
+  imaging::EditValues values;
+  if (const imaging::EditParameterInfo* parameter =
+          imaging::FindEditParameter(command->parameter)) {
+    bool ok = false;
+    QString text;
+    if (parameter->kind == imaging::EditParameter::kSize) {
+      text = QInputDialog::getText(this, "Quorvane", FromUtf8(parameter->label), QLineEdit::Normal,
+                                   "800x600", &ok);
+    } else {
+      text = QString::number(QInputDialog::getDouble(this, "Quorvane", FromUtf8(parameter->label),
+                                                     parameter->initial, parameter->minimum,
+                                                     parameter->maximum, 2, &ok));
+    }
+    if (!ok) return;
+    std::string problem;
+    if (!imaging::ParseEditValue(*parameter, text.toStdString(), &values, &problem)) {
+      ShowMessage(FromUtf8(problem));
+      return;
+    }
+  }
+  operations_->Edit(document, id, view_->SelectedPositions(), values);
+}
+
+void MainFrame::Paste() {
+  AlbumDocument* document = current_document();
+  const QMimeData* clip = QGuiApplication::clipboard()->mimeData();
+  if (!document || !clip) return;
+  const int position = -1;
+  ImageRef ref;
+  if (clip->hasFormat(kImageRefFormat) && DecodeImageRef(clip->data(kImageRefFormat), &ref)) {
+    operations_->CopyFrom(document, FindDocument(ref.album), ref.files, position);
+    return;
+  }
+  if (clip->hasUrls()) {
+    QStringList files;
+    for (const QUrl& url : clip->urls()) {
+      if (url.isLocalFile()) files.push_back(url.toLocalFile());
+    }
+    operations_->Add(document, files, position);
+    return;
+  }
+  if (clip->hasImage()) {
+    // A picture on its own is added through a file, as any photo is.
+    const QString clip_file = QDir(QDir::tempPath()).filePath("clip.jpg");
+    if (!qvariant_cast<QImage>(clip->imageData()).save(clip_file, "JPEG", 95)) {
+      ShowMessage(tr("Unable to write %1").arg(clip_file));
+      return;
+    }
+    operations_->Add(document, {clip_file}, position, "Pasting Photo into Album...");
+  }
+}
+
+void MainFrame::Activate() {
+  if (isMinimized()) showNormal();
+  raise();
+  activateWindow();
+}
+
+void MainFrame::ShowMessage(const QString& text) {
+  // Not exec(): the window thread keeps running, and tests can find and close the box.
+  auto* box = new QMessageBox(QMessageBox::Warning, "Quorvane", text, QMessageBox::Ok, this);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->open();
+}
+
+void MainFrame::OpenAlbum(const QString& location) {
+  const std::string path = location.toStdString();
+  for (size_t i = 0; i < documents_.size(); ++i) {
+    if (documents_[i]->location() == path) {
+      SetCurrent(static_cast<int>(i));
+      emit AlbumOpened(location);
+      return;
+    }
+  }
+  if (runner_->busy()) {
+    pending_opens_.push_back(location);
+    return;
+  }
+  auto opened = std::make_shared<std::unique_ptr<AlbumDocument>>();
+  auto error = std::make_shared<std::string>();
+  const album::ThumbnailOptions thumbnails = ThumbnailOptionsFrom(user_->settings);
+  runner_->Start(
+      tr("Opening %1...").arg(location),
+      [path, thumbnails, opened, error](platform::ProgressSink&) {
+        *opened = AlbumDocument::Open(path, thumbnails, error.get());
+        return *opened ? platform::kOk : platform::kFailed;
+      },
+      [this, location, opened, error](platform::ResultCode result) {
+        if (result != platform::kOk) {
+          ShowMessage(FromUtf8(*error));
+          emit AlbumOpenFailed(location, FromUtf8(*error));
+          return;
+        }
+        Adopt(std::move(*opened));
+        statusBar()->showMessage(tr("Opened %1").arg(location), 5000);
+        emit AlbumOpened(location);
+      });
+}
+
+void MainFrame::Adopt(std::unique_ptr<AlbumDocument> document) {
+  documents_.push_back(std::move(document));
+  // Album edits push from their worker: the frame hears of it on the window thread.
+  documents_.back()->history().set_on_changed([this] {
+    QMetaObject::invokeMethod(this, &MainFrame::OnAlbumChanged, Qt::QueuedConnection);
+  });
+  AddRecent(documents_.back()->location());
+  SetCurrent(static_cast<int>(documents_.size()) - 1);
+}
+
+PhotoViewer* MainFrame::photo_viewer() const { return viewer_.data(); }
+
+void MainFrame::ShowPhoto(int row) {
+  AlbumDocument* document = current_document();
+  if (!document || runner_->busy() || row < 0) return;
+  album::Album& album = document->album();
+  std::vector<PhotoViewer::Photo> photos;
+  for (const album::AlbumPhoto& photo : album.photos()) {
+    photos.push_back({QString::fromStdString(album.store().LocalPath(photo.image_file).string()),
+                      FromUtf8(photo.image_file)});
+  }
+  if (row >= static_cast<int>(photos.size())) return;
+  delete viewer_;
+  viewer_ = new PhotoViewer(std::move(photos), row, this);
+  viewer_->setAttribute(Qt::WA_DeleteOnClose);
+  viewer_->show();
+}
+
+void MainFrame::ShowAlbumList() {
+  auto* dialog = new AlbumListDialog(user_->settings.myphotoalbums_path,
+                                     user_->settings.app_openalbumsorttype.value_or(0), this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  std::vector<std::string> open;
+  for (const auto& document : documents_) open.push_back(document->location());
+  dialog->set_open_albums(open, [this](const std::string& path) {
+    for (size_t i = 0; i < documents_.size(); ++i) {
+      if (documents_[i]->location() != path) continue;
+      // The album is about to be deleted: its changes have nowhere to go.
+      if (current_document() == documents_[i].get()) model_->SetDocument(nullptr);
+      documents_.erase(documents_.begin() + static_cast<std::ptrdiff_t>(i));
+      SetCurrent(documents_.empty() ? -1 : 0);
+      return;
+    }
+  });
+  connect(dialog, &QDialog::finished, this, [this, dialog](int result) {
+    user_->settings.app_openalbumsorttype = dialog->sort_order();
+    if (result == QDialog::Accepted && !dialog->chosen().empty()) {
+      OpenAlbum(FromUtf8(dialog->chosen()));
+    }
+  });
+  dialog->open();
+}
+
+void MainFrame::ShowNewAlbum() {
+  auto* dialog = new NewAlbumDialog(this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  connect(dialog, &QDialog::accepted, this, [this, dialog] {
+    const album::NewAlbumValues values = dialog->values();
+    const std::filesystem::path library = user_->settings.myphotoalbums_path;
+    auto made = std::make_shared<std::unique_ptr<album::Album>>();
+    auto folder = std::make_shared<std::filesystem::path>();
+    auto error = std::make_shared<std::string>();
+    const album::ThumbnailOptions thumbnails = ThumbnailOptionsFrom(user_->settings);
+    runner_->Start(
+        tr("Creating album..."),
+        [values, library, made, folder, error, thumbnails](platform::ProgressSink&) {
+          *made = album::CreateAlbum(library, values, folder.get(), error.get());
+          if (*made) (*made)->set_thumbnail_options(thumbnails);
+          return *made ? platform::kOk : platform::kFailed;
+        },
+        [this, made, folder, error](platform::ResultCode result) {
+          if (result != platform::kOk) {
+            ShowMessage(FromUtf8(*error));
+            return;
+          }
+          Adopt(std::make_unique<AlbumDocument>(std::move(*made), folder->string()));
+        });
+  });
+  dialog->open();
+}
+
+void MainFrame::OpenNextPending() {
+  if (pending_opens_.empty() || runner_->busy()) return;
+  const QString next = pending_opens_.front();
+  pending_opens_.erase(pending_opens_.begin());
+  OpenAlbum(next);
+}
+
+void MainFrame::SetCurrent(int index) {
+  current_ = index;
+  model_->SetDocument(current_document());
+  UpdateActions();
+}
+
+void MainFrame::AddRecent(const std::string& location) {
+  recent_.erase(std::remove(recent_.begin(), recent_.end(), location), recent_.end());
+  recent_.insert(recent_.begin(), location);
+  if (recent_.size() > kRecentAlbumCount) recent_.resize(kRecentAlbumCount);
+  // Kept at once, so a crash or a second program does not lose it.
+  if (!settings::SaveRecentDocuments(*user_->backend, recent_)) {
+    statusBar()->showMessage(FromUtf8(user_->backend->LastError()), 5000);
+  }
+  RebuildRecentMenu();
+}
+
+void MainFrame::RebuildRecentMenu() {
+  recent_menu_->clear();
+  for (size_t i = 0; i < recent_.size(); ++i) {
+    const int id = kCmdRecentFirst + static_cast<int>(i);
+    QAction* entry =
+        recent_menu_->addAction(FromUtf8(RecentAlbumText(static_cast<int>(i), recent_[i])));
+    entry->setData(id);
+    connect(entry, &QAction::triggered, this, [this, id] { RunCommand(id); });
+  }
+  recent_menu_->setEnabled(!recent_.empty());
+}
+
+void MainFrame::CloseCurrent() {
+  if (current_ < 0 || !ConfirmClose(current_document())) return;
+  model_->SetDocument(nullptr);
+  documents_.erase(documents_.begin() + current_);
+  SetCurrent(documents_.empty() ? -1 : std::min<int>(current_, document_count() - 1));
+}
+
+void MainFrame::RunCommand(int id) {
+  if (QAction* entry = action(id); entry && !entry->isEnabled()) return;
+  if (runner_->busy()) return;
+  AlbumDocument* document = current_document();
+  if (id >= kCmdRecentFirst && id <= kCmdRecentLast) {
+    const size_t index = static_cast<size_t>(id - kCmdRecentFirst);
+    if (index < recent_.size()) OpenAlbum(FromUtf8(recent_[index]));
+    return;
+  }
+  switch (id) {
+    case kCmdOpenAlbum:
+    case kCmdMyAlbums:
+      ShowAlbumList();
+      return;
+    case kCmdNewAlbum:
+      ShowNewAlbum();
+      return;
+    case kCmdOpenArchive: {
+      const QString file = QFileDialog::getOpenFileName(
+          this, tr("Open Quorvane Archive"), FromUtf8(user_->settings.myphotoalbums_path),
+          tr("Quorvane Archives (*.qvo)"));
+      if (!file.isEmpty()) OpenAlbum(file);
+      return;
+    }
+    case kCmdSave:
+    case kCmdSaveAll: {
+      std::vector<album::Album*> albums;
+      for (auto& open : documents_) {
+        if ((id == kCmdSaveAll || open.get() == document) && open->album().modified() &&
+            !open->album().read_only()) {
+          albums.push_back(&open->album());
+        }
+      }
+      if (albums.empty()) return;
+      auto failures = std::make_shared<std::vector<std::string>>();
+      runner_->Start(
+          tr("Saving..."),
+          [albums, failures](platform::ProgressSink& progress) {
+            for (size_t i = 0; i < albums.size(); ++i) {
+              progress.SetPosition(static_cast<int64_t>(i), static_cast<int64_t>(albums.size()));
+              if (!album::SaveAlbum(*albums[i])) failures->push_back(albums[i]->last_error());
+            }
+            return failures->empty() ? platform::kOk : platform::kFailed;
+          },
+          [this, failures](platform::ResultCode) {
+            for (const std::string& failure : *failures) ShowMessage(FromUtf8(failure));
+            if (failures->empty()) statusBar()->showMessage(tr("Saved"), 3000);
+          });
+      return;
+    }
+    case kCmdCloseAlbum:
+      CloseCurrent();
+      return;
+    case kCmdCloseAll:
+      for (auto& open : documents_) {
+        if (!ConfirmClose(open.get())) return;
+      }
+      model_->SetDocument(nullptr);
+      documents_.clear();
+      SetCurrent(-1);
+      return;
+    case kCmdRemoveFromAlbum:
+      operations_->Remove(document, view_->SelectedPositions());
+      return;
+    case kCmdCopy:
+    case kCmdCut:
+      QGuiApplication::clipboard()->setMimeData(model_->MimeDataFor(view_->SelectedPositions()));
+      if (id == kCmdCut) operations_->Remove(document, view_->SelectedPositions());
+      return;
+    case kCmdPaste:
+      Paste();
+      return;
+    case kCmdShowLarger:
+      if (!view_->SelectedPositions().empty()) {
+        ShowPhoto(static_cast<int>(view_->SelectedPositions().front()));
+      }
+      return;
+    case kCmdSelectAll:
+      view_->selectAll();
+      return;
+    case kCmdClearSelection:
+      view_->clearSelection();
+      return;
+    case kCmdExit:
+      close();
+      return;
+    case kCmdUndo:
+      if (document && !document->history().Undo(document->album()) &&
+          !document->album().last_error().empty()) {
+        ShowMessage(FromUtf8(document->album().last_error()));
+      }
+      UpdateActions();
+      return;
+    case kCmdRedo:
+      if (document && !document->history().Redo(document->album()) &&
+          !document->album().last_error().empty()) {
+        ShowMessage(FromUtf8(document->album().last_error()));
+      }
+      UpdateActions();
+      return;
+    case kCmdStatusBar:
+      statusBar()->setVisible(actions_.at(kCmdStatusBar)->isChecked());
+      return;
+    case kCmdAbout: {
+      auto* box = new QMessageBox(
+          QMessageBox::Information, "Quorvane",
+          tr("Quorvane %1\nA photo album manager.").arg(QApplication::applicationVersion()),
+          QMessageBox::Ok, this);
+      box->setAttribute(Qt::WA_DeleteOnClose);
+      box->open();
+      return;
+    }
+    default:
+      if (imaging::FindEditCommand(id)) {
+        RunEdit(id);
+        return;
+      }
+      statusBar()->showMessage(tr("This command is not available in this version."), 5000);
+      return;
+  }
+}
+
+}  // namespace quorvane::app

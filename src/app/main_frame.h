@@ -1,0 +1,138 @@
+// The program's one top-level window: menus, tool bar and status bar built from the command
+// table, the open albums and which is current, the title rule, recent albums, the Undo/Redo
+// texts of the current album's history, and the window layout kept in the settings. Commands
+// from every entry point (menus, shortcuts, tool bar, pane links) arrive in RunCommand.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QMainWindow>
+#include <QPointer>
+
+class QAction;
+class QListWidget;
+class QStackedWidget;
+class QMenu;
+class QSplitter;
+class QTextBrowser;
+class QToolBar;
+
+namespace quorvane::settings {
+struct UserSettings;
+}
+
+namespace quorvane::app {
+
+class AlbumDocument;
+class AlbumModel;
+class AlbumOperations;
+class AlbumView;
+class PhotoViewer;
+class JobRunner;
+
+class MainFrame : public QMainWindow {
+  Q_OBJECT
+ public:
+  // `user` (the loaded settings and their store) outlives the frame. The window layout is
+  // restored from it here; the layout, the recent albums and the settings are written back
+  // when the frame closes.
+  explicit MainFrame(settings::UserSettings* user, QWidget* parent = nullptr);
+  ~MainFrame() override;
+
+  // Shows the window as the stored placement says (maximised, or at its normal rectangle).
+  void ShowWithStoredPlacement();
+
+  // Opens the album folder or archive at `location` on a worker and makes it current; an
+  // album already open just becomes current. Failures are told in a "Quorvane" message box.
+  // Requests arriving while a job runs wait for it.
+  void OpenAlbum(const QString& location);
+
+  // Runs the command `id` as if its menu entry had been chosen; nothing when it is disabled.
+  void RunCommand(int id);
+
+  // The menu-bar action of a command id (null when the table has none).
+  QAction* action(int id) const;
+  QMenu* top_menu(const QString& text) const;
+  JobRunner* job_runner() const { return runner_; }
+  AlbumDocument* current_document() const;
+  int document_count() const { return static_cast<int>(documents_.size()); }
+  const std::vector<std::string>& recent_albums() const { return recent_; }
+  AlbumView* album_view() const { return view_; }
+  AlbumModel* album_model() const { return model_; }
+  PhotoViewer* photo_viewer() const;
+  // The open album at `location`, or null.
+  AlbumDocument* FindDocument(const QString& location) const;
+
+  // Asked before an album with unsaved changes closes: QMessageBox::Yes (save, then close),
+  // No (close without saving) or Cancel. A message box unless replaced.
+  using SaveQuestion = std::function<int(const QString& question)>;
+  void set_save_question(SaveQuestion ask) { ask_ = std::move(ask); }
+
+ public slots:
+  // Re-reads everything the menus, title and tool bar show from the current state: the one
+  // place where commands are enabled and disabled.
+  void UpdateActions();
+  // Brings the window to the front (a second start asked for it).
+  void Activate();
+
+ signals:
+  // An album finished opening (or failed to); for the views and for tests.
+  void AlbumOpened(const QString& location);
+  void AlbumOpenFailed(const QString& location, const QString& error);
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void BuildActions();
+  void BuildMenus();
+  void BuildToolBar();
+  void BuildCentre();
+  void RestoreLayout();
+  void SaveLayoutAndSettings();
+  void RebuildRecentMenu();
+  void AddRecent(const std::string& location);
+  void SetCurrent(int index);
+  void CloseCurrent();
+  void ShowMessage(const QString& text);
+  void OpenNextPending();
+  // The current album changed (a job ended, a move, undo or redo).
+  void OnAlbumChanged();
+  // Asks about unsaved changes of `document`; true when it may close (saved or not).
+  bool ConfirmClose(AlbumDocument* document);
+  void RunEdit(int id);
+  void ShowAlbumList();
+  // Opens the photo window on photo `row` of the current album.
+  void ShowPhoto(int row);
+  void ShowNewAlbum();
+  // Makes `document` (just opened or created) an open album and the current one.
+  void Adopt(std::unique_ptr<AlbumDocument> document);
+  void Paste();
+
+  settings::UserSettings* user_;
+  JobRunner* runner_;
+  std::vector<std::unique_ptr<AlbumDocument>> documents_;
+  int current_ = -1;
+  std::map<int, QAction*> actions_;
+  std::map<QString, QMenu*> menus_;
+  QMenu* recent_menu_ = nullptr;
+  QToolBar* tool_bar_ = nullptr;
+  QSplitter* splitter_ = nullptr;
+  QListWidget* open_albums_ = nullptr;
+  QTextBrowser* pane_ = nullptr;
+  QStackedWidget* stack_ = nullptr;
+  AlbumModel* model_ = nullptr;
+  AlbumView* view_ = nullptr;
+  AlbumOperations* operations_ = nullptr;
+  QPointer<PhotoViewer> viewer_;
+  SaveQuestion ask_;
+  std::vector<std::string> recent_;
+  std::vector<QString> pending_opens_;
+  bool layout_saved_ = false;
+};
+
+}  // namespace quorvane::app

@@ -1,0 +1,375 @@
+#include "app/photo_viewer.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include <QAction>
+#include <QActionGroup>
+#include <QContextMenuEvent>
+#include <QInputDialog>
+#include <QLabel>
+#include <QMenu>
+#include <QMessageBox>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScrollArea>
+#include <QToolBar>
+#include <QVBoxLayout>
+
+#include "app/command_table.h"
+#include "app/job_runner.h"
+#include "app/qt_image.h"
+#include "imaging/edit_commands.h"
+#include "imaging/viewer_document.h"
+
+namespace quorvane::app {
+namespace {
+
+QString FromUtf8(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+// The header's layout; the placeholders are filled for each photo.
+constexpr char kHeaderTemplate[] =
+    "<b>Photo {PHOTO_INDEX} of {PHOTO_COUNT}</b><br>"
+    "File&nbsp;name:&nbsp;%1<br>Actual&nbsp;size:&nbsp;%2x%3<br>"
+    "Display&nbsp;size:&nbsp;%4x%5";
+
+int ZoomOf(int id) {
+  switch (id) {
+    case kCmdZoom25:
+      return 25;
+    case kCmdZoom50:
+      return 50;
+    case kCmdZoom75:
+      return 75;
+    case kCmdZoom100:
+      return 100;
+    case kCmdZoom150:
+      return 150;
+    case kCmdZoom200:
+      return 200;
+    case kCmdZoom300:
+      return 300;
+    default:
+      return -1;
+  }
+}
+
+}  // namespace
+
+PhotoCanvas::PhotoCanvas(QWidget* parent) : QWidget(parent) { setMouseTracking(false); }
+
+void PhotoCanvas::SetImage(const QImage& image) {
+  image_ = image;
+  ClearSelection();
+}
+
+void PhotoCanvas::SetZoom(int percent, QSize fit_into) {
+  zoom_ = percent;
+  if (image_.isNull()) {
+    display_ = {};
+  } else if (percent == 0) {
+    display_ = image_.size();
+    // Fitting never enlarges: small photos stay sharp at their own size.
+    if (display_.width() > fit_into.width() || display_.height() > fit_into.height()) {
+      display_ = image_.size().scaled(fit_into, Qt::KeepAspectRatio);
+    }
+  } else {
+    display_ = image_.size() * percent / 100;
+  }
+  setFixedSize(display_.expandedTo(QSize(1, 1)));
+  update();
+}
+
+imaging::EditSelection PhotoCanvas::selection() const {
+  imaging::EditSelection selected;
+  if (selection_.isEmpty()) return selected;
+  selected.left = selection_.left();
+  selected.top = selection_.top();
+  selected.right = selection_.left() + selection_.width();
+  selected.bottom = selection_.top() + selection_.height();
+  selected.shape = static_cast<int32_t>(shape_);
+  return selected;
+}
+
+void PhotoCanvas::ClearSelection() {
+  selection_ = {};
+  update();
+}
+
+void PhotoCanvas::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::SmoothPixmapTransform);
+  if (!image_.isNull()) painter.drawImage(QRect(QPoint(0, 0), display_), image_);
+  if (selection_.isEmpty()) return;
+  painter.setPen(QPen(Qt::white, 1, Qt::DashLine));
+  painter.setBrush(Qt::NoBrush);
+  const QRect outline = selection_.adjusted(0, 0, -1, -1);
+  if (shape_ == imaging::SelectionShape::kEllipse) {
+    painter.drawEllipse(outline);
+  } else {
+    painter.drawRect(outline);
+  }
+}
+
+void PhotoCanvas::mousePressEvent(QMouseEvent* event) {
+  if (event->button() != Qt::LeftButton) return;
+  anchor_ = event->position().toPoint();
+  dragging_ = true;
+  selection_ = {};
+  update();
+}
+
+void PhotoCanvas::mouseMoveEvent(QMouseEvent* event) {
+  if (!dragging_) return;
+  // From the press point up to, not including, the pointer: a drag of 20 pixels selects 20.
+  const QPoint at = event->position().toPoint();
+  const QPoint top_left(std::min(anchor_.x(), at.x()), std::min(anchor_.y(), at.y()));
+  const QSize size(std::abs(at.x() - anchor_.x()), std::abs(at.y() - anchor_.y()));
+  selection_ = QRect(top_left, size) & QRect(QPoint(0, 0), display_);
+  update();
+}
+
+void PhotoCanvas::mouseReleaseEvent(QMouseEvent* event) {
+  if (event->button() != Qt::LeftButton || !dragging_) return;
+  mouseMoveEvent(event);
+  dragging_ = false;
+}
+
+PhotoViewer::PhotoViewer(std::vector<Photo> photos, int index, QWidget* parent)
+    : QWidget(parent, Qt::Window), photos_(std::move(photos)), runner_(new JobRunner(this)) {
+  setObjectName("PhotoViewer");
+  setWindowTitle("Quorvane");
+  header_ = new QLabel(this);
+  header_->setTextFormat(Qt::RichText);
+  header_->setObjectName("PhotoHeader");
+  scroll_ = new QScrollArea(this);
+  scroll_->setAlignment(Qt::AlignCenter);
+  canvas_ = new PhotoCanvas(scroll_);
+  scroll_->setWidget(canvas_);
+  auto* tools = new QToolBar(this);
+  BuildActions();
+  tools->addAction(actions_.at(kCmdPreviousPhoto));
+  tools->addAction(actions_.at(kCmdNextPhoto));
+  tools->addSeparator();
+  tools->addAction(rectangle_);
+  tools->addAction(ellipse_);
+  tools->addSeparator();
+  tools->addAction(actions_.at(kCmdUndo));
+  tools->addAction(actions_.at(kCmdRedo));
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->addWidget(tools);
+  layout->addWidget(header_);
+  layout->addWidget(scroll_, 1);
+  resize(800, 600);
+  connect(runner_, &JobRunner::BusyChanged, this, &PhotoViewer::UpdateActions);
+  ShowPhoto(index);
+}
+
+PhotoViewer::~PhotoViewer() { runner_->WaitUntilIdle(); }
+
+void PhotoViewer::BuildActions() {
+  auto add = [this](int id, const QString& text, const QString& shortcut = {}) {
+    auto* action = new QAction(text, this);
+    if (!shortcut.isEmpty()) action->setShortcut(QKeySequence(shortcut));
+    action->setShortcutContext(Qt::WindowShortcut);
+    connect(action, &QAction::triggered, this, [this, id] { RunCommand(id); });
+    addAction(action);
+    actions_[id] = action;
+  };
+  for (const Command& command : Commands()) {
+    if (command.id > 0 && command.menu.starts_with(kViewerMenu) && command.id != kCmdCrop) {
+      add(command.id, FromUtf8(CommandLabel(command.text)));
+    }
+  }
+  actions_.at(kCmdPreviousPhoto)->setShortcut(QKeySequence(Qt::Key_PageUp));
+  actions_.at(kCmdNextPhoto)->setShortcut(QKeySequence(Qt::Key_PageDown));
+  for (const imaging::EditCommand& edit : imaging::kEditCommands) {
+    add(edit.id, FromUtf8(edit.menu_text.empty() ? edit.tool_tip : edit.menu_text));
+  }
+  add(kCmdUndo, "&Undo", "Ctrl+Z");
+  add(kCmdRedo, "&Redo", "Ctrl+Shift+Z");
+  auto* shapes = new QActionGroup(this);
+  rectangle_ = new QAction(tr("Rectangle Selection"), shapes);
+  ellipse_ = new QAction(tr("Ellipse Selection"), shapes);
+  for (QAction* shape : {rectangle_, ellipse_}) shape->setCheckable(true);
+  rectangle_->setChecked(true);
+  connect(rectangle_, &QAction::triggered, this,
+          [this] { canvas_->SetShape(imaging::SelectionShape::kRectangle); });
+  connect(ellipse_, &QAction::triggered, this,
+          [this] { canvas_->SetShape(imaging::SelectionShape::kEllipse); });
+}
+
+QAction* PhotoViewer::action(int id) const {
+  auto it = actions_.find(id);
+  return it == actions_.end() ? nullptr : it->second;
+}
+
+void PhotoViewer::ShowPhoto(int index) {
+  if (index < 0 || index >= static_cast<int>(photos_.size()) || runner_->busy()) return;
+  index_ = index;
+  auto loaded = std::make_shared<image::Image>();
+  auto converted = std::make_shared<QImage>();
+  const std::string path = photos_[static_cast<size_t>(index)].path.toStdString();
+  runner_->Start(
+      tr("Loading image from album..."),
+      [path, loaded, converted](platform::ProgressSink&) {
+        if (!loaded->Load(path)) return platform::kFailed;
+        *converted = ToQImage(*loaded);
+        return platform::kOk;
+      },
+      [this, index, loaded, converted](platform::ResultCode result) {
+        if (result != platform::kOk) {
+          document_.reset();
+          Install({});
+          header_->setText(tr("Unable to load %1").arg(photos_[static_cast<size_t>(index)].name));
+          emit PhotoShown(index);
+          return;
+        }
+        document_ = std::make_unique<imaging::ViewerDocument>(std::move(*loaded));
+        Install(*converted);
+        emit PhotoShown(index);
+      });
+}
+
+void PhotoViewer::Install(const QImage& image) {
+  shown_ = image;
+  canvas_->SetImage(image);
+  canvas_->SetZoom(zoom_, scroll_->viewport()->size());
+  UpdateHeader();
+  UpdateActions();
+}
+
+QString PhotoViewer::header() const { return header_->text(); }
+
+void PhotoViewer::UpdateHeader() {
+  if (index_ < 0) return;
+  QString text = QString(kHeaderTemplate)
+                     .arg(photos_[static_cast<size_t>(index_)].name.toHtmlEscaped())
+                     .arg(shown_.width())
+                     .arg(shown_.height())
+                     .arg(canvas_->display_size().width())
+                     .arg(canvas_->display_size().height());
+  text.replace("{PHOTO_INDEX}", QString::number(index_ + 1));
+  text.replace("{PHOTO_COUNT}", QString::number(photos_.size()));
+  header_->setText(text);
+}
+
+void PhotoViewer::UpdateActions() {
+  const bool idle = !runner_->busy();
+  for (auto& [id, entry] : actions_) entry->setEnabled(idle && document_ != nullptr);
+  actions_.at(kCmdPreviousPhoto)->setEnabled(idle && index_ > 0);
+  actions_.at(kCmdNextPhoto)->setEnabled(idle && index_ + 1 < static_cast<int>(photos_.size()));
+  if (!document_) return;
+  const album::HistoryMenuItem undo = document_->history().UndoMenu();
+  const album::HistoryMenuItem redo = document_->history().RedoMenu();
+  actions_.at(kCmdUndo)->setText(FromUtf8(CommandLabel(undo.text)));
+  actions_.at(kCmdUndo)->setEnabled(idle && undo.enabled);
+  actions_.at(kCmdRedo)->setText(FromUtf8(CommandLabel(redo.text)));
+  actions_.at(kCmdRedo)->setEnabled(idle && redo.enabled);
+}
+
+void PhotoViewer::RunCommand(int id) {
+  if (runner_->busy()) return;
+  if (const int percent = ZoomOf(id); percent > 0 || id == kCmdMyAlbums) {
+    zoom_ = percent > 0 ? percent : 0;  // 32849 here is "Fit in Window"
+    canvas_->SetZoom(zoom_, scroll_->viewport()->size());
+    UpdateHeader();
+    return;
+  }
+  switch (id) {
+    case kCmdNextPhoto:
+      ShowPhoto(index_ + 1);
+      return;
+    case kCmdPreviousPhoto:
+      ShowPhoto(index_ - 1);
+      return;
+    case kCmdUndo:
+    case kCmdRedo:
+      if (document_ && (id == kCmdUndo ? document_->Undo() : document_->Redo())) {
+        Install(ToQImage(document_->image()));
+      }
+      return;
+    default:
+      RunEdit(id);
+  }
+}
+
+void PhotoViewer::RunEdit(int id) {
+  const imaging::EditCommand* command = imaging::FindEditCommand(id);
+  if (!command || !document_) return;
+  imaging::EditValues values;
+  if (const imaging::EditParameterInfo* parameter =
+          imaging::FindEditParameter(command->parameter)) {
+    bool ok = false;
+    const QString text = parameter->kind == imaging::EditParameter::kSize
+                             ? QInputDialog::getText(this, "Quorvane", FromUtf8(parameter->label),
+                                                     QLineEdit::Normal, "800x600", &ok)
+                             : QString::number(QInputDialog::getDouble(
+                                   this, "Quorvane", FromUtf8(parameter->label), parameter->initial,
+                                   parameter->minimum, parameter->maximum, 2, &ok));
+    std::string problem;
+    if (!ok || !imaging::ParseEditValue(*parameter, text.toStdString(), &values, &problem)) {
+      if (!problem.empty()) QMessageBox::warning(this, "Quorvane", FromUtf8(problem));
+      return;
+    }
+  }
+  const imaging::EditSelection selection = canvas_->selection();
+  const QSize display = canvas_->display_size();
+  imaging::ViewerDocument* document = document_.get();
+  auto converted = std::make_shared<QImage>();
+  runner_->Start(
+      FromUtf8(command->progress_text),
+      [document, command, values, selection, display, converted](platform::ProgressSink& progress) {
+        const platform::ResultCode code = document->RunEdit(
+            *command, values, selection, {display.width(), display.height()}, progress);
+        if (code == platform::kOk) *converted = ToQImage(document->image());
+        return code;
+      },
+      [this, id, converted](platform::ResultCode result) {
+        if (result == platform::kOk) {
+          Install(*converted);
+        } else if (result == platform::kFailed) {
+          QMessageBox::warning(this, "Quorvane", FromUtf8(document_->last_error()));
+        }
+        emit EditFinished(id, result);
+      });
+}
+
+void PhotoViewer::contextMenuEvent(QContextMenuEvent* event) {
+  QMenu menu(this);
+  std::map<QString, QMenu*> submenus;
+  for (const Command& command : Commands()) {
+    if (!command.menu.starts_with(kViewerMenu)) continue;
+    QMenu* target = &menu;
+    if (command.menu != kViewerMenu) {
+      const QString name = FromUtf8(command.menu.substr(kViewerMenu.size() + 1));
+      if (!submenus.count(name)) submenus[name] = menu.addMenu(name);
+      target = submenus[name];
+    }
+    if (command.id == 0) {
+      target->addSeparator();
+    } else if (QAction* entry = action(command.id)) {
+      target->addAction(entry);
+    }
+  }
+  QMenu* edits = menu.addMenu(tr("&Edit Photo"));
+  for (const imaging::EditCommand& edit : imaging::kEditCommands) {
+    if (edit.id != kCmdCrop) edits->addAction(action(edit.id));
+  }
+  menu.addAction(action(kCmdUndo));
+  menu.addAction(action(kCmdRedo));
+  menu.exec(event->globalPos());
+}
+
+void PhotoViewer::resizeEvent(QResizeEvent* event) {
+  QWidget::resizeEvent(event);
+  if (zoom_ == 0) {
+    canvas_->SetZoom(0, scroll_->viewport()->size());
+    UpdateHeader();
+  }
+}
+
+}  // namespace quorvane::app

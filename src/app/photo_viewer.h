@@ -1,0 +1,112 @@
+// The photo window: one photo of an album at a zoom level (fit, or 25% to 300%), previous and
+// next, a rectangle or ellipse selection drawn with the mouse, the photo edits with the
+// window's own history and Undo/Redo texts, crop, and the header with the photo's number,
+// file name and sizes. It works on a snapshot of the album's photo files, never on the album
+// itself, and decodes and edits on workers.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include <QImage>
+#include <QWidget>
+
+#include "imaging/edit_selection.h"
+
+class QAction;
+class QLabel;
+class QScrollArea;
+
+namespace quorvane::imaging {
+class ViewerDocument;
+}
+
+namespace quorvane::app {
+
+class JobRunner;
+
+// The photo, drawn at the zoom, and the selection the mouse draws on it.
+class PhotoCanvas : public QWidget {
+  Q_OBJECT
+ public:
+  explicit PhotoCanvas(QWidget* parent);
+  void SetImage(const QImage& image);
+  // 0 fits the photo into `fit_into`; otherwise a percentage.
+  void SetZoom(int percent, QSize fit_into);
+  int zoom() const { return zoom_; }
+  // The size the photo is drawn at.
+  QSize display_size() const { return display_; }
+  void SetShape(imaging::SelectionShape shape) { shape_ = shape; }
+  // In display pixels; empty when nothing is selected.
+  imaging::EditSelection selection() const;
+  void ClearSelection();
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+
+ private:
+  QImage image_;
+  int zoom_ = 0;
+  QSize display_;
+  imaging::SelectionShape shape_ = imaging::SelectionShape::kRectangle;
+  QRect selection_;
+  QPoint anchor_;
+  bool dragging_ = false;
+};
+
+class PhotoViewer : public QWidget {
+  Q_OBJECT
+ public:
+  struct Photo {
+    QString path;  // where the photo's file can be read
+    QString name;  // its file name in the album
+  };
+  PhotoViewer(std::vector<Photo> photos, int index, QWidget* parent);
+  ~PhotoViewer() override;
+
+  // Shows photo `index` (decoded on a worker; PhotoShown follows).
+  void ShowPhoto(int index);
+  // Runs a command of the photo window's menu (zoom, previous/next, edits, crop, undo/redo).
+  void RunCommand(int id);
+  QAction* action(int id) const;
+  int index() const { return index_; }
+  QString header() const;
+  PhotoCanvas* canvas() const { return canvas_; }
+  JobRunner* job_runner() const { return runner_; }
+  // The image as the window's document holds it now (after edits).
+  QImage current_image() const { return shown_; }
+
+ signals:
+  void PhotoShown(int index);
+  void EditFinished(int id, unsigned result);
+
+ protected:
+  void contextMenuEvent(QContextMenuEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+
+ private:
+  void BuildActions();
+  void UpdateActions();
+  void UpdateHeader();
+  void Install(const QImage& image);
+  void RunEdit(int id);
+
+  std::vector<Photo> photos_;
+  int index_ = -1;
+  std::unique_ptr<imaging::ViewerDocument> document_;
+  QImage shown_;
+  QLabel* header_;
+  QScrollArea* scroll_;
+  PhotoCanvas* canvas_;
+  JobRunner* runner_;
+  std::map<int, QAction*> actions_;
+  QAction* rectangle_;
+  QAction* ellipse_;
+  int zoom_ = 0;
+};
+
+}  // namespace quorvane::app

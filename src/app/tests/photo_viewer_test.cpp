@@ -1,0 +1,96 @@
+// The photo window opened from the album view: zoom levels, previous/next with the header's
+// placeholders, an edit with the window's own Undo/Redo texts, and crop to the selection.
+#include "app/photo_viewer.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QSignalSpy>
+#include <QTest>
+
+#include "app/album_model.h"
+#include "app/album_view.h"
+#include "app/command_table.h"
+#include "app/job_runner.h"
+#include "app/main_frame.h"
+#include "app/tests/app_test_support.h"
+
+namespace quorvane::app {
+namespace {
+
+class PhotoWindow : public AppTest {
+ protected:
+  void SetUp() override {
+    AppTest::SetUp();
+    user_ = LoadSettings();
+    frame_ = std::make_unique<MainFrame>(&user_);
+    frame_->show();
+    QSignalSpy opened(frame_.get(), &MainFrame::AlbumOpened);
+    frame_->OpenAlbum(QString::fromStdString(MakeAlbum(dir_ / "library", "Views", 2).string()));
+    QTRY_COMPARE(opened.count(), 1);
+    // Enter on the first cell opens it, as a double-click does.
+    AlbumView* view = frame_->album_view();
+    view->setFocus();
+    view->setCurrentIndex(frame_->album_model()->index(0));
+    QTest::keyClick(view, Qt::Key_Return);
+    viewer_ = frame_->photo_viewer();
+    ASSERT_NE(viewer_, nullptr);
+    QTRY_VERIFY(!viewer_->current_image().isNull());
+    QTRY_VERIFY(!viewer_->job_runner()->busy());
+  }
+
+  void Run(int id) {
+    viewer_->RunCommand(id);
+    QTRY_VERIFY(!viewer_->job_runner()->busy());
+  }
+
+  settings::UserSettings user_;
+  std::unique_ptr<MainFrame> frame_;
+  PhotoViewer* viewer_ = nullptr;
+};
+
+TEST_F(PhotoWindow, ZoomAndPreviousNextFillTheHeader) {
+  EXPECT_TRUE(viewer_->header().contains("Photo 1 of 2"));
+  EXPECT_TRUE(viewer_->header().contains("File&nbsp;name:&nbsp;photo1.jpg"));
+  EXPECT_TRUE(viewer_->header().contains("Actual&nbsp;size:&nbsp;64x48"));
+  Run(kCmdZoom50);
+  EXPECT_EQ(viewer_->canvas()->display_size(), QSize(32, 24));
+  Run(kCmdZoom300);
+  EXPECT_EQ(viewer_->canvas()->display_size(), QSize(192, 144));
+  EXPECT_TRUE(viewer_->header().contains("Display&nbsp;size:&nbsp;192x144"));
+  EXPECT_FALSE(viewer_->action(kCmdPreviousPhoto)->isEnabled());
+  Run(kCmdNextPhoto);
+  EXPECT_TRUE(viewer_->header().contains("Photo 2 of 2"));
+  EXPECT_TRUE(viewer_->header().contains("photo2.jpg"));
+  EXPECT_FALSE(viewer_->action(kCmdNextPhoto)->isEnabled());
+  // The zoom stays when the photo changes.
+  EXPECT_EQ(viewer_->canvas()->display_size(), QSize(192, 144));
+}
+
+TEST_F(PhotoWindow, EditsHaveTheirOwnHistoryAndCropKeepsTheSelection) {
+  const QImage original = viewer_->current_image();
+  Run(32780);  // Flip Horizontal
+  EXPECT_EQ(viewer_->action(kCmdUndo)->text(), "&Undo Flip Horizonal");
+  EXPECT_NE(viewer_->current_image(), original);
+  // The album's history knows nothing of it.
+  EXPECT_EQ(frame_->action(kCmdUndo)->text(), "&Undo");
+  Run(kCmdUndo);
+  EXPECT_EQ(viewer_->current_image(), original);
+  EXPECT_EQ(viewer_->action(kCmdRedo)->text(), "&Redo Flip Horizonal");
+
+  Run(kCmdZoom100);
+  PhotoCanvas* canvas = viewer_->canvas();
+  QTest::mousePress(canvas, Qt::LeftButton, {}, QPoint(10, 5));
+  QTest::mouseMove(canvas, QPoint(30, 25));
+  QTest::mouseRelease(canvas, Qt::LeftButton, {}, QPoint(30, 25));
+  ASSERT_FALSE(canvas->selection().empty());
+  Run(kCmdCrop);
+  EXPECT_EQ(viewer_->current_image().size(), QSize(20, 20));
+  EXPECT_EQ(viewer_->action(kCmdUndo)->text(), "&Undo Crop");
+  // The new step dropped the redo branch.
+  EXPECT_EQ(viewer_->action(kCmdRedo)->text(), "&Redo");
+  EXPECT_FALSE(viewer_->action(kCmdRedo)->isEnabled());
+}
+
+}  // namespace
+}  // namespace quorvane::app
