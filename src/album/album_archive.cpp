@@ -435,10 +435,9 @@ std::unique_ptr<ArchiveReader> ArchiveReader::Judge(zip_t* zip, std::string labe
     }
     total += stat.size;
     if (!names.insert(name).second) return fail_entry(name, "has the same name as another entry");
-    reader->entries_.push_back({name, i, stat.size, stat.comp_method,
-                                static_cast<int64_t>(stat.mtime),
-                                (stat.valid & ZIP_STAT_MTIME) != 0,
-                                (stat.valid & ZIP_STAT_CRC) != 0 ? stat.crc : 0});
+    reader->entries_.push_back(
+        {name, i, stat.size, stat.comp_method, static_cast<int64_t>(stat.mtime),
+         (stat.valid & ZIP_STAT_MTIME) != 0, (stat.valid & ZIP_STAT_CRC) != 0 ? stat.crc : 0});
   }
   return reader;
 }
