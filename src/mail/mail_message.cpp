@@ -63,6 +63,22 @@ MailBodyPart::MailBodyPart(const MailBodyPart& other)
   for (const auto& child : other.children_) AppendChild(*child);
 }
 
+MailBodyPart::MailBodyPart(MailBodyPart&& other) noexcept
+    : file_path_(std::move(other.file_path_)),
+      title_(std::move(other.title_)),
+      content_type_(std::move(other.content_type_)),
+      charset_(std::move(other.charset_)),
+      content_base_(std::move(other.content_base_)),
+      content_id_(std::move(other.content_id_)),
+      content_location_(std::move(other.content_location_)),
+      text_(std::move(other.text_)),
+      children_(std::move(other.children_)),
+      parent_(other.parent_),
+      boundary_(std::move(other.boundary_)),
+      quoted_printable_(other.quoted_printable_) {
+  for (auto& child : children_) child->parent_ = this;
+}
+
 void MailBodyPart::SetPartText(std::string_view text) {
   // CRLF to LF, then lone CR to LF, then every LF to CRLF: one pass does all three.
   std::string out;

@@ -47,6 +47,8 @@ class MailBodyPart {
  public:
   MailBodyPart();
   MailBodyPart(const MailBodyPart& other);
+  // A move keeps the boundary: it is the same part in a new place.
+  MailBodyPart(MailBodyPart&& other) noexcept;
   MailBodyPart& operator=(const MailBodyPart&) = delete;
 
   // Stores `text` with every line end (CRLF, CR, LF) turned into CRLF.
@@ -117,6 +119,7 @@ class MailMessage {
   MailMessage() = default;
   MailMessage(const MailMessage&) = delete;
   MailMessage& operator=(const MailMessage&) = delete;
+  MailMessage(MailMessage&&) noexcept = default;
 
   void AddRecipient(MailAddress address, RecipientKind kind);
   int RecipientCount(RecipientKind kind) const;
