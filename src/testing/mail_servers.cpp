@@ -266,6 +266,7 @@ bool Pop3TestServer::Start(const fs::path& folder, std::string* error) {
           "disable_plaintext_auth = no\n"
           "auth_mechanisms = plain apop\n"
           "auth_failure_delay = 0\n"
+          "first_valid_uid = 1\n"
           "default_login_user = " +
           login_user +
           "\n"
