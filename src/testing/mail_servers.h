@@ -69,6 +69,8 @@ class SmtpTestServer {
 // The POP3 server, with USER/PASS and APOP for both accounts.
 class Pop3TestServer {
  public:
+  // Opens `folder` to the server's unprivileged users, which must also be able to pass through
+  // its parent folders: give it a test's temporary folder itself, not a folder inside one.
   bool Start(const std::filesystem::path& folder, std::string* error);
   uint16_t port() const { return port_; }
 
