@@ -15,6 +15,11 @@ borrowed=$(mktemp -d)
 trap 'rm -rf "$borrowed"' EXIT
 ln -s /usr/include/zip.h "$borrowed/zip.h"
 ln -s "$(dirname "$(find /usr/include -name zipconf.h | head -1)")/zipconf.h" "$borrowed/zipconf.h"
+# OpenSSL's headers (mail's TLS and MD5) likewise, with the few that the build configured.
+mkdir "$borrowed/openssl"
+ln -s /usr/include/openssl/*.h "$borrowed/openssl/"
+ln -sf "$(dirname "$(find /usr/include -path "*-linux-gnu/openssl/configuration.h" | head -1)")"/*.h \
+  "$borrowed/openssl/"
 check() {
   "$CXX" -std=c++20 -fsyntax-only -Werror -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor \
     -Wold-style-cast -Wcast-qual -Wundef -Isrc -idirafter "$borrowed" "$1"

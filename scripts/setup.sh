@@ -12,6 +12,9 @@ PACKAGES=(
   libjpeg62-turbo-dev libvips-dev libzip-dev zlib1g-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev python3 libvips-tools zip unzip
+  # mail: TLS and MD5 for the SMTP client; the loopback SMTP and POP3 servers the tests start
+  # in the foreground (their system services are not used) and the test certificate's maker
+  libssl-dev openssl exim4-daemon-light dovecot-pop3d
   # a font for the text drawn into pictures (placeholders)
   fonts-dejavu-core
   # the desktop's names for the user's folders (xdg-user-dir), which the album library follows

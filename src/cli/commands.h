@@ -35,6 +35,7 @@ std::string EditOperationsHelp();
 std::string EditUsageLine();
 std::string EditFileUsageLine();
 int RunLibraryCommand(std::span<const std::string> args);
+int RunMailCommand(std::span<const std::string> args);
 int RunPhotoCommand(std::span<const std::string> args);
 int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
@@ -74,6 +75,15 @@ inline constexpr Command kCommands[] = {
            "library delete <name> [--yes] [--library DIR]");
      },
      RunLibraryCommand},
+    {"mail",
+     [] {
+       return std::string(
+           "mail send --server HOST[:PORT] [--method 0..3] [--security none|starttls|tls] "
+           "[--user U] [--password-file F] [--pop3 HOST[:PORT]] [--pop3-user U] [--apop] "
+           "--from ADDR [--from-name NAME] --to ADDR [--to ADDR]... [--cc ADDR]... "
+           "[--bcc ADDR]... --subject S (--body TEXT | --body-file F) [--attach FILE]...");
+     },
+     RunMailCommand},
     {"photo",
      [] {
        return std::string(

@@ -46,6 +46,7 @@ constexpr SettingKey kKeys[] = {
     {"smtp.user", T::kText, &S::smtp_user},
     {"smtp.pass", T::kText, &S::smtp_pass},
     {"smtp.savepass", T::kBoolean, &S::smtp_savepass},
+    {"smtp.security", T::kText, &S::smtp_security},
     {"print.template_path", T::kText, &S::print_template_path},
     {"print.flags", T::kNumber, &S::print_flags},
 };

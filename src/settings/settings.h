@@ -64,6 +64,8 @@ struct Settings {
   std::string smtp_user;
   std::string smtp_pass;
   bool smtp_savepass = false;
+  // How the SMTP connection is protected: "none", "starttls" or "tls" (implicit, port 465).
+  std::string smtp_security = "none";
   std::string print_template_path;
   int32_t print_flags = 5;
   // Every stored value whose name begins with "options.", kept as stored.

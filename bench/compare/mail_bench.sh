@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# Sending a 20 MB attachment to an Exim on loopback: quorvane-cli mail send (which encodes the
+# attachment while it sends) beside msmtp handed the very message our client produced, already
+# encoded. Wall time and peak memory, the median of five interleaved runs each.
+# This is a measurement, not a test. Usage: bench/compare/mail_bench.sh [path/to/quorvane-cli]
+set -euo pipefail
+cli=${1:-build/release/src/cli/quorvane-cli}
+command -v msmtp >/dev/null || { echo "msmtp is not installed" >&2; exit 2; }
+work=$(mktemp -d)
+pid=""
+trap '[ -n "$pid" ] && kill "$pid"; rm -rf "$work"' EXIT
+port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
+user=$(id -un)
+mkdir -p "$work/spool"
+cat > "$work/exim.conf" <<CONF
+primary_hostname = bench.test
+spool_directory = $work/spool
+log_file_path = $work/%slog
+exim_user = $user
+exim_group = $(id -gn)
+never_users =
+keep_environment =
+queue_only = true
+local_interfaces = 127.0.0.1
+host_lookup =
+rfc1413_hosts =
+message_size_limit = 200M
+acl_smtp_rcpt = acl_rcpt
+begin acl
+acl_rcpt:
+  accept
+begin routers
+all:
+  driver = accept
+  transport = nowhere
+begin transports
+nowhere:
+  driver = appendfile
+  file = /dev/null
+CONF
+exim4 -C "$work/exim.conf" -bdf -oX "$port" >"$work/exim.out" 2>&1 &
+pid=$!
+for _ in $(seq 100); do (exec 3<>/dev/tcp/127.0.0.1/"$port") 2>/dev/null && break; sleep 0.05; done
+head -c 20000000 /dev/urandom > "$work/album.qvo"
+printf 'host 127.0.0.1\nport %s\nfrom ann@bench.test\nauth off\ntls off\n' "$port" > "$work/msmtprc"
+chmod 600 "$work/msmtprc"
+
+measure() {  # prints "seconds peak_kb"
+  /usr/bin/time -f '%e %M' -o "$work/time" "$@" >/dev/null 2>"$work/err" || { cat "$work/err" >&2; exit 1; }
+  cat "$work/time"
+}
+ours=() theirs=()
+for run in 1 2 3 4 5; do
+  ours+=("$(measure "$cli" mail send --server 127.0.0.1:"$port" --from ann@bench.test \
+      --to bob@bench.test --subject Album --body 'The album.' --attach "$work/album.qvo")")
+  if [ "$run" = 1 ]; then
+    id=$(ls "$work/spool/input" | sed -n 's/-H$//p' | head -1)
+    exim4 -C "$work/exim.conf" -Mvc "$id" > "$work/message"
+  fi
+  theirs+=("$(measure sh -c "msmtp -C '$work/msmtprc' bob@bench.test < '$work/message'")")
+done
+median() { printf '%s\n' "$@" | sort -n | sed -n 3p; }
+our_time=$(median "$(printf '%s\n' "${ours[@]}" | cut -d' ' -f1)")
+their_time=$(median "$(printf '%s\n' "${theirs[@]}" | cut -d' ' -f1)")
+our_mem=$(median "$(printf '%s\n' "${ours[@]}" | cut -d' ' -f2)")
+their_mem=$(median "$(printf '%s\n' "${theirs[@]}" | cut -d' ' -f2)")
+echo "20 MB attachment over loopback SMTP, median of 5:"
+echo "  quorvane-cli mail send: ${our_time} s, peak ${our_mem} kB (attachment 19532 kB)"
+echo "  msmtp (message ready):  ${their_time} s, peak ${their_mem} kB"
+echo "  time ratio ours/msmtp: $(python3 -c "print(round($our_time/max($their_time,0.01),2))")"

@@ -1,0 +1,189 @@
+// quorvane-cli mail send against the real loopback servers: what arrives, what the command
+// says when it fails, and that the password shows nowhere.
+#include <cstdlib>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "cli_test_fixture.h"
+#include "testing/mail_servers.h"
+
+namespace quorvane::testing {
+namespace {
+
+class CliMailTest : public CliTest {
+ protected:
+  static void SetUpTestSuite() {
+    folder_ = new TempDir;
+    smtp_ = new SmtpTestServer;
+    pop3_ = new Pop3TestServer;
+    std::string error;
+    if (!smtp_->Start(folder_->path() / "smtp", &error) ||
+        !pop3_->Start(folder_->path(), &error)) {
+      start_error_ = new std::string(error);
+    }
+  }
+  static void TearDownTestSuite() {
+    delete smtp_;
+    delete pop3_;
+    delete folder_;
+    delete start_error_;
+    start_error_ = nullptr;
+  }
+  void SetUp() override {
+    CliTest::SetUp();
+    ASSERT_EQ(start_error_, nullptr) << *start_error_;
+    WriteTextFile(dir_ / "password", std::string(kMailPassword) + "\n");
+    WriteTextFile(dir_ / "wrong", "not-the-password\n");
+    unsetenv("SSL_CERT_FILE");
+  }
+  void TearDown() override { unsetenv("SSL_CERT_FILE"); }
+
+  std::string Server(bool tls = false) const {
+    return "127.0.0.1:" + std::to_string(tls ? smtp_->tls_port() : smtp_->port());
+  }
+  std::string Pop3() const { return "127.0.0.1:" + std::to_string(pop3_->port()); }
+  std::vector<std::string> Base(const std::string& server) const {
+    return {"mail",      "send",
+            "--server",  server,
+            "--from",    "ann@example.test",
+            "--to",      "bob@example.test",
+            "--subject", "Album"};
+  }
+  static void ExpectNoPassword(const CliResult& result) {
+    EXPECT_EQ(result.out.find(kMailPassword), std::string::npos);
+    EXPECT_EQ(result.err.find(kMailPassword), std::string::npos);
+  }
+
+  static TempDir* folder_;
+  static SmtpTestServer* smtp_;
+  static Pop3TestServer* pop3_;
+  static std::string* start_error_;
+};
+TempDir* CliMailTest::folder_ = nullptr;
+SmtpTestServer* CliMailTest::smtp_ = nullptr;
+Pop3TestServer* CliMailTest::pop3_ = nullptr;
+std::string* CliMailTest::start_error_ = nullptr;
+
+TEST_F(CliMailTest, SendsAfterPop3LogInWithEveryRecipientKindAndAttachments) {
+  WriteTextFile(dir_ / "body.txt", "Dear Bob,\n\nthe album is attached.\n");
+  WriteTextFile(dir_ / "one.qvo", std::string(1000, '\x01'));
+  WriteTextFile(dir_ / "two.bin", "");
+  const size_t before = smtp_->MessageCount();
+  auto args = Base(Server());
+  args.insert(args.end(), {"--method",
+                           "1",
+                           "--user",
+                           kMailUser,
+                           "--password-file",
+                           (dir_ / "password").string(),
+                           "--pop3",
+                           Pop3(),
+                           "--apop",
+                           "--from-name",
+                           "Ann Example",
+                           "--to",
+                           "carl@example.test",
+                           "--cc",
+                           "dora@example.test",
+                           "--bcc",
+                           "eve@example.test",
+                           "--body-file",
+                           (dir_ / "body.txt").string(),
+                           "--attach",
+                           (dir_ / "one.qvo").string(),
+                           "--attach",
+                           (dir_ / "two.bin").string()});
+  const CliResult result = RunCli(args);
+  ASSERT_EQ(result.exit_code, 0) << result.err;
+  ExpectNoPassword(result);
+  ASSERT_EQ(smtp_->MessageCount(), before + 1);
+  const std::string view = ParseMailWithPython(smtp_->LastMessage());
+  EXPECT_NE(view.find("From: Ann Example <ann@example.test>\n"), std::string::npos) << view;
+  EXPECT_NE(view.find("To: bob@example.test, carl@example.test\n"), std::string::npos) << view;
+  EXPECT_NE(view.find("Cc: dora@example.test\n"), std::string::npos) << view;
+  EXPECT_EQ(view.find("eve@"), std::string::npos) << view;
+  EXPECT_NE(view.find("part 1: text/plain text 'Dear Bob,\\n\\nthe album is attached.\\n"),
+            std::string::npos)
+      << view;
+  EXPECT_NE(view.find("attachment one.qvo 1000 bytes md5 "), std::string::npos) << view;
+  EXPECT_NE(view.find("attachment two.bin 0 bytes md5 d41d8cd98f00b204e9800998ecf8427e"),
+            std::string::npos)
+      << view;
+}
+
+TEST_F(CliMailTest, SendsOverStartTlsAndImplicitTls) {
+  setenv("SSL_CERT_FILE", smtp_->certificate().c_str(), 1);
+  for (const auto& [security, tls_port] : {std::pair{"starttls", false}, std::pair{"tls", true}}) {
+    auto args = Base(Server(tls_port));
+    args.insert(args.end(), {"--security", security, "--method", "2", "--user", kMailUser,
+                             "--password-file", (dir_ / "password").string(), "--body", "hi"});
+    const CliResult result = RunCli(args);
+    EXPECT_EQ(result.exit_code, 0) << security << ": " << result.err;
+  }
+  unsetenv("SSL_CERT_FILE");
+  auto args = Base(Server(true));
+  args.insert(args.end(), {"--security", "tls", "--body", "hi"});
+  const CliResult untrusted = RunCli(args);
+  EXPECT_EQ(untrusted.exit_code, 1);
+  EXPECT_NE(untrusted.err.find("certificate"), std::string::npos) << untrusted.err;
+}
+
+TEST_F(CliMailTest, FailuresGiveTheMessageTheErrorNumberAndTheLastReply) {
+  auto login_plain = Base(Server());
+  login_plain.insert(login_plain.end(), {"--method", "3", "--user", kMailUser, "--password-file",
+                                         (dir_ / "password").string(), "--body", "x"});
+  const CliResult refused_method = RunCli(login_plain);
+  EXPECT_EQ(refused_method.exit_code, 1);
+  EXPECT_NE(refused_method.err.find("Unable to connect to mail server. ("), std::string::npos)
+      << refused_method.err;
+  EXPECT_NE(refused_method.err.find("error 10043; last reply: 5"), std::string::npos)
+      << refused_method.err;
+  ExpectNoPassword(refused_method);
+
+  auto refused_rcpt = Base(Server());
+  refused_rcpt.insert(refused_rcpt.end(), {"--to", "refuse@example.test", "--body", "x"});
+  const CliResult rcpt = RunCli(refused_rcpt);
+  EXPECT_EQ(rcpt.exit_code, 1);
+  EXPECT_NE(rcpt.err.find("error 22; last reply: 550"), std::string::npos) << rcpt.err;
+
+  auto pop3 = Base(Server());
+  pop3.insert(pop3.end(), {"--user", kMailUser, "--password-file", (dir_ / "wrong").string(),
+                           "--pop3", Pop3(), "--body", "x"});
+  const CliResult pop3_refused = RunCli(pop3);
+  EXPECT_EQ(pop3_refused.exit_code, 1);
+  EXPECT_NE(pop3_refused.err.find("Unable to login to the POP3 server. (User or Password error!)"),
+            std::string::npos)
+      << pop3_refused.err;
+  EXPECT_EQ(pop3_refused.err.find("not-the-password"), std::string::npos);
+
+  auto closed = Base("127.0.0.1:" + std::to_string(FreeLoopbackPort()));
+  closed.insert(closed.end(), {"--body", "x"});
+  const CliResult closed_port = RunCli(closed);
+  EXPECT_EQ(closed_port.exit_code, 1);
+  EXPECT_NE(closed_port.err.find("error 10061"), std::string::npos) << closed_port.err;
+}
+
+TEST_F(CliMailTest, WrongCommandLinesExitWithUsage) {
+  auto both_bodies = Base(Server());
+  both_bodies.insert(both_bodies.end(), {"--body", "a", "--body-file", "b"});
+  auto no_body = Base(Server());
+  auto bad_method = Base(Server());
+  bad_method.insert(bad_method.end(), {"--method", "4", "--body", "a"});
+  auto bad_security = Base(Server());
+  bad_security.insert(bad_security.end(), {"--security", "ssl", "--body", "a"});
+  auto bad_port = Base("127.0.0.1:70000");
+  bad_port.insert(bad_port.end(), {"--body", "a"});
+  const std::vector<std::string> no_to = {"mail", "send",      "--server", Server(), "--from",
+                                          "a@b",  "--subject", "s",        "--body", "a"};
+  for (const auto& args : {both_bodies, no_body, bad_method, bad_security, bad_port, no_to}) {
+    const CliResult result = RunCli(args);
+    EXPECT_EQ(result.exit_code, 2) << result.err;
+    EXPECT_NE(result.err.find("usage: quorvane-cli mail send --server HOST[:PORT]"),
+              std::string::npos)
+        << result.err;
+  }
+}
+
+}  // namespace
+}  // namespace quorvane::testing
