@@ -50,6 +50,7 @@ struct Settings {
   std::string email_name;
   std::string email_address;
   std::string weboutput_path;
+  std::string web_publish_templatepath;  // the design chosen last
   std::string filebrowser_path;
   std::string thumbnail_cache_path;
   std::string myphotoalbums_path;
