@@ -369,7 +369,16 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
   ExpansionContext context;
   context.gallery = &gallery;
   context.index_page_count = index_page_count_;
+  // A variable nobody answered shows its default, as the settings page would have seeded it.
   context.user_variables = design_.variables();
+  for (int i = 0; xml::XmlNode* var = design_.GetUserVar(i); ++i) {
+    const std::string tag(var->GetAttribute("Tag"));
+    const std::string fallback(var->GetAttribute("Default"));
+    const std::string* value = FindNamed(context.user_variables, tag);
+    if ((value == nullptr || value->empty()) && !fallback.empty()) {
+      SetNamed(context.user_variables, tag, fallback);
+    }
+  }
   // `photo` is the page's photo (-1 on index pages); index pages fill their slots from
   // `first_slot` on.
   auto write_page = [&](xml::XmlNode* element, const std::string& name, int photo, int first_slot,
@@ -440,7 +449,7 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
   std::string bytes;
   std::string error;
   if (platform::ReadWholeFile(design_.path(), &bytes, &error)) Hash(hash, bytes);
-  for (const auto& [tag, value] : design_.variables()) {
+  for (const auto& [tag, value] : context.user_variables) {
     Hash(hash, tag);
     Hash(hash, value);
   }
