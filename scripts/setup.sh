@@ -15,8 +15,10 @@ PACKAGES=(
   # a font for the text drawn into pictures (placeholders)
   fonts-dejavu-core
   # web albums opened in a real browser (tests/e2e/cli_web_browser_test.cpp)
-  chromium nodejs npm
+  chromium
 )
+# ... driven from Node; a Node installed otherwise (with its own npm) serves as well.
+command -v npm >/dev/null 2>&1 || PACKAGES+=(nodejs npm)
 
 missing=()
 for p in "${PACKAGES[@]}"; do
