@@ -111,9 +111,6 @@ int RunWebCommand(std::span<const std::string> args) {
   options.only_larger = !parsed.Has("--always");
   options.index_pages = !parsed.Has("--no-index");
   options.photo_pages = !parsed.Has("--no-photo-pages");
-  if (parsed.Has("--strip-private")) {
-    return Failure("--strip-private is not available yet; nothing was written");
-  }
   std::vector<std::pair<std::string, std::string>> assignments;
   for (const std::string& var : parsed.Values("--var")) {
     const size_t equals = var.find('=');
@@ -138,6 +135,7 @@ int RunWebCommand(std::span<const std::string> args) {
       template_path = list.front().path;
     }
   }
+  options.strip_private = parsed.Has("--strip-private") || user.settings.web_publish_stripprivate;
   webalbum::DesignTemplate design;
   if (const platform::ResultCode code = design.Load(template_path); code != platform::kOk) {
     return Failure(webalbum::LoadFailureMessage(code, template_path.string()));

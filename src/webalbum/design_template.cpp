@@ -98,8 +98,12 @@ ResultCode DesignTemplate::Load(const fs::path& path) {
   const int read_error = errno;
   std::fclose(file);
   if (failed) return FromErrorNumber(read_error != 0 ? read_error : EIO);
-  if (bytes.empty()) return platform::kFailed;
+  return LoadFromMemory(std::move(bytes));
+}
 
+ResultCode DesignTemplate::LoadFromMemory(std::string bytes) {
+  document_.reset();
+  if (bytes.empty()) return platform::kFailed;
   auto document = std::make_unique<xml::XmlDocument>();
   xml::ByteBuffer input(std::move(bytes));
   document->Parse(input);

@@ -61,6 +61,9 @@ class DesignTemplate {
   // (kFileNotFound for a missing file); kFailed for an empty file; kInvalidArgument when the
   // root element is missing. The path is remembered before reading; the variables are kept.
   platform::ResultCode Load(const std::filesystem::path& path);
+  // The parse and root check of Load on bytes already read (kFailed when empty,
+  // kInvalidArgument without the root); the path stays as it was.
+  platform::ResultCode LoadFromMemory(std::string bytes);
 
   bool loaded() const { return document_ != nullptr; }
   const std::filesystem::path& path() const { return path_; }

@@ -285,6 +285,7 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
     job.keep_aspect = options_.keep_aspect;
     job.only_larger = options_.only_larger;
     job.jpeg_quality = options_.jpeg_quality;
+    job.strip_private = options_.strip_private;
     ManifestPhoto entry;
     entry.source_name = job.source_name;
     std::error_code ec;

@@ -37,7 +37,10 @@ struct WebAlbumOptions {
   bool index_pages = true;
   bool photo_pages = true;
   int jpeg_quality = 85;  // of re-encoded photos and of thumbnails
-  int threads = 0;        // photo workers; 0: one per core
+  // No GPS position, serial numbers or owner names in what is published (capture date and
+  // orientation stay); off by default, so that photos that fit are exact copies.
+  bool strip_private = false;
+  int threads = 0;  // photo workers; 0: one per core
 };
 
 // Makes sure `folder` is a folder, creating it when missing. On failure returns false with

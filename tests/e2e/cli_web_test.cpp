@@ -86,6 +86,12 @@ TEST_F(CliWebTest, BuildWritesPagesPhotosAndThumbnails) {
   EXPECT_EQ(photo.width(), 320);
   EXPECT_EQ(photo.height(), 200);
   EXPECT_FALSE(fs::exists(dir_ / "small/photo_10.html"));
+
+  // Photos without private data stay exact copies when private data is stripped.
+  const auto strip = RunCli({"web", "build", album, (dir_ / "strip").string(), "--template",
+                             MakeDesign(30), "--var", "Who=C", "--strip-private"});
+  ASSERT_EQ(strip.exit_code, 0) << strip.err;
+  EXPECT_EQ(ReadTextFile(dir_ / "strip/photo_10.jpg"), ReadTextFile(dir_ / "photos/photo 10.jpg"));
 }
 
 TEST_F(CliWebTest, EveryBuiltInDesignBuilds) {

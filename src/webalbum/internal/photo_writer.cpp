@@ -6,6 +6,7 @@
 #include "image/image_types.h"
 #include "platform/file_util.h"
 #include "webalbum/expansion.h"
+#include "webalbum/internal/private_metadata.h"
 
 namespace quorvane::webalbum::internal {
 namespace fs = std::filesystem;
@@ -34,7 +35,8 @@ std::string JobParameters(const PhotoJob& job) {
   return std::to_string(job.thumb_width) + "x" + std::to_string(job.thumb_height) + " " +
          (job.resize ? "resize " : "copy ") + std::to_string(job.max_width) + "x" +
          std::to_string(job.max_height) + (job.keep_aspect ? " aspect" : " stretch") +
-         (job.only_larger ? " larger" : " always") + " q" + std::to_string(job.jpeg_quality);
+         (job.only_larger ? " larger" : " always") + " q" + std::to_string(job.jpeg_quality) +
+         (job.strip_private ? " private" : "");
 }
 
 bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressSink& progress,
@@ -45,8 +47,17 @@ bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressS
   image::ImageInfo info;
   if (!image::ReadImageInfo(job.source, hint, &info, error)) return false;
 
-  const bool copy = !job.resize || (job.only_larger && info.width <= job.max_width &&
-                                    info.height <= job.max_height);
+  bool copy = !job.resize ||
+              (job.only_larger && info.width <= job.max_width && info.height <= job.max_height);
+  // Bytes for a copy that must lose private data; empty for a plain copy.
+  std::string stripped;
+  if (copy && job.strip_private) {
+    std::string bytes;
+    if (!platform::ReadWholeFile(job.source, &bytes, error)) return false;
+    if (HasPrivateMetadata(bytes)) {
+      copy = info.format == image::ImageFormat::kJpeg && StripJpegMetadata(bytes, &stripped);
+    }
+  }
   *result = PlannedNames(job, copy);
   const bool thumbnail = !result->thumb_file.empty();
   image::FitSize thumb_size;
@@ -66,13 +77,20 @@ bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressS
       }
     }
     progress.SetText("Extracting image...");
-    if (!platform::CopyFileAtomically(job.source, folder / result->image_file, error,
-                                      platform::Flush::kLater)) {
+    if (!stripped.empty() ? !platform::WriteFileAtomically(folder / result->image_file, stripped,
+                                                           error, platform::Flush::kLater)
+                          : !platform::CopyFileAtomically(job.source, folder / result->image_file,
+                                                          error, platform::Flush::kLater)) {
       return false;
     }
   } else {
     image::FitSize size{job.max_width, job.max_height};
-    if (job.keep_aspect) {
+    if (!job.resize ||
+        (job.only_larger && info.width <= job.max_width && info.height <= job.max_height)) {
+      // A copy that holds private data and cannot lose it in place: re-encoded at its size,
+      // and a re-encoded picture carries no metadata.
+      size = {info.width, info.height};
+    } else if (job.keep_aspect) {
       size = job.only_larger
                  ? image::FitInside(info.width, info.height, job.max_width, job.max_height)
                  : image::FitProportionally(info.width, info.height, job.max_width, job.max_height);

@@ -22,6 +22,9 @@ struct PhotoJob {
   bool keep_aspect = true;
   bool only_larger = true;
   int jpeg_quality = 85;
+  // Published files carry no GPS position, serial numbers or owner names: JPEG copies lose
+  // them without re-encoding, other formats that hold them are re-encoded.
+  bool strip_private = false;
 };
 
 struct PhotoResult {
