@@ -2,39 +2,20 @@
 
 #include <cstdio>
 
+#include "webalbum/internal/text.h"
 #include "xml/xml_node.h"
 
 namespace quorvane::webalbum {
 namespace {
+
+using internal::ReplaceAll;
+using internal::Trimmed;
 
 // Fragments nested deeper than this, or text grown past this size, are hostile or broken
 // designs: what is left expands to nothing.
 constexpr int kMaxDepth = 6;
 constexpr size_t kMaxTextSize = size_t{16} << 20;
 constexpr int kMaxFragmentRounds = 10000;
-
-void ReplaceAll(std::string& text, std::string_view item, std::string_view replacement) {
-  if (item.empty()) return;
-  size_t at = text.find(item);
-  if (at == std::string::npos) return;
-  std::string out;
-  size_t from = 0;
-  while (at != std::string::npos) {
-    out.append(text, from, at - from);
-    out.append(replacement);
-    from = at + item.size();
-    at = text.find(item, from);
-  }
-  out.append(text, from, std::string::npos);
-  text = std::move(out);
-}
-
-std::string Trimmed(std::string_view text, std::string_view set) {
-  const size_t begin = text.find_first_not_of(set);
-  if (begin == std::string_view::npos) return {};
-  const size_t end = text.find_last_not_of(set);
-  return std::string(text.substr(begin, end - begin + 1));
-}
 
 std::string WithUnderscores(std::string_view name) {
   std::string out(name);

@@ -1,22 +1,19 @@
 #include "webalbum/settings_form.h"
 
 #include "platform/ascii.h"
+#include "webalbum/internal/text.h"
 #include "xml/entities.h"
 #include "xml/xml_node.h"
 
 namespace quorvane::webalbum {
 namespace {
 
+using internal::ReplaceAll;
+using internal::Trimmed;
+
 // Custom forms whose items expand into further items are cut off after this many rounds.
 constexpr int kMaxFormRounds = 10000;
 constexpr size_t kMaxFormSize = size_t{4} << 20;
-
-std::string Trimmed(std::string_view text, std::string_view set) {
-  const size_t begin = text.find_first_not_of(set);
-  if (begin == std::string_view::npos) return {};
-  const size_t end = text.find_last_not_of(set);
-  return std::string(text.substr(begin, end - begin + 1));
-}
 
 std::string TextOf(xml::XmlNode* node) {
   xml::XmlNode* text = node == nullptr ? nullptr : node->FindPath("#text");
@@ -31,18 +28,6 @@ std::string Lower(std::string_view text) {
   std::string out(text);
   for (char& c : out) c = platform::AsciiLower(c);
   return out;
-}
-
-void ReplaceAll(std::string& text, std::string_view item, std::string_view replacement) {
-  std::string out;
-  size_t from = 0;
-  for (size_t at = text.find(item); at != std::string::npos; at = text.find(item, from)) {
-    out.append(text, from, at - from);
-    out.append(replacement);
-    from = at + item.size();
-  }
-  out.append(text, from, std::string::npos);
-  text = std::move(out);
 }
 
 }  // namespace
