@@ -14,8 +14,8 @@ using internal::Trimmed;
 // Fragments nested deeper than this, or text grown past this size, are hostile or broken
 // designs: what is left expands to nothing.
 constexpr int kMaxDepth = 6;
-constexpr size_t kMaxTextSize = size_t{16} << 20;
-constexpr int kMaxFragmentRounds = 10000;
+constexpr size_t kMaxTextSize = size_t{1} << 20;
+constexpr int kMaxFragmentRounds = 500;
 
 std::string WithUnderscores(std::string_view name) {
   std::string out(name);

@@ -12,8 +12,8 @@ using internal::ReplaceAll;
 using internal::Trimmed;
 
 // Custom forms whose items expand into further items are cut off after this many rounds.
-constexpr int kMaxFormRounds = 10000;
-constexpr size_t kMaxFormSize = size_t{4} << 20;
+constexpr int kMaxFormRounds = 500;
+constexpr size_t kMaxFormSize = size_t{1} << 20;
 
 std::string TextOf(xml::XmlNode* node) {
   xml::XmlNode* text = node == nullptr ? nullptr : node->FindPath("#text");

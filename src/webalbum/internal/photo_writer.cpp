@@ -1,6 +1,7 @@
 #include "webalbum/internal/photo_writer.h"
 
 #include <system_error>
+#include <vector>
 
 #include "image/image.h"
 #include "image/image_types.h"
@@ -12,6 +13,19 @@ namespace quorvane::webalbum::internal {
 namespace fs = std::filesystem;
 
 namespace {
+
+// Output files are written whole and renamed into place, but not flushed one by one: a web
+// album can always be made again, and the manifest's sizes catch a file a crash cut short.
+bool SaveJpeg(const image::Image& picture, const fs::path& path, int quality, std::string* error) {
+  std::vector<uint8_t> bytes;
+  if (!picture.SaveToMemory(&bytes, image::ImageFormat::kJpeg, quality)) {
+    *error = picture.last_error();
+    return false;
+  }
+  return platform::WriteFileAtomically(
+      path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()), error,
+      platform::Flush::kLater);
+}
 
 uint64_t SizeOf(const fs::path& path) {
   std::error_code ec;
@@ -70,11 +84,11 @@ bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressS
     if (thumbnail) {
       progress.SetText("Creating thumbnail...");
       if (!picture.LoadThumbnail(job.source, thumb_size.width, thumb_size.height,
-                                 image::ResampleMode::kBicubic, hint) ||
-          !picture.Save(folder / result->thumb_file, image::ImageFormat::kJpeg, job.jpeg_quality)) {
+                                 image::ResampleMode::kBicubic, hint)) {
         *error = picture.last_error();
         return false;
       }
+      if (!SaveJpeg(picture, folder / result->thumb_file, job.jpeg_quality, error)) return false;
     }
     progress.SetText("Extracting image...");
     if (!stripped.empty() ? !platform::WriteFileAtomically(folder / result->image_file, stripped,
@@ -106,17 +120,14 @@ bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressS
     if (thumbnail) {
       progress.SetText("Creating thumbnail...");
       image::Image thumb = picture;
-      if (!thumb.Resample(thumb_size.width, thumb_size.height, image::ResampleMode::kBicubic) ||
-          !thumb.Save(folder / result->thumb_file, image::ImageFormat::kJpeg, job.jpeg_quality)) {
+      if (!thumb.Resample(thumb_size.width, thumb_size.height, image::ResampleMode::kBicubic)) {
         *error = thumb.last_error();
         return false;
       }
+      if (!SaveJpeg(thumb, folder / result->thumb_file, job.jpeg_quality, error)) return false;
     }
     progress.SetText("Resizing image...");
-    if (!picture.Save(folder / result->image_file, image::ImageFormat::kJpeg, job.jpeg_quality)) {
-      *error = picture.last_error();
-      return false;
-    }
+    if (!SaveJpeg(picture, folder / result->image_file, job.jpeg_quality, error)) return false;
   }
   if (thumbnail) {
     result->thumb_width = thumb_size.width;
