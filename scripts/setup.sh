@@ -23,16 +23,30 @@ PACKAGES=(
   # test runs under, and the tools that register its file types with the desktop
   qt6-base-dev qt6-image-formats-plugins qt6-qpa-plugins libqt6svg6 xvfb xauth
   desktop-file-utils shared-mime-info
+  # web albums opened in a real browser (tests/e2e/cli_web_browser_test.cpp)
+  chromium
 )
+# ... driven from Node; a Node installed otherwise (with its own npm) serves as well.
+command -v npm >/dev/null 2>&1 || PACKAGES+=(nodejs npm)
 
 missing=()
 for p in "${PACKAGES[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
 done
-[ ${#missing[@]} -eq 0 ] && exit 0
+if [ ${#missing[@]} -ne 0 ]; then
+  SUDO=""
+  [ "$(id -u)" -ne 0 ] && SUDO="sudo"
+  echo "setup: installing ${missing[*]}" >&2
+  $SUDO apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
 
-SUDO=""
-[ "$(id -u)" -ne 0 ] && SUDO="sudo"
-echo "setup: installing ${missing[*]}" >&2
-$SUDO apt-get update -qq
-DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
+# The browser test's driver, pinned, into the user's cache folder (never globally).
+NODE_DIR="${QUORVANE_NODE_DIR:-${XDG_CACHE_HOME:-$HOME/.cache}/quorvane/node}"
+PLAYWRIGHT=playwright-core@1.65.1
+if [ "$(cat "$NODE_DIR/.installed" 2>/dev/null)" != "$PLAYWRIGHT" ]; then
+  echo "setup: installing $PLAYWRIGHT into $NODE_DIR" >&2
+  mkdir -p "$NODE_DIR"
+  npm install --silent --no-audit --no-fund --prefix "$NODE_DIR" "$PLAYWRIGHT"
+  echo "$PLAYWRIGHT" > "$NODE_DIR/.installed"
+fi

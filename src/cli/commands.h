@@ -41,6 +41,8 @@ int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
 int RunThumbsCommand(std::span<const std::string> args);
 int RunXmlCommand(std::span<const std::string> args);
+int RunWebCommand(std::span<const std::string> args);
+std::string WebUsage();
 
 inline constexpr Command kCommands[] = {
     {"album",
@@ -108,6 +110,7 @@ inline constexpr Command kCommands[] = {
            "thumbs <folder> [--cell WxH] [--cache DIR] [--out DIR] [--workers N] [--exif-preview]");
      },
      RunThumbsCommand},
+    {"web", WebUsage, RunWebCommand},
     {"xml", [] { return std::string("xml check <file> [--flags N]"); }, RunXmlCommand},
 };
 

@@ -32,6 +32,8 @@ constexpr SettingKey kKeys[] = {
     {"email.name", T::kText, &S::email_name},
     {"email.address", T::kText, &S::email_address},
     {"weboutput.path", T::kText, &S::weboutput_path},
+    {"web.publish.templatepath", T::kText, &S::web_publish_templatepath},
+    {"web.publish.stripprivate", T::kBoolean, &S::web_publish_stripprivate},
     {"filebrowser.path", T::kText, &S::filebrowser_path},
     {"thumbnail_cache.path", T::kText, &S::thumbnail_cache_path},
     {"myphotoalbums.path", T::kText, &S::myphotoalbums_path},

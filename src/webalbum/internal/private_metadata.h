@@ -1,0 +1,23 @@
+// Private data in published photos: GPS positions, camera and lens serial numbers, owner and
+// artist names (in EXIF, XMP and IPTC). Finding it in JPEG, PNG and TIFF files, and removing
+// it from a JPEG without re-encoding: the metadata segments go, and a small new EXIF block
+// keeps the capture date and the orientation.
+//
+// Every reader is bounds-checked: files are untrusted.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quorvane::webalbum::internal {
+
+// True when the file's bytes hold any of the private data above. Formats without metadata
+// (and bytes that are not an image at all) hold none.
+bool HasPrivateMetadata(std::string_view file);
+
+// A JPEG without its EXIF, XMP and IPTC segments, with a new EXIF block holding only the
+// orientation and the capture date when the old one had them. False (and *out untouched) when
+// `jpeg` is not a JPEG whose segments can be walked up to the image data.
+bool StripJpegMetadata(std::string_view jpeg, std::string* out);
+
+}  // namespace quorvane::webalbum::internal

@@ -1,0 +1,172 @@
+#include "webalbum/expansion.h"
+
+#include <gtest/gtest.h>
+
+#include "xml/byte_buffer.h"
+#include "xml/xml_document.h"
+
+namespace quorvane::webalbum {
+namespace {
+
+// A page element parsed from XML, and a gallery of `photos` photos named "p<n>.jpg".
+class ExpansionTest : public ::testing::Test {
+ protected:
+  xml::XmlNode* Page(std::string_view text) {
+    xml::ByteBuffer input(text);
+    document_.Parse(input);
+    return document_.ChildAt(document_.ChildCount() - 1);
+  }
+  void MakeGallery(int photos) {
+    gallery_.title = "Trip";
+    for (int i = 0; i < photos; ++i) {
+      PhotoFacts photo;
+      photo.page_file = "p" + std::to_string(i) + ".html";
+      photo.title = "Title " + std::to_string(i);
+      gallery_.photos.push_back(photo);
+    }
+    context_.gallery = &gallery_;
+  }
+  std::string Expand(std::string text) {
+    text = ReplaceBuiltins(context_, std::move(text));
+    text = ReplaceUserVariables(context_, std::move(text));
+    return ReplaceFragments(context_, std::move(text));
+  }
+
+  xml::XmlDocument document_;
+  GalleryFacts gallery_;
+  ExpansionContext context_;
+};
+
+TEST_F(ExpansionTest, SingleIndexPageHasNoListAndNoNavigation) {
+  MakeGallery(3);
+  context_.SetPage(
+      Page("<IndexPage><Fragment_IndexPageList><Item>x</Item></Fragment_IndexPageList>"
+           "<Fragment_NextIndexPage>next</Fragment_NextIndexPage></IndexPage>"));
+  context_.index_page_count = 1;
+  EXPECT_EQ(Expand("[{Fragment_IndexPageList}][{PrevIndexPageFileName}][{NextIndexPageFileName}]"
+                   "[{Fragment_NextIndexPage}]"),
+            "[][][][]");
+}
+
+TEST_F(ExpansionTest, PhotoNavigationIsEmptyAtTheEnds) {
+  MakeGallery(3);
+  context_.SetPage(
+      Page("<PhotoDetailPage><Fragment_PrevImagePage>&lt;a href=&quot;"
+           "{PrevImagePageFileName}&quot;&gt;</Fragment_PrevImagePage>"
+           "<Fragment_NextImagePage>N:{NextImagePageFileName}"
+           "</Fragment_NextImagePage></PhotoDetailPage>"));
+  const std::string text = "{Fragment_PrevImagePage}|{Fragment_NextImagePage}";
+  context_.photo = 0;
+  EXPECT_EQ(Expand(text), "|N:p1.html");
+  context_.photo = 1;
+  EXPECT_EQ(Expand(text), "<a href=\"p0.html\">|N:p2.html");
+  context_.photo = 2;
+  EXPECT_EQ(Expand(text), "<a href=\"p1.html\">|");
+}
+
+TEST_F(ExpansionTest, PhotoPlaceholdersNeedACurrentPhoto) {
+  MakeGallery(2);
+  EXPECT_EQ(Expand("{ImageTitle} {ImageNum} {FirstImagePageFileName}"),
+            "{ImageTitle} {ImageNum} p0.html");
+  context_.photo = 1;
+  EXPECT_EQ(Expand("{ImageTitle} {ImageNum} {LastImagePageFileName}"), "Title 1 2 p1.html");
+}
+
+TEST_F(ExpansionTest, IndexPageNumbersAreNotClamped) {
+  MakeGallery(30);
+  context_.index_page_count = 3;
+  context_.index_page = 0;
+  EXPECT_EQ(Expand("{IndexPrevPageNum}/{IndexPageNum}/{IndexNextPageNum} of {IndexPageMax}"),
+            "0/1/2 of 3");
+  context_.index_page = 2;
+  EXPECT_EQ(Expand("{IndexPrevPageNum}/{IndexPageNum}/{IndexNextPageNum} {IndexPageFileName}"),
+            "2/3/4 index2.html");
+}
+
+TEST_F(ExpansionTest, IndexPageListMarksTheCurrentPageAndHonoursMaxShown) {
+  MakeGallery(100);
+  context_.SetPage(
+      Page("<IndexPage><Fragment_IndexPageList MaxShown=\"3\"><Header>[</Header>"
+           "<Item>{IndexPageNum}={IndexPageFileName} </Item><ItemSelected>*{IndexPageNum} "
+           "</ItemSelected><Footer>]</Footer></Fragment_IndexPageList></IndexPage>"));
+  context_.index_page_count = 6;
+  context_.index_page = 0;
+  EXPECT_EQ(Expand("{Fragment_IndexPageList}"), "[*1 2=index1.html 3=index2.html ]");
+  context_.index_page = 3;
+  EXPECT_EQ(Expand("{Fragment_IndexPageList}"), "[3=index2.html *4 5=index4.html ]");
+  context_.index_page = 5;
+  EXPECT_EQ(Expand("{Fragment_IndexPageList}"), "[4=index3.html 5=index4.html *6 ]");
+}
+
+TEST_F(ExpansionTest, FragmentConditionsSeeVariablesDefinedNamesAndBuiltins) {
+  MakeGallery(1);
+  context_.SetPage(Page("<PhotoDetailPage><Fragment_X>shown</Fragment_X></PhotoDetailPage>"));
+  const std::string text = "{Fragment_X include_if defined Caption}";
+  EXPECT_EQ(Expand(text), "");
+  context_.defined_names = {{"Caption", "1"}};
+  EXPECT_EQ(Expand(text), "shown");
+  context_.defined_names.clear();
+  context_.user_variables = {{"Caption", "a cat"}};
+  EXPECT_EQ(Expand(text), "shown");
+  context_.user_variables.clear();
+  context_.photo = 0;
+  EXPECT_EQ(Expand("{Fragment_X include_if defined ImageTitle}"), "shown");
+  EXPECT_EQ(Expand("{Fragment_X include_if ImageNum == 2}{Fragment_Missing}"), "");
+}
+
+TEST_F(ExpansionTest, UserVariableNamedLikeABuiltinNeverReachesIt) {
+  MakeGallery(1);
+  context_.user_variables = {{"GalleryTitle", "mine"}, {"Colour", "red"}};
+  EXPECT_EQ(Expand("{GalleryTitle} {Colour} {Unknown}"), "Trip red {Unknown}");
+}
+
+TEST_F(ExpansionTest, HostileFragmentsEnd) {
+  MakeGallery(1);
+  context_.SetPage(
+      Page("<IndexPage><Fragment_Self>a{Fragment_Self}{Fragment_Self}</Fragment_Self>"
+           "<Fragment_Open>{Fragment_Open</Fragment_Open></IndexPage>"));
+  const std::string grown = Expand("{Fragment_Self}");
+  EXPECT_EQ(grown.find("{Fragment_"), std::string::npos);
+  EXPECT_EQ(Expand("x {Fragment_Open y"), "x {Fragment_Open y");  // no "}": the scan ends
+  EXPECT_EQ(Expand("{Fragment_Open}"), "{Fragment_Open");
+}
+
+TEST(OutputNames, FollowThePhotoFileName) {
+  EXPECT_EQ(PhotoPageFileName("My Cat.JPG"), "My_Cat.html");
+  EXPECT_EQ(CopiedPhotoFileName("My Cat.JPG"), "My_Cat.JPG");
+  EXPECT_EQ(ReencodedPhotoFileName("a b.png"), "a_b.jpg");
+  EXPECT_EQ(ThumbnailFileName("a.b c.tif"), "a.b_c-thumb.jpg");
+  EXPECT_EQ(IndexPageFileName(0), "index.html");
+  EXPECT_EQ(IndexPageFileName(1), "index1.html");
+}
+
+TEST(OutputNames, FileSizesSwitchToMegabytesAtOneMebibyte) {
+  EXPECT_EQ(FileSizeText(1048575), "1024 KB");
+  EXPECT_EQ(FileSizeText(1048576), "1.0 MB");
+  EXPECT_EQ(FileSizeText(0), "0 KB");
+  EXPECT_EQ(FileSizeText(1572864), "1.5 MB");
+}
+
+TEST(OutputNames, DatesAreWrittenWithTheMonthName) {
+  platform::OleDate date = 0;
+  ASSERT_TRUE(platform::ParseOleDate("2021-07-14", &date));
+  EXPECT_EQ(DateText(date), "14 July 2021");
+  EXPECT_EQ(DateText(platform::kNoDate), "");
+}
+
+TEST(ExpandNodeText, DecodesAndExpandsOnlyWhenAsked) {
+  xml::XmlDocument document;
+  xml::ByteBuffer input("<Header>&lt;b&gt;{ImageCount}&lt;/b&gt;</Header><Empty/>");
+  document.Parse(input);
+  GalleryFacts gallery;
+  gallery.photos.resize(4);
+  ExpansionContext context;
+  context.gallery = &gallery;
+  EXPECT_EQ(ExpandNodeText(context, document.FindPath("Header"), false), "<b>{ImageCount}</b>");
+  EXPECT_EQ(ExpandNodeText(context, document.FindPath("Header"), true), "<b>4</b>");
+  EXPECT_EQ(ExpandNodeText(context, document.FindPath("Empty"), true), "");
+  EXPECT_EQ(ExpandNodeText(context, nullptr, true), "");
+}
+
+}  // namespace
+}  // namespace quorvane::webalbum
