@@ -25,7 +25,9 @@ struct UserSettings;
 namespace quorvane::app {
 
 class AlbumDocument;
+class FileBrowser;
 class JobRunner;
+class SearchPane;
 
 class MainFrame : public QMainWindow {
   Q_OBJECT
@@ -54,6 +56,8 @@ class MainFrame : public QMainWindow {
   AlbumDocument* current_document() const;
   int document_count() const { return static_cast<int>(documents_.size()); }
   const std::vector<std::string>& recent_albums() const { return recent_; }
+  FileBrowser* file_browser() const { return file_browser_; }
+  SearchPane* search_pane() const { return search_pane_; }
 
  public slots:
   // Re-reads everything the menus, title and tool bar show from the current state: the one
@@ -75,6 +79,7 @@ class MainFrame : public QMainWindow {
   void BuildMenus();
   void BuildToolBar();
   void BuildCentre();
+  void BuildPanes();
   void RestoreLayout();
   void SaveLayoutAndSettings();
   void RebuildRecentMenu();
@@ -95,6 +100,8 @@ class MainFrame : public QMainWindow {
   QSplitter* splitter_ = nullptr;
   QListWidget* open_albums_ = nullptr;
   QTextBrowser* pane_ = nullptr;
+  FileBrowser* file_browser_ = nullptr;
+  SearchPane* search_pane_ = nullptr;
   std::vector<std::string> recent_;
   std::vector<QString> pending_opens_;
   bool layout_saved_ = false;
