@@ -116,6 +116,11 @@ FileBrowser::FileBrowser(settings::UserSettings* user, QWidget* parent)
     if (!error.isEmpty()) emit Message(error);
     visible_timer_->start();
   });
+  // The tree fills in on a thread of its own: the folder shown comes into view once its
+  // parents are read.
+  connect(folders_, &QFileSystemModel::directoryLoaded, this, [this] {
+    if (tree_->currentIndex().isValid()) tree_->scrollTo(tree_->currentIndex());
+  });
   connect(tree_->selectionModel(), &QItemSelectionModel::currentChanged, this,
           [this](const QModelIndex& current) {
             const QString folder = folders_->filePath(current);

@@ -100,7 +100,8 @@ SearchPane::SearchPane(SearchPaneFolders folders, QWidget* parent)
   results_->setIconSize(kIconSize);
   results_->setGridSize(
       QSize(kIconSize.width() + 24, kIconSize.height() + 2 * fontMetrics().height() + 8));
-  results_->setUniformItemSizes(true);
+  // Captions wrap onto a second line rather than losing their end.
+  results_->setTextElideMode(Qt::ElideNone);
   results_->setResizeMode(QListView::Adjust);
   results_->setMovement(QListView::Static);
   results_->setWordWrap(true);

@@ -90,6 +90,10 @@ TEST_F(FileBrowserTest, ShowsTheImagesOfTheFolderWithThumbnailsKeptInTheCache) {
                            .toString()
                            .toStdString()),
               folder_);
+    // The folder comes into view in the tree once the tree has read its parents.
+    QTreeView* tree = browser->tree();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        tree->viewport()->rect().contains(tree->visualRect(tree->currentIndex())), 30000);
     const QString shot = QString(QUORVANE_SCREENSHOT_DIR) + "/quorvane_file_browser.png";
     EXPECT_TRUE(browser->grab().save(shot));
   }
