@@ -37,6 +37,29 @@ int OptionNumber(const settings::Settings& values, std::string_view name, int fa
   return value != nullptr && *value >= low && *value <= high ? *value : fallback;
 }
 
+// What the window needs of a cell, prepared on the worker that made it.
+BrowserCell ToBrowserCell(const thumbnails::ThumbnailCell& made,
+                          const thumbnails::ThumbnailCache& cache) {
+  BrowserCell cell;
+  std::error_code ec;
+  const uintmax_t bytes = fs::file_size(made.path, ec);
+  if (!ec) cell.file_size = static_cast<qint64>(bytes);
+  if (made.outcome == thumbnails::CellOutcome::kFailed) {
+    cell.error = QString::fromStdString(made.error);
+    return cell;
+  }
+  cell.image = ToQImage(made.image);
+  std::string error;
+  if (auto entry = cache.Lookup(made.path.string())) {
+    cell.source_size = QSize(entry->cx, entry->cy);
+  } else if (image::ImageInfo info;
+             image::ReadImageInfo(made.path, image::ImageFormat::kUnknown, &info, &error)) {
+    // A disabled cache remembers nothing: the file's header has the size.
+    cell.source_size = QSize(info.width, info.height);
+  }
+  return cell;
+}
+
 // Cells of one folder wait until the folder's listing has gone out, so the window never gets a
 // cell for a list it has not seen.
 struct Gate {
@@ -164,25 +187,14 @@ void FileBrowserThumbnails::RunOwner() {
       lock.unlock();
       auto gate = std::make_shared<Gate>();
       thumbnails::ThumbnailCache* cache_ptr = &cache;
-      const bool listed =
-          worker->ShowFolder(fs::path(folder.path.toStdString()), cell_width, cell_height,
-                             [this, gate, cache_ptr,
-                              generation = folder.generation](thumbnails::ThumbnailCell&& made) {
-                               BrowserCell cell;
-                               std::error_code ec;
-                               const uintmax_t bytes = fs::file_size(made.path, ec);
-                               if (!ec) cell.file_size = static_cast<qint64>(bytes);
-                               if (made.outcome != thumbnails::CellOutcome::kFailed) {
-                                 cell.image = ToQImage(made.image);
-                                 if (auto entry = cache_ptr->Lookup(made.path.string())) {
-                                   cell.source_size = QSize(entry->cx, entry->cy);
-                                 }
-                               } else {
-                                 cell.error = QString::fromStdString(made.error);
-                               }
-                               gate->WaitOpen();
-                               Post(generation, static_cast<int>(made.index), std::move(cell));
-                             });
+      auto deliver = [this, gate, cache_ptr,
+                      generation = folder.generation](thumbnails::ThumbnailCell&& made) {
+        BrowserCell cell = ToBrowserCell(made, *cache_ptr);
+        gate->WaitOpen();
+        Post(generation, static_cast<int>(made.index), std::move(cell));
+      };
+      const bool listed = worker->ShowFolder(fs::path(folder.path.toStdString()), cell_width,
+                                             cell_height, std::move(deliver));
       QStringList files;
       QString error;
       if (listed) {

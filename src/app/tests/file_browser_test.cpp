@@ -113,6 +113,19 @@ TEST_F(FileBrowserTest, ShowsTheImagesOfTheFolderWithThumbnailsKeptInTheCache) {
   EXPECT_TRUE(CloseTo(CentreOf(browser->model()->index(1).data(Qt::DecorationRole)), kGrass));
 }
 
+TEST_F(FileBrowserTest, WithoutACacheEveryThumbnailIsMadeAndTipsStillGiveTheSize) {
+  testing::WriteTextFile(dir_ / "not a folder", "");
+  user_.settings.thumbnail_cache_path = (dir_ / "not a folder").string();
+  std::unique_ptr<FileBrowser> browser = OpenBrowser();
+  ASSERT_EQ(browser->model()->rowCount(), 3);
+  EXPECT_TRUE(CloseTo(CentreOf(browser->model()->index(2).data(Qt::DecorationRole)), kGrass));
+  EXPECT_TRUE(browser->model()
+                  ->index(2)
+                  .data(Qt::ToolTipRole)
+                  .toString()
+                  .endsWith("\nDimensions: 30 x 90"));
+}
+
 TEST_F(FileBrowserTest, AFolderThatCannotBeReadIsToldAndShowsNothing) {
   std::unique_ptr<FileBrowser> browser = OpenBrowser();
   QSignalSpy message(browser.get(), &FileBrowser::Message);
