@@ -7,6 +7,7 @@
 #include <QClipboard>
 #include <QCloseEvent>
 #include <QDir>
+#include <QDockWidget>
 #include <QFileDialog>
 #include <QIcon>
 #include <QInputDialog>
@@ -34,9 +35,11 @@
 #include "app/album_operations.h"
 #include "app/album_view.h"
 #include "app/command_table.h"
+#include "app/file_browser.h"
 #include "app/frame_title.h"
 #include "app/job_runner.h"
 #include "app/photo_viewer.h"
+#include "app/search_pane.h"
 #include "app/thumbnail_options.h"
 #include "imaging/edit_commands.h"
 #include "settings/layout.h"
@@ -117,6 +120,7 @@ MainFrame::MainFrame(settings::UserSettings* user, QWidget* parent)
   BuildMenus();
   BuildToolBar();
   BuildCentre();
+  BuildPanes();
   statusBar()->showMessage(tr("Ready"));
   recent_ = settings::LoadRecentDocuments(*user_->backend);
   if (recent_.size() > kRecentAlbumCount) recent_.resize(kRecentAlbumCount);
@@ -237,6 +241,31 @@ void MainFrame::BuildCentre() {
   });
 }
 
+// The file browser and the search pane dock at the left, one tab each; the View menu shows
+// and hides them.
+void MainFrame::BuildPanes() {
+  file_browser_ = new FileBrowser(user_, this);
+  const settings::UserFolders folders = settings::FindUserFolders(settings::ProcessEnvironment());
+  search_pane_ = new SearchPane({user_->settings.myphotoalbums_path, folders.data}, this);
+  QDockWidget* first = nullptr;
+  for (auto [pane, title] : {std::pair<QWidget*, QString>{file_browser_, tr("File Browser")},
+                             {search_pane_, tr("Search")}}) {
+    auto* dock = new QDockWidget(title, this);
+    dock->setObjectName(pane->objectName() + "Dock");
+    dock->setWidget(pane);
+    addDockWidget(Qt::LeftDockWidgetArea, dock);
+    if (first) tabifyDockWidget(first, dock);
+    first = first ? first : dock;
+    menus_.at("&View")->addAction(dock->toggleViewAction());
+  }
+  first->raise();
+  connect(file_browser_, &FileBrowser::Message, this,
+          [this](const QString& text) { statusBar()->showMessage(text, 5000); });
+  connect(search_pane_, &SearchPane::ResultActivated, this,
+          [this](const QString& album) { OpenAlbum(album); });
+  search_pane_->LoadResults();
+}
+
 void MainFrame::RestoreLayout() {
   settings::SettingsBackend& backend = *user_->backend;
   const settings::WindowLayout frame = settings::LoadLayout(backend, settings::kLayoutFramePrefix);
@@ -296,6 +325,10 @@ void MainFrame::SaveLayoutAndSettings() {
                settings::SaveLayout(backend, settings::kLayoutSplitterPrefix, splitter) &&
                settings::SaveRecentDocuments(backend, recent_) && settings::SaveUserSettings(user_);
   if (!saved) qWarning("quorvane: %s", backend.LastError().c_str());
+  QString problem;
+  if (!file_browser_->SaveLayout(&problem) || !search_pane_->SaveResults(&problem)) {
+    qWarning("quorvane: %s", qPrintable(problem));
+  }
 }
 
 void MainFrame::closeEvent(QCloseEvent* event) {
@@ -394,6 +427,9 @@ void MainFrame::UpdateActions() {
     open_albums_->addItem(FromUtf8(FrameTitle(open->Title())).mid(QString("Quorvane - ").size()));
   }
   open_albums_->setCurrentRow(current_);
+  std::vector<search::OpenAlbum> searchable;
+  for (const auto& open : documents_) searchable.push_back({open->location(), &open->album()});
+  search_pane_->SetOpenAlbums(searchable);
   open_albums_->blockSignals(false);
   stack_->setCurrentIndex(has_album ? 1 : 0);
   if (!has_album) {

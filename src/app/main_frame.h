@@ -32,7 +32,9 @@ class AlbumModel;
 class AlbumOperations;
 class AlbumView;
 class PhotoViewer;
+class FileBrowser;
 class JobRunner;
+class SearchPane;
 
 class MainFrame : public QMainWindow {
   Q_OBJECT
@@ -71,6 +73,8 @@ class MainFrame : public QMainWindow {
   // No (close without saving) or Cancel. A message box unless replaced.
   using SaveQuestion = std::function<int(const QString& question)>;
   void set_save_question(SaveQuestion ask) { ask_ = std::move(ask); }
+  FileBrowser* file_browser() const { return file_browser_; }
+  SearchPane* search_pane() const { return search_pane_; }
 
  public slots:
   // Re-reads everything the menus, title and tool bar show from the current state: the one
@@ -92,6 +96,7 @@ class MainFrame : public QMainWindow {
   void BuildMenus();
   void BuildToolBar();
   void BuildCentre();
+  void BuildPanes();
   void RestoreLayout();
   void SaveLayoutAndSettings();
   void RebuildRecentMenu();
@@ -130,6 +135,8 @@ class MainFrame : public QMainWindow {
   AlbumOperations* operations_ = nullptr;
   QPointer<PhotoViewer> viewer_;
   SaveQuestion ask_;
+  FileBrowser* file_browser_ = nullptr;
+  SearchPane* search_pane_ = nullptr;
   std::vector<std::string> recent_;
   std::vector<QString> pending_opens_;
   bool layout_saved_ = false;
