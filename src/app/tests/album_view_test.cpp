@@ -47,13 +47,13 @@ class AlbumViewTest : public AppTest {
   void Open(const std::filesystem::path& folder) {
     QSignalSpy opened(frame_.get(), &MainFrame::AlbumOpened);
     frame_->OpenAlbum(QString::fromStdString(folder.string()));
-    QTRY_COMPARE(opened.count(), 1);
+    ASSERT_EVENTUALLY_EQ(opened.count(), 1);
   }
 
   AlbumView* view() { return frame_->album_view(); }
   AlbumModel* model() { return frame_->album_model(); }
   QString Text(int id) { return frame_->action(id)->text(); }
-  void WaitIdle() { QTRY_VERIFY(!frame_->job_runner()->busy()); }
+  void WaitIdle() { ASSERT_EVENTUALLY(!frame_->job_runner()->busy()); }
 
   // Drags `data` onto the view at `where` (viewport coordinates) and lets go.
   void Drop(QMimeData* data, QPoint where, Qt::DropAction action) {
@@ -103,7 +103,7 @@ TEST_F(AlbumViewTest, FilesDroppedFromOutsideAreAddedAndUndoTakesThemBack) {
   }
   data->setUrls(urls);
   Drop(data, view()->viewport()->rect().bottomRight() - QPoint(5, 5), Qt::CopyAction);
-  QTRY_COMPARE(model()->rowCount(), 3);
+  ASSERT_EVENTUALLY_EQ(model()->rowCount(), 3);
   WaitIdle();
   EXPECT_EQ(Rows()[1], "beach.jpg");
   EXPECT_EQ(Rows()[2], "dunes.png");
@@ -111,12 +111,12 @@ TEST_F(AlbumViewTest, FilesDroppedFromOutsideAreAddedAndUndoTakesThemBack) {
   EXPECT_EQ(frame_->windowTitle(), "Quorvane - Drops *");
 
   frame_->RunCommand(kCmdUndo);
-  QTRY_COMPARE(model()->rowCount(), 1);
+  ASSERT_EVENTUALLY_EQ(model()->rowCount(), 1);
   EXPECT_EQ(Text(kCmdRedo), "&Redo Add Photo");
   frame_->RunCommand(kCmdRedo);
-  QTRY_COMPARE(model()->rowCount(), 3);
+  ASSERT_EVENTUALLY_EQ(model()->rowCount(), 3);
   // The thumbnails arrive from the worker, fitted into the album's cell.
-  QTRY_VERIFY(!model()->index(2).data(Qt::DecorationRole).value<QPixmap>().isNull());
+  ASSERT_EVENTUALLY(!model()->index(2).data(Qt::DecorationRole).value<QPixmap>().isNull());
   const QPixmap thumbnail = model()->index(2).data(Qt::DecorationRole).value<QPixmap>();
   EXPECT_LE(thumbnail.width(), model()->cell_size().width() - 2);
   EXPECT_LE(thumbnail.height(), model()->cell_size().height() - 2);
@@ -127,7 +127,7 @@ TEST_F(AlbumViewTest, DraggingPhotosWithinTheViewReordersThem) {
   Open(folder);
   const std::vector<QString> before = Rows();
   Drop(model()->MimeDataFor({0}), CellCentre(2), Qt::MoveAction);
-  QTRY_COMPARE(Rows(), (std::vector<QString>{before[1], before[0], before[2]}));
+  ASSERT_EVENTUALLY_EQ(Rows(), (std::vector<QString>{before[1], before[0], before[2]}));
   EXPECT_EQ(Text(kCmdUndo), "&Undo Move Photo");
   frame_->RunCommand(kCmdSave);
   WaitIdle();
@@ -154,7 +154,7 @@ TEST_F(AlbumViewTest, DeleteRemovesTheSelectionAndCopyPasteCarriesPhotosToAnothe
   EXPECT_EQ(ref.positions, std::vector<size_t>{1});
 
   QTest::keyClick(view(), Qt::Key_Delete);
-  QTRY_COMPARE(model()->rowCount(), 2);
+  ASSERT_EVENTUALLY_EQ(model()->rowCount(), 2);
   EXPECT_EQ(Text(kCmdUndo), "&Undo Remove Photo");
   EXPECT_EQ(Rows(), (std::vector<QString>{photos[0], photos[2]}));
 
@@ -162,7 +162,7 @@ TEST_F(AlbumViewTest, DeleteRemovesTheSelectionAndCopyPasteCarriesPhotosToAnothe
   Open(target);
   ASSERT_EQ(frame_->windowTitle(), "Quorvane - Target");
   frame_->RunCommand(kCmdPaste);
-  QTRY_COMPARE(model()->rowCount(), 2);
+  ASSERT_EVENTUALLY_EQ(model()->rowCount(), 2);
   EXPECT_EQ(Rows()[1], photos[1]);
   EXPECT_EQ(Text(kCmdUndo), "&Undo Add Photo");
 }
@@ -178,11 +178,11 @@ TEST_F(AlbumViewTest, AnEditRunsOnTheSelectionAndUndoPutsThePhotoBack) {
   ASSERT_TRUE(frame_->action(32780)->isEnabled());
   frame_->action(32780)->trigger();  // Flip Horizontal
   WaitIdle();
-  QTRY_COMPARE(Text(kCmdUndo), QString("&Undo Flip Photo"));
+  ASSERT_EVENTUALLY_EQ(Text(kCmdUndo), QString("&Undo Flip Photo"));
   EXPECT_NE(testing::ReadTextFile(folder / file), original);
   EXPECT_EQ(testing::ReadTextFile(folder / Rows()[1].toStdString()), untouched);
   frame_->RunCommand(kCmdUndo);
-  QTRY_COMPARE(Text(kCmdRedo), QString("&Redo Flip Photo"));
+  ASSERT_EVENTUALLY_EQ(Text(kCmdRedo), QString("&Redo Flip Photo"));
   EXPECT_EQ(testing::ReadTextFile(folder / file), original);
 }
 
@@ -190,12 +190,12 @@ TEST_F(AlbumViewTest, ClosingAskedAboutUnsavedChangesAndAMissingThumbnailShowsNo
   const auto folder = MakeAlbum(dir_ / "library", "Close Me", 3);
   std::filesystem::remove(folder / album::ThumbnailName(FilesOnDisk(folder)[2]));
   Open(folder);
-  QTRY_VERIFY(model()->index(2).data(AlbumModel::kMissingRole).toBool());
+  ASSERT_EVENTUALLY(model()->index(2).data(AlbumModel::kMissingRole).toBool());
   EXPECT_FALSE(model()->index(0).data(AlbumModel::kMissingRole).toBool());
   const std::vector<QString> before = Rows();
 
   Drop(model()->MimeDataFor({2}), CellCentre(0), Qt::MoveAction);
-  QTRY_COMPARE(frame_->windowTitle(), QString("Quorvane - Close Me *"));
+  ASSERT_EVENTUALLY_EQ(frame_->windowTitle(), QString("Quorvane - Close Me *"));
   std::vector<QString> asked;
   int answer = QMessageBox::Cancel;
   frame_->set_save_question([&](const QString& question) {

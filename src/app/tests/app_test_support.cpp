@@ -2,6 +2,10 @@
 
 #include <vector>
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QThread>
+
 #include "album/album_library.h"
 #include "album/batch_operations.h"
 #include "image/image.h"
@@ -48,6 +52,17 @@ void AppTest::SetUp() {
 
 settings::UserSettings AppTest::LoadSettings() const {
   return settings::LoadUserSettings(settings::ProcessEnvironment());
+}
+
+bool WaitUntil(const std::function<bool()>& done, int timeout_ms) {
+  QDeadlineTimer deadline(timeout_ms);
+  while (!done()) {
+    if (deadline.hasExpired()) return false;
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QThread::msleep(5);
+  }
+  return true;
 }
 
 }  // namespace quorvane::app

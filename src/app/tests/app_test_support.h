@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -22,6 +23,22 @@ std::filesystem::path MakeAlbum(const std::filesystem::path& library, const std:
 
 // The built program.
 QString ProgramPath();
+
+// Runs the event loop until `done` holds or `timeout_ms` passes; true when it held. Waiting
+// goes through gtest assertions (below) so that a condition that never holds fails the test:
+// Qt Test's own waiting macros only report to a Qt Test run and would pass silently here.
+bool WaitUntil(const std::function<bool()>& done, int timeout_ms);
+
+#define ASSERT_EVENTUALLY_WITHIN(expr, timeout_ms)                                             \
+  ASSERT_TRUE(::quorvane::app::WaitUntil([&] { return static_cast<bool>(expr); }, timeout_ms)) \
+      << "never true: " #expr
+#define ASSERT_EVENTUALLY(expr) ASSERT_EVENTUALLY_WITHIN(expr, 5000)
+#define ASSERT_EVENTUALLY_EQ_WITHIN(actual, expected, timeout_ms)                   \
+  do {                                                                              \
+    ::quorvane::app::WaitUntil([&] { return (actual) == (expected); }, timeout_ms); \
+    ASSERT_EQ(actual, expected);                                                    \
+  } while (false)
+#define ASSERT_EVENTUALLY_EQ(actual, expected) ASSERT_EVENTUALLY_EQ_WITHIN(actual, expected, 5000)
 
 class AppTest : public ::testing::Test {
  protected:

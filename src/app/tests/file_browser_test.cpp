@@ -92,7 +92,7 @@ TEST_F(FileBrowserTest, ShowsTheImagesOfTheFolderWithThumbnailsKeptInTheCache) {
               folder_);
     // The folder comes into view in the tree once the tree has read its parents.
     QTreeView* tree = browser->tree();
-    QTRY_VERIFY_WITH_TIMEOUT(
+    ASSERT_EVENTUALLY_WITHIN(
         tree->viewport()->rect().contains(tree->visualRect(tree->currentIndex())), 30000);
     const QString shot = QString(QUORVANE_SCREENSHOT_DIR) + "/quorvane_file_browser.png";
     EXPECT_TRUE(browser->grab().save(shot));
@@ -154,7 +154,7 @@ TEST_F(FileBrowserTest, DraggedFilesGoOutAsUrisAndInsideInTheBrowsersFormat) {
   const QModelIndex best = folders->index(QString::fromStdString(target.string()));
   browser->tree()->expand(best.parent());
   browser->tree()->scrollTo(best);
-  QTRY_VERIFY_WITH_TIMEOUT(!browser->tree()->visualRect(best).isEmpty(), 30000);
+  ASSERT_EVENTUALLY_WITHIN(!browser->tree()->visualRect(best).isEmpty(), 30000);
   QSignalSpy done(browser.get(), &FileBrowser::MovesDone);
   const QPoint on_best = browser->tree()->visualRect(best).center();
   QDragEnterEvent enter(on_best, Qt::CopyAction | Qt::MoveAction, data.get(), Qt::LeftButton,
@@ -171,7 +171,7 @@ TEST_F(FileBrowserTest, DraggedFilesGoOutAsUrisAndInsideInTheBrowsersFormat) {
   EXPECT_FALSE(fs::exists(folder_ / "a_sand.jpg"));
   EXPECT_TRUE(fs::exists(folder_ / "c_tall.png"));
   EXPECT_EQ(testing::ReadTextFile(target / "c_tall.png"), "already here");
-  QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), 2, 30000);
+  ASSERT_EVENTUALLY_EQ_WITHIN(model.rowCount(), 2, 30000);
 
   // A URI list from elsewhere is not the browser's to move.
   QMimeData outside;

@@ -11,6 +11,8 @@
 #include <QThread>
 #include <QWidget>
 
+#include "app/tests/app_test_support.h"
+
 namespace quorvane::app {
 namespace {
 
@@ -39,12 +41,12 @@ TEST(JobRunner, ShowsTheJobsProgressAndCancelStopsIt) {
   EXPECT_FALSE(runner.Start("Other", [](platform::ProgressSink&) { return platform::kOk; }, {}));
 
   ProgressWindow* progress = runner.progress_window();
-  QTRY_VERIFY(progress->isVisible());
-  QTRY_COMPARE(progress->text(), QString("Adding \"a.jpg\" (image 1 of 4) ..."));
-  QTRY_COMPARE(progress->bar()->value(), progress->bar()->maximum() / 4);
+  ASSERT_EVENTUALLY(progress->isVisible());
+  ASSERT_EVENTUALLY_EQ(progress->text(), QString("Adding \"a.jpg\" (image 1 of 4) ..."));
+  ASSERT_EVENTUALLY_EQ(progress->bar()->value(), progress->bar()->maximum() / 4);
   EXPECT_EQ(progress->windowTitle(), "Quorvane");
   QTest::mouseClick(progress->cancel_button(), Qt::LeftButton);
-  QTRY_VERIFY(result.has_value());
+  ASSERT_EVENTUALLY(result.has_value());
   EXPECT_EQ(*result, platform::kCancelled);
   EXPECT_FALSE(runner.busy());
   EXPECT_FALSE(progress->isVisible());
@@ -65,15 +67,15 @@ TEST(JobRunner, EscapeInTheProgressWindowCancelsAndTheRunnerIsReusable) {
         return platform::kCancelled;
       },
       [&](platform::ResultCode code) { result = code; }));
-  QTRY_VERIFY(runner.progress_window()->isVisible());
+  ASSERT_EVENTUALLY(runner.progress_window()->isVisible());
   QTest::keyClick(runner.progress_window(), Qt::Key_Escape);
-  QTRY_COMPARE(result, std::optional<platform::ResultCode>(platform::kCancelled));
+  ASSERT_EVENTUALLY_EQ(result, std::optional<platform::ResultCode>(platform::kCancelled));
 
   result.reset();
   ASSERT_TRUE(runner.Start(
       "Saving...", [](platform::ProgressSink&) { return platform::kOk; },
       [&](platform::ResultCode code) { result = code; }));
-  QTRY_COMPARE(result, std::optional<platform::ResultCode>(platform::kOk));
+  ASSERT_EVENTUALLY_EQ(result, std::optional<platform::ResultCode>(platform::kOk));
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ class PhotoWindow : public AppTest {
     frame_->show();
     QSignalSpy opened(frame_.get(), &MainFrame::AlbumOpened);
     frame_->OpenAlbum(QString::fromStdString(MakeAlbum(dir_ / "library", "Views", 2).string()));
-    QTRY_COMPARE(opened.count(), 1);
+    ASSERT_EVENTUALLY_EQ(opened.count(), 1);
     // Enter on the first cell opens it, as a double-click does.
     AlbumView* view = frame_->album_view();
     view->setFocus();
@@ -35,13 +35,13 @@ class PhotoWindow : public AppTest {
     QTest::keyClick(view, Qt::Key_Return);
     viewer_ = frame_->photo_viewer();
     ASSERT_NE(viewer_, nullptr);
-    QTRY_VERIFY(!viewer_->current_image().isNull());
-    QTRY_VERIFY(!viewer_->job_runner()->busy());
+    ASSERT_EVENTUALLY(!viewer_->current_image().isNull());
+    ASSERT_EVENTUALLY(!viewer_->job_runner()->busy());
   }
 
   void Run(int id) {
     viewer_->RunCommand(id);
-    QTRY_VERIFY(!viewer_->job_runner()->busy());
+    ASSERT_EVENTUALLY(!viewer_->job_runner()->busy());
   }
 
   settings::UserSettings user_;

@@ -85,7 +85,7 @@ TEST_F(SearchPaneTest, FindsPhotosInTheLibraryByWholeKeywordOrByTitle) {
   EXPECT_EQ(Labels(), std::vector<std::string>{"Harbour"});
   EXPECT_EQ(pane_->model()->row(0).row.path, (beach_ / "1").string());
   EXPECT_TRUE(pane_->empty_text().isEmpty());
-  QTRY_VERIFY_WITH_TIMEOUT(!pane_->model()->row(0).thumbnail.isNull(), 30000);
+  ASSERT_EVENTUALLY_WITHIN(!pane_->model()->row(0).thumbnail.isNull(), 30000);
   EXPECT_TRUE(pane_->model()
                   ->index(0)
                   .data(Qt::ToolTipRole)
@@ -95,7 +95,7 @@ TEST_F(SearchPaneTest, FindsPhotosInTheLibraryByWholeKeywordOrByTitle) {
   Search("sun", true, false, true);
   EXPECT_EQ(Labels(), (std::vector<std::string>{"Sunset over the bay", "Harbour", "Sunny side"}));
   const QString shot = QString(QUORVANE_SCREENSHOT_DIR) + "/quorvane_search_pane.png";
-  QTRY_VERIFY_WITH_TIMEOUT(!pane_->model()->row(2).thumbnail.isNull(), 30000);
+  ASSERT_EVENTUALLY_WITHIN(!pane_->model()->row(2).thumbnail.isNull(), 30000);
   EXPECT_TRUE(pane_->grab().save(shot));
 }
 
@@ -169,7 +169,7 @@ TEST_F(SearchPaneTest, TheResultListIsKeptInItsFileAndComesBackWithItsDetails) {
   ASSERT_TRUE(loaded.wait(30000));
   EXPECT_EQ(again.model()->Rows(), saved);
   // A kept row names only its album and index; the album's index gives the rest.
-  QTRY_VERIFY_WITH_TIMEOUT(!again.model()->row(2).thumbnail.isNull(), 30000);
+  ASSERT_EVENTUALLY_WITHIN(!again.model()->row(2).thumbnail.isNull(), 30000);
   EXPECT_TRUE(again.model()
                   ->index(2)
                   .data(Qt::ToolTipRole)

@@ -33,12 +33,12 @@ TEST_F(SingleInstance, ServerReceivesPathsAndBareActivations) {
   auto client = std::async(std::launch::async, [&] {
     return HandOverToRunningInstance(name, std::string("/albums/Trip ä"));
   });
-  QTRY_COMPARE(opened.count(), 1);
+  ASSERT_EVENTUALLY_EQ(opened.count(), 1);
   EXPECT_EQ(opened[0][0].toString(), QString("/albums/Trip ä"));
   EXPECT_TRUE(client.get());
   client =
       std::async(std::launch::async, [&] { return HandOverToRunningInstance(name, std::nullopt); });
-  QTRY_COMPARE(activated.count(), 1);
+  ASSERT_EVENTUALLY_EQ(activated.count(), 1);
   EXPECT_TRUE(client.get());
   EXPECT_EQ(opened.count(), 1);
 
@@ -64,7 +64,7 @@ TEST_F(SingleInstance, ASecondProgramHandsItsAlbumToTheFirstAndEnds) {
   ASSERT_TRUE(first.waitForStarted());
   // Up once it answers a bare hand-over.
   const QString name = InstanceSocketName();
-  QTRY_VERIFY_WITH_TIMEOUT(HandOverToRunningInstance(name, std::nullopt, 500), 30000);
+  ASSERT_EVENTUALLY_WITHIN(HandOverToRunningInstance(name, std::nullopt, 500), 30000);
 
   QProcess second;
   second.start(ProgramPath(), {QString::fromStdString(album.string())});
@@ -77,7 +77,7 @@ TEST_F(SingleInstance, ASecondProgramHandsItsAlbumToTheFirstAndEnds) {
     settings::UserSettings user = LoadSettings();
     return settings::LoadRecentDocuments(*user.backend);
   };
-  QTRY_VERIFY_WITH_TIMEOUT(!recent().empty(), 30000);
+  ASSERT_EVENTUALLY_WITHIN(!recent().empty(), 30000);
   EXPECT_EQ(recent().front(), album.string());
   first.terminate();
   EXPECT_TRUE(first.waitForFinished(30000));

@@ -42,13 +42,13 @@ TEST_F(Smoke, TheProgramShowsAnAlbumOnARealDisplay) {
     const auto recent = settings::LoadRecentDocuments(*user.backend);
     return !recent.empty() && recent.front() == album.string();
   };
-  QTRY_VERIFY_WITH_TIMEOUT(opened(), 30000);
+  ASSERT_EVENTUALLY_WITHIN(opened(), 30000);
 
   // Painting follows opening: take pictures until two in a row agree.
   QScreen* screen = QGuiApplication::primaryScreen();
   QImage previous;
   QImage shot;
-  QTRY_VERIFY_WITH_TIMEOUT((previous = std::exchange(shot, screen->grabWindow(0).toImage()),
+  ASSERT_EVENTUALLY_WITHIN((previous = std::exchange(shot, screen->grabWindow(0).toImage()),
                             ShowsSomething(shot) && shot == previous),
                            30000);
   const QString file = QString(QUORVANE_SCREENSHOT_DIR) + "/quorvane_main_window.png";
