@@ -44,13 +44,15 @@ TEST_F(Smoke, TheProgramShowsAnAlbumOnARealDisplay) {
   };
   ASSERT_EVENTUALLY_WITHIN(opened(), 30000);
 
-  // Painting follows opening: take pictures until two in a row agree.
+  // Painting follows opening, and the album's thumbnails arrive from workers after that: take
+  // pictures half a second apart until two in a row agree.
   QScreen* screen = QGuiApplication::primaryScreen();
   QImage previous;
   QImage shot;
-  ASSERT_EVENTUALLY_WITHIN((previous = std::exchange(shot, screen->grabWindow(0).toImage()),
-                            ShowsSomething(shot) && shot == previous),
-                           30000);
+  ASSERT_EVENTUALLY_WITHIN(
+      (QTest::qWait(500), previous = std::exchange(shot, screen->grabWindow(0).toImage()),
+       ShowsSomething(shot) && shot == previous),
+      30000);
   const QString file = QString(QUORVANE_SCREENSHOT_DIR) + "/quorvane_main_window.png";
   EXPECT_TRUE(shot.save(file)) << file.toStdString();
   std::fprintf(stderr, "screenshot: %s\n", file.toUtf8().constData());
