@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <system_error>
 
+#include "platform/ascii.h"
 #include "platform/file_lock.h"
 #include "platform/file_util.h"
 
@@ -60,13 +61,6 @@ std::string Escape(std::string_view raw, bool in_name) {
   return out;
 }
 
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 // An unknown or cut-off escape keeps its characters, so a hand-edited file loses nothing.
 std::string Unescape(std::string_view text) {
   std::string out;
@@ -91,8 +85,8 @@ std::string Unescape(std::string_view text) {
         ++i;
         break;
       case 'x': {
-        const int high = i + 2 < text.size() ? HexValue(text[i + 2]) : -1;
-        const int low = i + 3 < text.size() ? HexValue(text[i + 3]) : -1;
+        const int high = i + 2 < text.size() ? platform::HexDigitValue(text[i + 2]) : -1;
+        const int low = i + 3 < text.size() ? platform::HexDigitValue(text[i + 3]) : -1;
         if (high < 0 || low < 0) {
           out += '\\';
           break;

@@ -50,7 +50,7 @@ struct Settings {
   std::string email_name;
   std::string email_address;
   std::string weboutput_path;
-  std::string web_publish_templatepath;  // the design chosen last
+  std::string web_publish_templatepath;   // the design chosen last
   bool web_publish_stripprivate = false;  // published photos lose GPS, serials, owner names
   std::string filebrowser_path;
   std::string thumbnail_cache_path;

@@ -18,8 +18,7 @@ class CliMailTest : public CliTest {
     smtp_ = new SmtpTestServer;
     pop3_ = new Pop3TestServer;
     std::string error;
-    if (!smtp_->Start(folder_->path() / "smtp", &error) ||
-        !pop3_->Start(folder_->path(), &error)) {
+    if (!smtp_->Start(folder_->path() / "smtp", &error) || !pop3_->Start(folder_->path(), &error)) {
       start_error_ = new std::string(error);
     }
   }

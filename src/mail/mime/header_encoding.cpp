@@ -2,17 +2,12 @@
 
 #include <cstddef>
 
+#include "platform/ascii.h"
+
 namespace quorvane::mail {
 namespace {
 
 constexpr char kHex[] = "0123456789ABCDEF";
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
 
 }  // namespace
 
@@ -54,9 +49,10 @@ std::string DecodeHeaderValue(std::string_view value) {
   for (size_t i = 0; i < word.size(); ++i) {
     if (word[i] == '_') {
       out.push_back(' ');
-    } else if (word[i] == '=' && i + 2 < word.size() && HexValue(word[i + 1]) >= 0 &&
-               HexValue(word[i + 2]) >= 0) {
-      out.push_back(static_cast<char>(HexValue(word[i + 1]) * 16 + HexValue(word[i + 2])));
+    } else if (word[i] == '=' && i + 2 < word.size() && platform::HexDigitValue(word[i + 1]) >= 0 &&
+               platform::HexDigitValue(word[i + 2]) >= 0) {
+      out.push_back(static_cast<char>(platform::HexDigitValue(word[i + 1]) * 16 +
+                                      platform::HexDigitValue(word[i + 2])));
       i += 2;
     } else {
       out.push_back(word[i]);

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "platform/ascii.h"
+
 namespace quorvane::mail {
 namespace {
 
@@ -9,13 +11,6 @@ constexpr char kHex[] = "0123456789ABCDEF";
 constexpr size_t kMaxLine = 76;  // bytes past the line start; a line holds at most 77
 
 bool IsWhite(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
 
 }  // namespace
 
@@ -88,8 +83,10 @@ std::string QuotedPrintableDecode(std::string_view encoded) {
       i += 1;
       continue;
     }
-    if (i + 2 < encoded.size() && HexValue(encoded[i + 1]) >= 0 && HexValue(encoded[i + 2]) >= 0) {
-      out.push_back(static_cast<char>(HexValue(encoded[i + 1]) * 16 + HexValue(encoded[i + 2])));
+    if (i + 2 < encoded.size() && platform::HexDigitValue(encoded[i + 1]) >= 0 &&
+        platform::HexDigitValue(encoded[i + 2]) >= 0) {
+      out.push_back(static_cast<char>(platform::HexDigitValue(encoded[i + 1]) * 16 +
+                                      platform::HexDigitValue(encoded[i + 2])));
       i += 2;
       continue;
     }
