@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 namespace quorvane::mail {
 namespace {
@@ -18,15 +19,21 @@ constexpr std::array<int8_t, 256> MakeDecodeTable() {
 }
 constexpr std::array<int8_t, 256> kDecode = MakeDecodeTable();
 
+// The two characters of every 12 bits, so three bytes take two look-ups.
+constexpr std::array<std::array<char, 2>, 4096> MakePairTable() {
+  std::array<std::array<char, 2>, 4096> table{};
+  for (int i = 0; i < 4096; ++i) table[i] = {kAlphabet[i >> 6], kAlphabet[i & 63]};
+  return table;
+}
+constexpr std::array<std::array<char, 2>, 4096> kPairs = MakePairTable();
+
 // Writes the 4-character groups of `size` bytes to `out` and returns the end.
 char* EncodeRun(const unsigned char* in, size_t size, char* out) {
   size_t i = 0;
   for (; i + 3 <= size; i += 3) {
     const uint32_t v = (uint32_t{in[i]} << 16) | (uint32_t{in[i + 1]} << 8) | in[i + 2];
-    out[0] = kAlphabet[v >> 18];
-    out[1] = kAlphabet[(v >> 12) & 63];
-    out[2] = kAlphabet[(v >> 6) & 63];
-    out[3] = kAlphabet[v & 63];
+    std::memcpy(out, kPairs[v >> 12].data(), 2);
+    std::memcpy(out + 2, kPairs[v & 4095].data(), 2);
     out += 4;
   }
   const size_t rest = size - i;
