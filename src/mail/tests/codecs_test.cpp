@@ -27,38 +27,23 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-TEST(Base64Test, LinesAre76CharactersEachEndingInCrlf) {
-  std::string out;
-  AppendBase64Lines(std::string(57, 'x'), &out);
-  std::string expected;
-  for (int i = 0; i < 19; ++i) expected += "eHh4";
-  EXPECT_EQ(out, expected + "\r\n");
-
-  out.clear();
-  AppendBase64Lines("", &out);
-  EXPECT_EQ(out, "");
-
-  out.clear();
-  AppendBase64Lines(std::string(58, 'x'), &out);
-  const auto lines = Lines(out);
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0].size(), 76u);
-  EXPECT_EQ(lines[1], "eA==");
-  EXPECT_TRUE(out.ends_with("\r\n"));
-  EXPECT_EQ(Base64LinesSize(58), out.size());
-}
-
-TEST(Base64Test, KnownVectorsAndPadding) {
-  EXPECT_EQ(Base64Encode(""), "");
-  EXPECT_EQ(Base64Encode("f"), "Zg==");
-  EXPECT_EQ(Base64Encode("fo"), "Zm8=");
-  EXPECT_EQ(Base64Encode("foo"), "Zm9v");
-  EXPECT_EQ(Base64Encode("Username:"), "VXNlcm5hbWU6");
-  EXPECT_EQ(Base64Encode("\xff\xfe"), "//4=");
+TEST(Base64Test, KnownVectorsPaddingAndLines) {
+  for (const auto& [bytes, text] : std::vector<std::pair<std::string, std::string>>{
+           {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"\xff\xfe", "//4="}}) {
+    EXPECT_EQ(Base64Encode(bytes), text);
+  }
   std::string decoded;
   EXPECT_TRUE(Base64Decode("UGFzc3dvcmQ6", &decoded));
   EXPECT_EQ(decoded, "Password:");
   EXPECT_FALSE(Base64Decode("ab$c", &decoded));
+
+  // 57 bytes make one line of 76 characters; one more starts a second line; each ends in CRLF.
+  std::string out;
+  AppendBase64Lines(std::string(58, 'x'), &out);
+  std::string expected;
+  for (int i = 0; i < 19; ++i) expected += "eHh4";
+  EXPECT_EQ(out, expected + "\r\neA==\r\n");
+  EXPECT_EQ(Base64LinesSize(58), out.size());
 }
 
 TEST(Base64Test, PiecesOfWholeLinesEncodeLikeOneCall) {
@@ -78,28 +63,20 @@ TEST(Base64Test, PiecesOfWholeLinesEncodeLikeOneCall) {
   }
 }
 
-TEST(QuotedPrintableTest, EscapesEqualsAndEightBitButNotTrailingBlanks) {
-  EXPECT_EQ(QuotedPrintableEncode("a=b"), "a=3Db");
-  EXPECT_EQ(QuotedPrintableEncode("caf\xe9 \r\nnext \r\n"), "caf=E9 \r\nnext \r\n");
-  EXPECT_EQ(QuotedPrintableEncode("tab\there\x01"), "tab\there=01");
-}
-
-TEST(QuotedPrintableTest, LongLineWithoutBlanksBreaksEvery77Characters) {
-  const std::string encoded = QuotedPrintableEncode(std::string(200, 'a'));
-  const auto lines = Lines(encoded);
-  ASSERT_EQ(lines.size(), 3u);
-  EXPECT_EQ(lines[0], std::string(77, 'a') + "=");
-  EXPECT_EQ(lines[1], std::string(77, 'a') + "=");
-  EXPECT_EQ(lines[2], std::string(46, 'a'));
-}
-
-TEST(QuotedPrintableTest, BreaksAfterLastBlankWithinFirst77Characters) {
-  const std::string text =
-      std::string(60, 'a') + " " + std::string(10, 'b') + " " + std::string(30, 'c');
-  const auto lines = Lines(QuotedPrintableEncode(text));
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0], std::string(60, 'a') + " " + std::string(10, 'b') + " =");
-  EXPECT_EQ(lines[1], std::string(30, 'c'));
+TEST(QuotedPrintableTest, EscapesAndBreaksKnownTexts) {
+  const std::string a60 = std::string(60, 'a'), b10 = std::string(10, 'b');
+  const std::pair<std::string, std::string> cases[] = {
+      {"a=b", "a=3Db"},
+      {"caf\xe9 \r\nnext \r\n", "caf=E9 \r\nnext \r\n"},  // trailing blanks stay
+      {"tab\there\x01", "tab\there=01"},
+      // No blank: cut every 77 characters.
+      {std::string(200, 'a'),
+       std::string(77, 'a') + "=\r\n" + std::string(77, 'a') + "=\r\n" + std::string(46, 'a')},
+      // Cut after the last blank within the first 77.
+      {a60 + " " + b10 + " " + std::string(30, 'c'),
+       a60 + " " + b10 + " =\r\n" + std::string(30, 'c')},
+  };
+  for (const auto& [text, encoded] : cases) EXPECT_EQ(QuotedPrintableEncode(text), encoded);
 }
 
 TEST(QuotedPrintableTest, NeverSplitsAnEscapeAndRoundTrips) {

@@ -40,49 +40,31 @@ TEST(Pop3ServerTest, UserPassAndApopAgainstTheRealServer) {
   EXPECT_FALSE(refused.logged_in());
 }
 
-TEST(Pop3ScriptedTest, RefusedApop) {
-  ScriptedServer server({Send("+OK ready <1.2@x>\r\n"), ReadLine(), Send("-ERR no\r\n")});
-  Pop3Client client;
-  ASSERT_TRUE(client.Connect("127.0.0.1", server.port()));
-  EXPECT_FALSE(client.Login("alice", "wrong", true));
-  EXPECT_EQ(client.GetStatusText(), "Username or Password error!");
-  EXPECT_FALSE(client.logged_in());
-}
-
-TEST(Pop3ScriptedTest, GreetingWithoutTimestampRefusesApopButNotUserPass) {
-  ScriptedServer server(
-      {Send("+OK ready\r\n"), ReadLine(), Send("+OK\r\n"), ReadLine(), Send("+OK logged in\r\n")});
-  Pop3Client client;
-  ASSERT_TRUE(client.Connect("127.0.0.1", server.port()));
-  EXPECT_EQ(client.apop_timestamp(), "");
-  EXPECT_FALSE(client.Login("alice", "s3cret", true));
-  EXPECT_EQ(client.GetStatusText(), "Apop error!");
-  EXPECT_TRUE(client.Login("alice", "s3cret", false)) << client.GetStatusText();
-  client.Close();
-  // Lower-case commands, and no QUIT.
-  EXPECT_EQ(server.Received(), "user alice\r\npass s3cret\r\n");
-}
-
-TEST(Pop3ScriptedTest, ApopDigestCoversTimestampAndPassword) {
-  const std::string stamp = "<1896.697170952@dbc.mtview.ca.us>";
-  ScriptedServer server({Send("+OK POP3 server ready " + stamp + "\r\n"), ReadLine(),
-                         Send("+OK maildrop has 1 message\r\n")});
-  Pop3Client client;
-  ASSERT_TRUE(client.Connect("127.0.0.1", server.port()));
-  EXPECT_EQ(client.apop_timestamp(), stamp);
-  ASSERT_TRUE(client.Login("mrose", "tanstaaf", true));
-  client.Close();
-  EXPECT_EQ(server.Received(), "apop mrose c4c9334bac560ecc979e58001b3e22fb\r\n");
-}
-
-TEST(Pop3ScriptedTest, ErrToUserStopsBeforeThePassword) {
-  ScriptedServer server({Send("+OK ready\r\n"), ReadLine(), Send("-ERR who?\r\n")});
-  Pop3Client client;
-  ASSERT_TRUE(client.Connect("127.0.0.1", server.port()));
-  EXPECT_FALSE(client.Login("alice", "s3cret", false));
-  EXPECT_EQ(client.GetStatusText(), "User Name error!");
-  client.Close();
-  EXPECT_EQ(server.Received(), "user alice\r\n");
+// Log-ins against scripted servers: lower-case commands, the first refusal ends the dialogue
+// with its status text, and no QUIT. The APOP digest covers the timestamp and the password.
+TEST(Pop3ScriptedTest, LogInsSendLowerCaseCommandsAndStopAtTheFirstRefusal) {
+  const auto login = [](std::vector<ScriptStep> script, bool apop, const std::string& status,
+                        const std::string& sent) {
+    ScriptedServer server(std::move(script));
+    Pop3Client client;
+    ASSERT_TRUE(client.Connect("127.0.0.1", server.port()));
+    EXPECT_EQ(client.Login("mrose", "tanstaaf", apop), status.empty()) << client.GetStatusText();
+    EXPECT_EQ(client.logged_in(), status.empty());
+    if (!status.empty()) {
+      EXPECT_EQ(client.GetStatusText(), status);
+    }
+    client.Close();
+    EXPECT_EQ(server.Received(), sent);
+  };
+  login({Send("+OK ready <1896.697170952@dbc.mtview.ca.us>\r\n"), ReadLine(), Send("+OK\r\n")},
+        true, "", "apop mrose c4c9334bac560ecc979e58001b3e22fb\r\n");
+  login({Send("+OK ready <1.2@x>\r\n"), ReadLine(), Send("-ERR no\r\n")}, true,
+        "Username or Password error!", "apop mrose bb4c18526537e9d451a5b17b0ba7b221\r\n");
+  login({Send("+OK ready\r\n")}, true, "Apop error!", "");  // no timestamp to digest
+  login({Send("+OK ready\r\n"), ReadLine(), Send("+OK\r\n"), ReadLine(), Send("+OK in\r\n")}, false,
+        "", "user mrose\r\npass tanstaaf\r\n");
+  login({Send("+OK ready\r\n"), ReadLine(), Send("-ERR who?\r\n")}, false, "User Name error!",
+        "user mrose\r\n");
 }
 
 TEST(Pop3ScriptedTest, SilenceClosedConnectionsAndMissingSockets) {
