@@ -1,4 +1,4 @@
-// Pictures the image tests build for themselves, and the checks they share. Each pattern has
+// Pictures the tests build for themselves, and the checks they share. Each pattern has
 // distinct, widely spaced colours so that lossy formats still tell the corners apart.
 #pragma once
 

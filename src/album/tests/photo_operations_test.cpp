@@ -15,6 +15,7 @@
 #include "album/photo_naming.h"
 #include "platform/ole_date.h"
 #include "testing/temp_dir.h"
+#include "testing/test_images.h"
 
 namespace quorvane::album {
 namespace {
@@ -22,22 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 using image::Image;
 using image::ImageFormat;
-using image::Rgba;
-
-// A picture with four coloured quarters, so turns and shrinks can be told apart.
-Image Quarters(int width, int height) {
-  Image image;
-  EXPECT_TRUE(image.Create(width, height, false));
-  for (int y = 0; y < height; ++y) {
-    uint8_t* row = image.MutableRow(y);
-    for (int x = 0; x < width; ++x) {
-      row[3 * x] = x >= width / 2 ? 220 : 30;
-      row[3 * x + 1] = y >= height / 2 ? 200 : 40;
-      row[3 * x + 2] = 90;
-    }
-  }
-  return image;
-}
+using image::testing::Quadrants;
 
 class PhotoOperationsTest : public ::testing::Test {
  protected:
@@ -100,7 +86,7 @@ TEST_F(PhotoOperationsTest, UniqueNamesCountFromZeroBeforeTheLastDot) {
 
 // The arithmetic itself is the image library's (FitInside); here, the two flags.
 TEST_F(PhotoOperationsTest, FitImageFlagsEnlargeOrStretchOnlyWhenAsked) {
-  Image image = Quarters(100, 50);
+  Image image = Quadrants(100, 50);
   ASSERT_TRUE(FitImage(image, 118, 88, true, true, image::ResampleMode::kBilinear));
   EXPECT_EQ(image.width(), 100);  // fits already: unchanged
   ASSERT_TRUE(FitImage(image, 118, 88, true, false, image::ResampleMode::kBilinear));
@@ -112,7 +98,7 @@ TEST_F(PhotoOperationsTest, FitImageFlagsEnlargeOrStretchOnlyWhenAsked) {
 }
 
 TEST_F(PhotoOperationsTest, AddingStoresTheFileItsThumbnailAndTheRecord) {
-  const fs::path source = Source(Quarters(1600, 1200), "holiday~1.JPG", ImageFormat::kJpeg);
+  const fs::path source = Source(Quadrants(1600, 1200), "holiday~1.JPG", ImageFormat::kJpeg);
   // Each step's text with its position.
   struct Steps : platform::ProgressSink {
     void SetText(std::string_view text) override { text_ = text; }
@@ -137,11 +123,7 @@ TEST_F(PhotoOperationsTest, AddingStoresTheFileItsThumbnailAndTheRecord) {
   Image thumbnail;
   ASSERT_TRUE(thumbnail.Load(album_dir() / "_thumb_holiday-1.jpg"));
   EXPECT_EQ(thumbnail.format(), ImageFormat::kJpeg);
-  EXPECT_EQ(thumbnail.width(), 117);
-  EXPECT_EQ(thumbnail.height(), 88);
-  // Upper left stays dark red, lower right light: the picture was shrunk, not cropped.
-  EXPECT_LT(thumbnail.GetPixel(5, 5).r, 80);
-  EXPECT_GT(thumbnail.GetPixel(110, 80).r, 170);
+  image::testing::ExpectCorners(thumbnail, 117, 88, 40);  // shrunk, not cropped
 }
 
 TEST_F(PhotoOperationsTest, BadSourcesFailWithTheirReasonAndTakeNothingIn) {
@@ -162,7 +144,7 @@ TEST_F(PhotoOperationsTest, BadSourcesFailWithTheirReasonAndTakeNothingIn) {
 // arriving: the file then takes the next free name, and the other program's file stays.
 TEST_F(PhotoOperationsTest, NewFilesNeverReplaceAFileAnotherProgramJustMade) {
   testing::WriteTextFile(album_dir() / "b.png", "theirs");
-  const fs::path source = Source(Quarters(20, 20), "b.png", ImageFormat::kPng);
+  const fs::path source = Source(Quadrants(20, 20), "b.png", ImageFormat::kPng);
   ASSERT_TRUE(AddImageFromDisk(*album_, source, "b.png", -1)) << album_->last_error();
   EXPECT_EQ(album_->photos()[0].image_file, "b-0.png");
   EXPECT_TRUE(InAlbum("_thumb_b-0.jpg"));
@@ -178,7 +160,7 @@ TEST_F(PhotoOperationsTest, NewFilesNeverReplaceAFileAnotherProgramJustMade) {
   EXPECT_EQ(files.size(), 3u) << "nothing of the refused copy is left behind";
 
   // Bytes the index cannot hold in a file name become "-", like "~".
-  const fs::path quote = Source(Quarters(20, 20), "q\"u>o\nte~.png", ImageFormat::kPng);
+  const fs::path quote = Source(Quadrants(20, 20), "q\"u>o\nte~.png", ImageFormat::kPng);
   ASSERT_TRUE(AddImageFromDisk(*album_, quote, quote.filename().string(), -1));
   EXPECT_EQ(album_->photos()[1].image_file, "q-u-o-te-.png");
 }
@@ -186,7 +168,7 @@ TEST_F(PhotoOperationsTest, NewFilesNeverReplaceAFileAnotherProgramJustMade) {
 // A hand-made album may lack a photo's thumbnail: the copy in the other album gets a new one.
 // A copy that fails leaves the other album as it was, files and all.
 TEST_F(PhotoOperationsTest, CopyToAnotherAlbumMakesAMissingThumbnailOrLeavesNothing) {
-  const fs::path source = Source(Quarters(400, 200), "p.png", ImageFormat::kPng);
+  const fs::path source = Source(Quadrants(400, 200), "p.png", ImageFormat::kPng);
   ASSERT_TRUE(AddImageFromDisk(*album_, source, "p.png", -1)) << album_->last_error();
   album_->photos()[0].title = "Quarters";
   fs::remove(album_dir() / "_thumb_p.jpg");
@@ -222,7 +204,7 @@ TEST_F(PhotoOperationsTest, PhotoDateComesFromTheCameraElseFromTheFile) {
   ASSERT_TRUE(AddImageFromDisk(*album_, camera, "camera.jpg", -1)) << album_->last_error();
   EXPECT_EQ(platform::FormatOleDate(album_->photos()[0].date).substr(0, 10), "2021-07-14");
 
-  const fs::path plain = Source(Quarters(20, 20), "plain.png", ImageFormat::kPng);
+  const fs::path plain = Source(Quadrants(20, 20), "plain.png", ImageFormat::kPng);
   const auto when = fs::file_time_type::clock::now() - std::chrono::hours(24 * 400);
   fs::last_write_time(plain, when);
   ASSERT_TRUE(AddImageFromDisk(*album_, plain, "plain.png", -1));
@@ -245,7 +227,7 @@ TEST_F(PhotoOperationsTest, EveryImageTypeRoundTripsThroughAddThumbnailAndCopyOu
                         {"p.gif", ImageFormat::kGif, true},   {"p.tif", ImageFormat::kTiff, true},
                         {"p.png", ImageFormat::kPng, true},   {"p.tga", ImageFormat::kTga, true},
                         {"p.pcx", ImageFormat::kPcx, true},   {"p.ico", ImageFormat::kIco, true}};
-  const Image picture = Quarters(160, 120);
+  const Image picture = Quadrants(160, 120);
   const fs::path out = dir_ / "out";
   fs::create_directories(out);
   for (const Kind& kind : kinds) {
@@ -288,13 +270,13 @@ TEST_F(PhotoOperationsTest, EveryImageTypeRoundTripsThroughAddThumbnailAndCopyOu
 
 // Replacing keeps the earlier image and thumbnail; one exchange routine goes back and forth.
 TEST_F(PhotoOperationsTest, ReplacedVersionsComeBackExactly) {
-  const fs::path source = Source(Quarters(200, 100), "p.png", ImageFormat::kPng);
+  const fs::path source = Source(Quadrants(200, 100), "p.png", ImageFormat::kPng);
   ASSERT_TRUE(AddImageFromDisk(*album_, source, "p.png", -1));
   const std::string before_image = testing::ReadTextFile(album_dir() / "p.png");
   const std::string before_thumb = testing::ReadTextFile(album_dir() / "_thumb_p.jpg");
   album_->set_modified(false);
 
-  Image turned = Quarters(200, 100);
+  Image turned = Quadrants(200, 100);
   ASSERT_TRUE(turned.RotateRight());
   PhotoVersion kept;
   ASSERT_TRUE(ReplacePhotoImage(*album_, 0, turned, &kept)) << album_->last_error();
@@ -328,7 +310,7 @@ TEST_F(PhotoOperationsTest, ReplacedVersionsComeBackExactly) {
 TEST_F(PhotoOperationsTest, RemovedPhotosStayOnDiskUntilTheSavedAlbumNoLongerNamesThem) {
   for (const char* name : {"a.png", "b.png"}) {
     ASSERT_TRUE(
-        AddImageFromDisk(*album_, Source(Quarters(20, 20), name, ImageFormat::kPng), name, -1));
+        AddImageFromDisk(*album_, Source(Quadrants(20, 20), name, ImageFormat::kPng), name, -1));
   }
   ASSERT_TRUE(SaveAlbum(*album_));
   album_->photos().erase(album_->photos().begin());  // as a removal does
@@ -354,7 +336,7 @@ TEST_F(PhotoOperationsTest, RemovedPhotosStayOnDiskUntilTheSavedAlbumNoLongerNam
 TEST_F(PhotoOperationsTest, SavingAsANewAlbumCopiesEverythingOrLeavesNothing) {
   for (const char* name : {"a.png", "b.png"}) {
     ASSERT_TRUE(
-        AddImageFromDisk(*album_, Source(Quarters(20, 20), name, ImageFormat::kPng), name, -1));
+        AddImageFromDisk(*album_, Source(Quadrants(20, 20), name, ImageFormat::kPng), name, -1));
   }
   album_->set_title("Copied");
   const fs::path target = dir_ / "target";

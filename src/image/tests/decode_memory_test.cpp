@@ -13,7 +13,7 @@
 
 #include "image/image.h"
 #include "image/internal/decode_budget.h"
-#include "image/tests/test_images.h"
+#include "testing/test_images.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::image {

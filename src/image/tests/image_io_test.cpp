@@ -11,7 +11,7 @@
 
 #include "image/image.h"
 #include "image/internal/vips_support.h"
-#include "image/tests/test_images.h"
+#include "testing/test_images.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::image {
@@ -130,24 +130,10 @@ std::string Tga(bool bottom_up, bool rle, Shades shades) {
   const Image picture = Quadrants(32, 24);
   const bool grey = shades == Shades::kGrey;
   const uint8_t type = static_cast<uint8_t>((grey ? 3 : 2) + (rle ? 8 : 0));
-  std::string out = {0,
-                     0,
-                     static_cast<char>(type),
-                     0,
-                     0,
-                     0,
-                     0,
-                     0,
-                     0,
-                     0,
-                     0,
-                     0,
-                     32,
-                     0,
-                     24,
-                     0,
-                     static_cast<char>(grey ? 8 : 24),
-                     static_cast<char>(bottom_up ? 0 : 0x20)};
+  // No id or colour map; 32 x 24 from the origin; the bits per pixel and the row order.
+  std::string out(18, '\0');
+  out[2] = static_cast<char>(type), out[12] = 32, out[14] = 24;
+  out[16] = static_cast<char>(grey ? 8 : 24), out[17] = static_cast<char>(bottom_up ? 0 : 0x20);
   const auto pixel = [&](int x, int y) {
     const Rgba c = Shaded(picture.GetPixel(x, y), shades);
     return grey ? std::string(1, static_cast<char>(c.r))

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "image/image.h"
-#include "image/tests/test_images.h"
+#include "testing/test_images.h"
 
 namespace quorvane::image {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "image/image.h"
 #include "image/internal/format_sniff.h"
-#include "image/tests/test_images.h"
+#include "testing/test_images.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::image {
