@@ -27,34 +27,32 @@ class LayoutTest : public ::testing::Test {
 TEST_F(LayoutTest, PrefixesRoundTripWithoutTouchingEachOther) {
   WindowLayout frame;
   frame.placement = WindowPlacement{2, 3, {-1, -1}, {-8, -8}, {10, 20, 810, 620}};
-  WindowLayout rebar;
-  rebar.bands = std::vector<RebarBand>{{59392, 400, false}, {59393, -1, true}};
   WindowLayout splitter;
   splitter.splitter_pos = 240;
   ASSERT_TRUE(SaveLayout(backend_, kLayoutFramePrefix, frame));
-  ASSERT_TRUE(SaveLayout(backend_, kLayoutRebarPrefix, rebar));
   ASSERT_TRUE(SaveLayout(backend_, kLayoutSplitterPrefix, splitter));
 
   EXPECT_EQ(LoadLayout(backend_, kLayoutFramePrefix), frame);
-  EXPECT_EQ(LoadLayout(backend_, kLayoutRebarPrefix), rebar);
   EXPECT_EQ(LoadLayout(backend_, kLayoutSplitterPrefix), splitter);
   EXPECT_EQ(LoadLayout(backend_, kLayoutFileBrowserSplitterPrefix), WindowLayout());
 }
 
-TEST_F(LayoutTest, BandsAreStoredUnderTheirNumberedNames) {
+TEST_F(LayoutTest, BandsAreStoredUnderTheirNumberedNamesAndRoundTrip) {
   WindowLayout rebar;
   rebar.bands = std::vector<RebarBand>{{7, 100, false}, {8, 200, true}, {9, 300, false}};
-  ASSERT_TRUE(SaveLayout(backend_, "rebar.", rebar));
+  ASSERT_TRUE(SaveLayout(backend_, kLayoutRebarPrefix, rebar));
+  EXPECT_EQ(LoadLayout(backend_, kLayoutRebarPrefix), rebar);
   const SettingValues main = Main();
-  EXPECT_EQ(main.at("rebar.BandCount"), SettingValue(3));
-  EXPECT_EQ(main.at("rebar.1_ID"), SettingValue(8));
-  EXPECT_EQ(main.at("rebar.1_CX"), SettingValue(200));
-  EXPECT_EQ(main.at("rebar.1_BreakLine"), SettingValue(1));
-  EXPECT_EQ(main.at("rebar.0_BreakLine"), SettingValue(0));
+  const std::string prefix(kLayoutRebarPrefix);
+  EXPECT_EQ(main.at(prefix + "BandCount"), SettingValue(3));
+  EXPECT_EQ(main.at(prefix + "1_ID"), SettingValue(8));
+  EXPECT_EQ(main.at(prefix + "1_CX"), SettingValue(200));
+  EXPECT_EQ(main.at(prefix + "1_BreakLine"), SettingValue(1));
+  EXPECT_EQ(main.at(prefix + "0_BreakLine"), SettingValue(0));
 
   rebar.bands = std::vector<RebarBand>{{3, 30, true}};  // fewer bands than before
-  ASSERT_TRUE(SaveLayout(backend_, "rebar.", rebar));
-  EXPECT_EQ(LoadLayout(backend_, "rebar."), rebar);
+  ASSERT_TRUE(SaveLayout(backend_, kLayoutRebarPrefix, rebar));
+  EXPECT_EQ(LoadLayout(backend_, kLayoutRebarPrefix), rebar);
 }
 
 TEST_F(LayoutTest, DamagedLayoutValuesAreNotApplied) {

@@ -334,24 +334,23 @@ class OldDataFolderTest : public ::testing::Test {
   TempDir temp_;
 };
 
-TEST_F(OldDataFolderTest, SameFolderOrNothingToMoveChangesNothing) {
-  WriteTextFile(temp_ / "cache" / "results.xml", "results");
+// Nothing moves within one folder or when there is nothing to move, and a file that cannot
+// move stays where it was and is reported.
+TEST_F(OldDataFolderTest, MovesNothingInPlaceAndReportsWhatCannotMove) {
+  const fs::path results = temp_ / "cache" / "results.xml";
+  WriteTextFile(results, "results");
   EXPECT_TRUE(Move(temp_ / "cache" / "." / "").empty());
-  EXPECT_EQ(ReadTextFile(temp_ / "cache" / "results.xml"), "results");
+  EXPECT_EQ(ReadTextFile(results), "results");
 
-  fs::remove(temp_ / "cache" / "results.xml");
+  WriteTextFile(temp_ / "blocker", "a file, not a folder");
+  const fs::path blocked = temp_ / "blocker" / "data";
+  EXPECT_EQ(Move(blocked), std::vector<std::string>{"Unable to move " + results.string() + " to " +
+                                                    blocked.string() + ": Not a directory"});
+  EXPECT_EQ(ReadTextFile(results), "results");
+
+  fs::remove(results);
   EXPECT_TRUE(Move(temp_ / "data").empty());
   EXPECT_FALSE(fs::exists(temp_ / "data"));  // not made for nothing
-}
-
-TEST_F(OldDataFolderTest, FileThatCannotMoveStaysAndIsReported) {
-  WriteTextFile(temp_ / "cache" / "results.xml", "results");
-  WriteTextFile(temp_ / "blocker", "a file, not a folder");
-  EXPECT_EQ(Move(temp_ / "blocker" / "data"),
-            std::vector<std::string>{"Unable to move " +
-                                     (temp_ / "cache" / "results.xml").string() + " to " +
-                                     (temp_ / "blocker" / "data").string() + ": Not a directory"});
-  EXPECT_EQ(ReadTextFile(temp_ / "cache" / "results.xml"), "results");
 }
 
 }  // namespace
