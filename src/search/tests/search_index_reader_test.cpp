@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <thread>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -43,17 +44,14 @@ void ExpectSameAsOpening(const std::string& folder, const IndexCase& c) {
     const album::AlbumPhoto got = reader.Photo(i);
     std::string_view title, description, keywords;
     reader.Texts(i, &title, &description, &keywords);
-    EXPECT_EQ(title, want.title) << c.label << " photo " << i;
-    EXPECT_EQ(description, want.description) << c.label << " photo " << i;
-    EXPECT_EQ(keywords, want.keywords) << c.label << " photo " << i;
-    EXPECT_EQ(got.title, want.title) << c.label << " photo " << i;
-    EXPECT_EQ(got.description, want.description) << c.label << " photo " << i;
-    EXPECT_EQ(got.keywords, want.keywords) << c.label << " photo " << i;
-    EXPECT_EQ(got.image_file, want.image_file) << c.label << " photo " << i;
-    EXPECT_EQ(got.format, want.format) << c.label << " photo " << i;
-    EXPECT_EQ(got.width, want.width) << c.label << " photo " << i;
-    EXPECT_EQ(got.height, want.height) << c.label << " photo " << i;
-    EXPECT_EQ(got.date, want.date) << c.label << " photo " << i;
+    EXPECT_EQ(std::tie(title, description, keywords),
+              std::tie(want.title, want.description, want.keywords))
+        << c.label << " photo " << i;
+    EXPECT_EQ(std::tie(got.title, got.description, got.keywords, got.image_file, got.format,
+                       got.width, got.height, got.date),
+              std::tie(want.title, want.description, want.keywords, want.image_file, want.format,
+                       want.width, want.height, want.date))
+        << c.label << " photo " << i;
   }
 }
 

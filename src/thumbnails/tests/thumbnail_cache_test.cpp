@@ -25,13 +25,6 @@ ThumbnailCacheEntry EntryFor(const std::string& path, const std::string& name) {
   return {name, path, 1, 2, 120, 90, 1600, 1200};
 }
 
-TEST(ThumbnailCacheMapTest, HashesSignedBytesTimesThirtyThree) {
-  EXPECT_EQ(internal::HashKey(""), 0u);
-  EXPECT_EQ(internal::HashKey("ab"), 97u * 33 + 98);
-  EXPECT_EQ(internal::HashKey("\x80"), 0xFFFFFF80u);  // -128 as a signed byte
-  EXPECT_EQ(internal::HashKey("a\xff"), 97u * 33 - 1);
-}
-
 TEST(ThumbnailCacheMapTest, GrowsKeepsEveryEntryAndReplacesByKey) {
   internal::ThumbnailCacheMap map;
   const size_t initial_buckets = map.bucket_count();
