@@ -46,26 +46,25 @@ size_t LineLength(std::string_view text) {
   return end < text.size() ? end + 1 : end;
 }
 
+// Where a line of escaped text at `start` that runs past 77 characters is cut: the index of the
+// last character kept, after the last blank or tab among the first 77, else after the last
+// whole escape, else after 77 characters (fewer where that would split an escape).
+size_t BreakPoint(const char* e, size_t start) {
+  size_t brk = start + kMaxLine;
+  while (brk > start && e[brk] != ' ' && e[brk] != '\t' && !(brk >= 2 && e[brk - 2] == '=')) --brk;
+  if (brk != start) return brk;
+  brk = start + kMaxLine;
+  if (e[brk] == '=') return brk - 1;
+  return e[brk - 1] == '=' ? brk - 2 : brk;
+}
+
 // Writes one line of escaped text (ending in its CR or LF, or at the end of the text) to `out`,
 // cut into pieces of at most 77 characters, each followed by "=" CRLF; returns the end. `out`
-// needs room for WrappedSizeBound of the line. A piece ends after the last blank or tab among
-// its first 77 characters, else after its last whole escape, else after 77 characters (fewer
-// where that would split an escape).
+// needs room for WrappedSizeBound of the line.
 char* WrapLine(std::string_view e, char* out) {
   size_t start = 0;
   while (e.size() - start > kMaxLine + 2) {
-    size_t brk = start + kMaxLine;
-    while (brk > start && e[brk] != ' ' && e[brk] != '\t' && !(brk >= 2 && e[brk - 2] == '=')) {
-      --brk;
-    }
-    if (brk == start) {
-      brk = start + kMaxLine;
-      if (e[brk] == '=') {
-        --brk;
-      } else if (e[brk - 1] == '=') {
-        brk -= 2;
-      }
-    }
+    const size_t brk = BreakPoint(e.data(), start);
     out = std::copy(e.data() + start, e.data() + brk + 1, out);
     out = std::copy_n("=\r\n", 3, out);
     start = brk + 1;
@@ -179,19 +178,7 @@ std::string QuotedPrintableEncode(std::string_view text) {
       for (int k = 0; k < count; ++k) {
         // The 78th character of a line that goes on after it: break the line.
         if (used - line > kMaxLine && !(in == end && k == count - 1)) {
-          size_t brk = used - 1;
-          while (brk > line && o[brk] != ' ' && o[brk] != '\t' &&
-                 !(brk >= 2 && o[brk - 2] == '=')) {
-            --brk;
-          }
-          if (brk == line) {
-            brk = line + kMaxLine;
-            if (o[brk] == '=') {
-              --brk;
-            } else if (o[brk - 1] == '=') {
-              brk -= 2;
-            }
-          }
+          const size_t brk = BreakPoint(o, line);
           std::memmove(o + brk + 4, o + brk + 1, used - brk - 1);
           std::memcpy(o + brk + 1, "=\r\n", 3);
           used += 3;
