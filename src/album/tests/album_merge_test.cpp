@@ -17,7 +17,6 @@
 namespace quorvane::album {
 namespace {
 
-
 // A record in short: photos as "name", "name:caption", "name#keywords" or
 // "name:caption#keywords"; variables as "name=value".
 struct Short {

@@ -13,8 +13,8 @@
 
 #include "image/image.h"
 #include "image/internal/decode_budget.h"
-#include "testing/test_images.h"
 #include "testing/temp_dir.h"
+#include "testing/test_images.h"
 
 namespace quorvane::image {
 namespace {

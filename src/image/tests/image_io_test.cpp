@@ -11,8 +11,8 @@
 
 #include "image/image.h"
 #include "image/internal/vips_support.h"
-#include "testing/test_images.h"
 #include "testing/temp_dir.h"
+#include "testing/test_images.h"
 
 namespace quorvane::image {
 namespace {

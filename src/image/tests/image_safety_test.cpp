@@ -10,8 +10,8 @@
 
 #include "image/image.h"
 #include "image/internal/format_sniff.h"
-#include "testing/test_images.h"
 #include "testing/temp_dir.h"
+#include "testing/test_images.h"
 
 namespace quorvane::image {
 namespace {
