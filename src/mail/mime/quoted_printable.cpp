@@ -94,8 +94,8 @@ uint64_t LoadEight(const unsigned char* bytes) {
 }
 
 // The index of the first of eight bytes that is not printable ASCII or a blank, or that is
-// "=": what an escape or a line end begins at; 8 when all are copied as they are. (The
-// arithmetic can mark bytes after the first such byte wrongly, never the first or one before.)
+// "=": where an escape, a tab or a line end may begin; 8 when all are copied as they are. The
+// borrows and carries of the arithmetic can mark harmless bytes after that byte, never before.
 int FirstToLookAt(uint64_t word) {
   constexpr uint64_t kOnes = 0x0101010101010101u, kHigh = 0x8080808080808080u;
   const uint64_t below_blank = (word - kOnes * ' ') & ~word & kHigh;
