@@ -132,13 +132,47 @@ TEST_F(ExpansionTest, HostileFragmentsEnd) {
 }
 
 TEST(OutputNames, FollowThePhotoFileName) {
-  EXPECT_EQ(PhotoPageFileName("My Cat.JPG"), "My_Cat.html");
-  EXPECT_EQ(CopiedPhotoFileName("My Cat.JPG"), "My_Cat.JPG");
-  EXPECT_EQ(ReencodedPhotoFileName("a b.png"), "a_b.jpg");
-  EXPECT_EQ(ThumbnailFileName("a.b c.tif"), "a.b_c-thumb.jpg");
+  EXPECT_EQ(OutputStem("a.b c.tif"), "a.b_c");
+  EXPECT_EQ(PhotoPageFileName("My_Cat"), "My_Cat.html");
+  EXPECT_EQ(CopiedPhotoFileName("My_Cat", "My Cat.J G"), "My_Cat.J_G");
+  EXPECT_EQ(ReencodedPhotoFileName("a_b"), "a_b.jpg");
+  EXPECT_EQ(ThumbnailFileName("a_b"), "a_b-thumb.jpg");
   EXPECT_EQ(IndexPageFileName(0), "index.html");
   EXPECT_EQ(IndexPageFileName(1), "index1.html");
 }
+
+struct StemCase {
+  const char* name;
+  std::vector<std::string> photos;
+  std::vector<std::string> reserved;
+  std::vector<std::string> stems;
+};
+
+class DistinctStems : public ::testing::TestWithParam<StemCase> {};
+
+TEST_P(DistinctStems, NoTwoPhotosShareAFile) {
+  EXPECT_EQ(DistinctOutputStems(GetParam().photos, GetParam().reserved), GetParam().stems);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Albums, DistinctStems,
+    ::testing::Values(
+        StemCase{"Plain", {"a b.jpg", "c.png"}, {}, {"a_b", "c"}},
+        StemCase{"SameStemOtherFormat", {"a.jpg", "a.png", "a.gif"}, {}, {"a", "a_png", "a_gif"}},
+        StemCase{"BlankAndUnderscore", {"a b.jpg", "a_b.jpg"}, {}, {"a_b", "a_b_jpg"}},
+        StemCase{
+            "NumberedWhenThatIsTaken", {"a.jpg", "a_png.gif", "a.png"}, {}, {"a", "a_png", "a_2"}},
+        StemCase{"CaseOnly", {"A.jpg", "a.JPG"}, {}, {"A", "a_JPG"}},
+        StemCase{"PhotoNamedLikeAThumbnail", {"a.jpg", "a-thumb.jpg"}, {}, {"a", "a-thumb_jpg"}},
+        StemCase{"PhotoNamedLikeAnIndexPage",
+                 {"index.jpg", "Index3.png"},
+                 {},
+                 {"index_jpg", "Index3_png"}},
+        StemCase{"PhotoNamedLikeASupportFile",
+                 {"bg.png", "x.css"},
+                 {"bg.png", "x.jpg"},
+                 {"bg_png", "x_css"}}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(OutputNames, FileSizesSwitchToMegabytesAtOneMebibyte) {
   EXPECT_EQ(FileSizeText(1048575), "1024 KB");
