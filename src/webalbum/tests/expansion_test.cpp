@@ -131,16 +131,6 @@ TEST_F(ExpansionTest, HostileFragmentsEnd) {
   EXPECT_EQ(Expand("{Fragment_Open}"), "{Fragment_Open");
 }
 
-TEST(OutputNames, FollowThePhotoFileName) {
-  EXPECT_EQ(OutputStem("a.b c.tif"), "a.b_c");
-  EXPECT_EQ(PhotoPageFileName("My_Cat"), "My_Cat.html");
-  EXPECT_EQ(CopiedPhotoFileName("My_Cat", "My Cat.J G"), "My_Cat.J_G");
-  EXPECT_EQ(ReencodedPhotoFileName("a_b"), "a_b.jpg");
-  EXPECT_EQ(ThumbnailFileName("a_b"), "a_b-thumb.jpg");
-  EXPECT_EQ(IndexPageFileName(0), "index.html");
-  EXPECT_EQ(IndexPageFileName(1), "index1.html");
-}
-
 struct StemCase {
   const char* name;
   std::vector<std::string> photos;
@@ -186,20 +176,6 @@ TEST(OutputNames, DatesAreWrittenWithTheMonthName) {
   ASSERT_TRUE(platform::ParseOleDate("2021-07-14", &date));
   EXPECT_EQ(DateText(date), "14 July 2021");
   EXPECT_EQ(DateText(platform::kNoDate), "");
-}
-
-TEST(ExpandNodeText, DecodesAndExpandsOnlyWhenAsked) {
-  xml::XmlDocument document;
-  xml::ByteBuffer input("<Header>&lt;b&gt;{ImageCount}&lt;/b&gt;</Header><Empty/>");
-  document.Parse(input);
-  GalleryFacts gallery;
-  gallery.photos.resize(4);
-  ExpansionContext context;
-  context.gallery = &gallery;
-  EXPECT_EQ(ExpandNodeText(context, document.FindPath("Header"), false), "<b>{ImageCount}</b>");
-  EXPECT_EQ(ExpandNodeText(context, document.FindPath("Header"), true), "<b>4</b>");
-  EXPECT_EQ(ExpandNodeText(context, document.FindPath("Empty"), true), "");
-  EXPECT_EQ(ExpandNodeText(context, nullptr, true), "");
 }
 
 }  // namespace
