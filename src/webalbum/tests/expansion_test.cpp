@@ -37,17 +37,6 @@ class ExpansionTest : public ::testing::Test {
   ExpansionContext context_;
 };
 
-TEST_F(ExpansionTest, SingleIndexPageHasNoListAndNoNavigation) {
-  MakeGallery(3);
-  context_.SetPage(
-      Page("<IndexPage><Fragment_IndexPageList><Item>x</Item></Fragment_IndexPageList>"
-           "<Fragment_NextIndexPage>next</Fragment_NextIndexPage></IndexPage>"));
-  context_.index_page_count = 1;
-  EXPECT_EQ(Expand("[{Fragment_IndexPageList}][{PrevIndexPageFileName}][{NextIndexPageFileName}]"
-                   "[{Fragment_NextIndexPage}]"),
-            "[][][][]");
-}
-
 TEST_F(ExpansionTest, PhotoNavigationIsEmptyAtTheEnds) {
   MakeGallery(3);
   context_.SetPage(
@@ -64,38 +53,41 @@ TEST_F(ExpansionTest, PhotoNavigationIsEmptyAtTheEnds) {
   EXPECT_EQ(Expand(text), "<a href=\"p1.html\">|");
 }
 
+// A user variable named like a built-in never reaches it.
 TEST_F(ExpansionTest, PhotoPlaceholdersNeedACurrentPhoto) {
   MakeGallery(2);
-  EXPECT_EQ(Expand("{ImageTitle} {ImageNum} {FirstImagePageFileName}"),
-            "{ImageTitle} {ImageNum} p0.html");
+  context_.user_variables = {{"GalleryTitle", "mine"}, {"Colour", "red"}};
+  EXPECT_EQ(Expand("{ImageTitle} {ImageNum} {FirstImagePageFileName} {GalleryTitle} {Colour}"),
+            "{ImageTitle} {ImageNum} p0.html Trip red");
   context_.photo = 1;
   EXPECT_EQ(Expand("{ImageTitle} {ImageNum} {LastImagePageFileName}"), "Title 1 2 p1.html");
 }
 
-TEST_F(ExpansionTest, IndexPageNumbersAreNotClamped) {
-  MakeGallery(30);
-  context_.index_page_count = 3;
-  context_.index_page = 0;
-  EXPECT_EQ(Expand("{IndexPrevPageNum}/{IndexPageNum}/{IndexNextPageNum} of {IndexPageMax}"),
-            "0/1/2 of 3");
-  context_.index_page = 2;
-  EXPECT_EQ(Expand("{IndexPrevPageNum}/{IndexPageNum}/{IndexNextPageNum} {IndexPageFileName}"),
-            "2/3/4 index2.html");
-}
-
+// Page numbers are not clamped: the first page's previous is 0, the last page's next is one
+// past the count.
 TEST_F(ExpansionTest, IndexPageListMarksTheCurrentPageAndHonoursMaxShown) {
   MakeGallery(100);
   context_.SetPage(
       Page("<IndexPage><Fragment_IndexPageList MaxShown=\"3\"><Header>[</Header>"
            "<Item>{IndexPageNum}={IndexPageFileName} </Item><ItemSelected>*{IndexPageNum} "
-           "</ItemSelected><Footer>]</Footer></Fragment_IndexPageList></IndexPage>"));
+           "</ItemSelected><Footer>]</Footer></Fragment_IndexPageList>"
+           "<Fragment_NextIndexPage>next</Fragment_NextIndexPage></IndexPage>"));
+  const std::string numbers = "{IndexPrevPageNum}/{IndexPageNum}/{IndexNextPageNum}/{IndexPageMax}";
   context_.index_page_count = 6;
   context_.index_page = 0;
-  EXPECT_EQ(Expand("{Fragment_IndexPageList}"), "[*1 2=index1.html 3=index2.html ]");
+  EXPECT_EQ(Expand("{Fragment_IndexPageList}" + numbers),
+            "[*1 2=index1.html 3=index2.html ]0/1/2/6");
   context_.index_page = 3;
   EXPECT_EQ(Expand("{Fragment_IndexPageList}"), "[3=index2.html *4 5=index4.html ]");
   context_.index_page = 5;
-  EXPECT_EQ(Expand("{Fragment_IndexPageList}"), "[4=index3.html 5=index4.html *6 ]");
+  EXPECT_EQ(Expand("{Fragment_IndexPageList}" + numbers),
+            "[4=index3.html 5=index4.html *6 ]5/6/7/6");
+  // A single page has no list and no navigation.
+  context_.index_page_count = 1;
+  context_.index_page = 0;
+  EXPECT_EQ(Expand("[{Fragment_IndexPageList}][{PrevIndexPageFileName}][{NextIndexPageFileName}]"
+                   "[{Fragment_NextIndexPage}]"),
+            "[][][][]");
 }
 
 TEST_F(ExpansionTest, FragmentConditionsSeeVariablesDefinedNamesAndBuiltins) {
@@ -112,12 +104,6 @@ TEST_F(ExpansionTest, FragmentConditionsSeeVariablesDefinedNamesAndBuiltins) {
   context_.photo = 0;
   EXPECT_EQ(Expand("{Fragment_X include_if defined ImageTitle}"), "shown");
   EXPECT_EQ(Expand("{Fragment_X include_if ImageNum == 2}{Fragment_Missing}"), "");
-}
-
-TEST_F(ExpansionTest, UserVariableNamedLikeABuiltinNeverReachesIt) {
-  MakeGallery(1);
-  context_.user_variables = {{"GalleryTitle", "mine"}, {"Colour", "red"}};
-  EXPECT_EQ(Expand("{GalleryTitle} {Colour} {Unknown}"), "Trip red {Unknown}");
 }
 
 TEST_F(ExpansionTest, HostileFragmentsEnd) {
