@@ -150,14 +150,11 @@ INSTANTIATE_TEST_SUITE_P(
                  {"bg_png", "x_css"}}),
     [](const auto& row) { return std::string(row.param.name); });
 
-TEST(OutputNames, FileSizesSwitchToMegabytesAtOneMebibyte) {
+TEST(OutputTexts, SizesSwitchToMegabytesAtOneMebibyteAndDatesNameTheMonth) {
   EXPECT_EQ(FileSizeText(1048575), "1024 KB");
   EXPECT_EQ(FileSizeText(1048576), "1.0 MB");
   EXPECT_EQ(FileSizeText(0), "0 KB");
   EXPECT_EQ(FileSizeText(1572864), "1.5 MB");
-}
-
-TEST(OutputNames, DatesAreWrittenWithTheMonthName) {
   platform::OleDate date = 0;
   ASSERT_TRUE(platform::ParseOleDate("2021-07-14", &date));
   EXPECT_EQ(DateText(date), "14 July 2021");

@@ -169,14 +169,5 @@ TEST_F(GeneratorTest, CancelStopsWithTheCancelledCode) {
   EXPECT_FALSE(fs::exists(dir_ / "out/index.html"));
 }
 
-// The folder messages are checked through the command line.
-TEST_F(GeneratorTest, FailuresSayProcessingFailed) {
-  AddPhoto("p.png", 50, 50, image::ImageFormat::kPng);
-  WriteTextFile(dir_ / "design/test.qvotmpl", "<PhotoAlbumTemplate/>");
-  ASSERT_EQ(design_.Load(dir_ / "design/test.qvotmpl"), platform::kOk);
-  EXPECT_EQ(Generate(dir_ / "out"), platform::kFailed);
-  EXPECT_EQ(last_error_.substr(0, kProcessingFailed.size()), kProcessingFailed);
-}
-
 }  // namespace
 }  // namespace quorvane::webalbum
