@@ -103,11 +103,10 @@ uint32_t Crc32(std::string_view bytes) {
 // (as every re-encoded photo does) and loses everything private.
 TEST_F(PrivateMetadataTest, ReencodedPhotosKeepTheCaptureDate) {
   const std::string body = ExifSegment().substr(10);
-  std::string chunk = "eXIf" + body;
-  const uint32_t crc = Crc32(chunk);
-  chunk = std::string{static_cast<char>(body.size() >> 24), static_cast<char>(body.size() >> 16),
-                      static_cast<char>(body.size() >> 8), static_cast<char>(body.size())} +
-          chunk;
+  std::string chunk;
+  for (int k = 24; k >= 0; k -= 8) chunk += static_cast<char>(body.size() >> k);
+  chunk += "eXIf" + body;
+  const uint32_t crc = Crc32(chunk.substr(4));
   for (int k = 24; k >= 0; k -= 8) chunk += static_cast<char>(crc >> k);
   image::Image picture;
   ASSERT_TRUE(picture.Create(40, 30, false, {10, 200, 30, 255}));
