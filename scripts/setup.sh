@@ -41,12 +41,15 @@ if [ ${#missing[@]} -ne 0 ]; then
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi
 
-# The browser test's driver, pinned, into the user's cache folder (never globally).
+# The browser test's driver and the HTML5 validator of generated pages (it runs offline),
+# pinned, into the user's cache folder (never globally). html-validate 9 still runs on the
+# Node 18 of Debian 12.
 NODE_DIR="${QUORVANE_NODE_DIR:-${XDG_CACHE_HOME:-$HOME/.cache}/quorvane/node}"
-PLAYWRIGHT=playwright-core@1.65.1
-if [ "$(cat "$NODE_DIR/.installed" 2>/dev/null)" != "$PLAYWRIGHT" ]; then
-  echo "setup: installing $PLAYWRIGHT into $NODE_DIR" >&2
+NODE_PACKAGES="playwright-core@1.65.1 html-validate@9.7.1"
+if [ "$(cat "$NODE_DIR/.installed" 2>/dev/null)" != "$NODE_PACKAGES" ]; then
+  echo "setup: installing $NODE_PACKAGES into $NODE_DIR" >&2
   mkdir -p "$NODE_DIR"
-  npm install --silent --no-audit --no-fund --prefix "$NODE_DIR" "$PLAYWRIGHT"
-  echo "$PLAYWRIGHT" > "$NODE_DIR/.installed"
+  # shellcheck disable=SC2086  # one word per package
+  npm install --silent --no-audit --no-fund --prefix "$NODE_DIR" $NODE_PACKAGES
+  echo "$NODE_PACKAGES" > "$NODE_DIR/.installed"
 fi

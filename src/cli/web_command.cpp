@@ -1,6 +1,9 @@
 // quorvane-cli web: lists the installed web-album designs and publishes an album as a web
 // album with one of them, as the web album wizard does.
 #include <iostream>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 #include <set>
 #include <system_error>
 
@@ -9,6 +12,7 @@
 #include "cli/open_album.h"
 #include "cli/stderr_progress.h"
 #include "cli/user_settings.h"
+#include "image/image.h"
 #include "platform/ascii.h"
 #include "platform/number_text.h"
 #include "webalbum/design_template.h"
@@ -179,6 +183,15 @@ int RunWebCommand(std::span<const std::string> args) {
 
   StderrProgress progress;
   webalbum::WebAlbumGenerator generator(design, output, options);
+  // Photos decode two at a time. A budget that one large progressive JPEG (whose decoder keeps
+  // every coefficient) fills makes such photos take turns, and one heap instead of one per
+  // decoding thread hands what a photo freed on to the next: that bounds the peak.
+  image::DecodeMemory memory = image::GetDecodeMemory();
+  memory.budget = uint64_t{64} << 20;
+  image::SetDecodeMemory(memory);
+#if defined(__GLIBC__)
+  mallopt(M_ARENA_MAX, 1);
+#endif
   const platform::ResultCode result = generator.Generate(*album, progress);
   if (result == platform::kCancelled) return Failure("Cancelled");
   if (result != platform::kOk) return Failure(generator.last_error());

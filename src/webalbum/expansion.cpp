@@ -1,6 +1,9 @@
 #include "webalbum/expansion.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <set>
 
 #include "webalbum/internal/text.h"
 #include "xml/xml_node.h"
@@ -311,19 +314,52 @@ std::string IndexPageFileName(int page) {
   return page == 0 ? std::string("index.html") : "index" + std::to_string(page) + ".html";
 }
 
-std::string PhotoPageFileName(std::string_view photo_file) {
-  return WithUnderscores(Stem(photo_file)) + ".html";
+std::string OutputStem(std::string_view photo_file) { return WithUnderscores(Stem(photo_file)); }
+
+std::vector<std::string> DistinctOutputStems(const std::vector<std::string>& photo_files,
+                                             const std::vector<std::string>& reserved) {
+  auto lower = [](std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+  };
+  auto is_index_page = [](std::string_view stem) {
+    return stem.starts_with("index") &&
+           stem.find_first_not_of("0123456789", 5) == std::string_view::npos;
+  };
+  std::set<std::string> taken;
+  for (const std::string& name : reserved) taken.insert(lower(name));
+  std::vector<std::string> stems;
+  for (const std::string& file : photo_files) {
+    const std::string base = OutputStem(file);
+    const std::string extension = WithUnderscores(file.substr(Stem(file).size()));
+    for (int attempt = 0;; ++attempt) {
+      std::string stem = base;
+      if (attempt == 1 && extension.size() > 1) stem += "_" + extension.substr(1);
+      if (attempt >= 2) stem += "_" + std::to_string(attempt);
+      const std::string names[] = {PhotoPageFileName(stem), ReencodedPhotoFileName(stem),
+                                   ThumbnailFileName(stem), stem + extension};
+      if (is_index_page(lower(stem)) ||
+          std::any_of(std::begin(names), std::end(names),
+                      [&](const std::string& n) { return taken.count(lower(n)) != 0; })) {
+        continue;
+      }
+      for (const std::string& n : names) taken.insert(lower(n));
+      stems.push_back(std::move(stem));
+      break;
+    }
+  }
+  return stems;
 }
 
-std::string CopiedPhotoFileName(std::string_view photo_file) { return WithUnderscores(photo_file); }
+std::string PhotoPageFileName(std::string_view stem) { return std::string(stem) + ".html"; }
 
-std::string ReencodedPhotoFileName(std::string_view photo_file) {
-  return WithUnderscores(Stem(photo_file)) + ".jpg";
+std::string CopiedPhotoFileName(std::string_view stem, std::string_view photo_file) {
+  return std::string(stem) + WithUnderscores(photo_file.substr(Stem(photo_file).size()));
 }
 
-std::string ThumbnailFileName(std::string_view photo_file) {
-  return WithUnderscores(Stem(photo_file)) + "-thumb.jpg";
-}
+std::string ReencodedPhotoFileName(std::string_view stem) { return std::string(stem) + ".jpg"; }
+
+std::string ThumbnailFileName(std::string_view stem) { return std::string(stem) + "-thumb.jpg"; }
 
 std::string FileSizeText(uint64_t bytes) {
   char text[64];

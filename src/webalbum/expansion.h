@@ -83,11 +83,19 @@ bool BuiltinValue(ExpansionContext& context, std::string_view name, std::string*
 
 // File names of the output folder.
 std::string IndexPageFileName(int page);  // "index.html", then "index1.html", ...
-// Blanks become underscores; the page drops the extension and adds ".html".
-std::string PhotoPageFileName(std::string_view photo_file);
-std::string CopiedPhotoFileName(std::string_view photo_file);
-std::string ReencodedPhotoFileName(std::string_view photo_file);  // extension ".jpg"
-std::string ThumbnailFileName(std::string_view photo_file);       // suffix "-thumb.jpg"
+// A photo's files share one stem: its name without the extension, blanks as underscores.
+std::string OutputStem(std::string_view photo_file);
+// One stem per photo, in album order, such that no two photos' files (page, photo copy,
+// re-encoded photo, thumbnail) share a name, nor one of them a name of `reserved` (support
+// files) or of an index page, even where the file system ignores case. A photo whose stem
+// is taken gets its extension appended ("a_png" beside "a.jpg"), then a number.
+std::vector<std::string> DistinctOutputStems(const std::vector<std::string>& photo_files,
+                                             const std::vector<std::string>& reserved);
+std::string PhotoPageFileName(std::string_view stem);  // ".html"
+// The copy keeps the photo's extension; a re-encoded photo is a ".jpg".
+std::string CopiedPhotoFileName(std::string_view stem, std::string_view photo_file);
+std::string ReencodedPhotoFileName(std::string_view stem);
+std::string ThumbnailFileName(std::string_view stem);  // suffix "-thumb.jpg"
 
 // "1.0 MB" from 1,048,576 bytes on, "1024 KB" below.
 std::string FileSizeText(uint64_t bytes);

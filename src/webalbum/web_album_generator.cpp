@@ -267,6 +267,13 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
   gallery.date = album.date();
   gallery.photos.resize(static_cast<size_t>(count));
 
+  // Output names: distinct per photo, and never a support file's.
+  const std::vector<std::string> support =
+      SupportFiles(design_.path(), design_.GetAttribute("PreviewImage"));
+  std::vector<std::string> photo_files;
+  for (const album::AlbumPhoto& photo : photos) photo_files.push_back(photo.image_file);
+  const std::vector<std::string> stems = DistinctOutputStems(photo_files, support);
+
   // The photos: each job's files, unless the last build wrote them from the same source with
   // the same parameters and they are still there.
   std::vector<internal::PhotoResult> results(static_cast<size_t>(count));
@@ -279,6 +286,7 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
     job.source_name = photos[at].image_file;
     if (!album::IsPlainFileName(job.source_name)) return fail("Invalid photo file name.");
     job.source = album.store().LocalPath(job.source_name);
+    job.output_stem = stems[at];
     job.resize = options_.resize;
     job.max_width = options_.max_width;
     job.max_height = options_.max_height;
@@ -350,7 +358,7 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
     facts.description = photo.description;
     facts.keywords = photo.keywords;
     facts.date = photo.date;
-    facts.page_file = PhotoPageFileName(photo.image_file);
+    facts.page_file = PhotoPageFileName(stems[at]);
     const internal::PhotoResult& r = results[at];
     facts.image_file = r.image_file;
     facts.thumb_file = r.thumb_file;
@@ -454,8 +462,6 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
     Hash(hash, tag);
     Hash(hash, value);
   }
-  const std::vector<std::string> support =
-      SupportFiles(design_.path(), design_.GetAttribute("PreviewImage"));
   for (const std::string& name : support) {
     Hash(hash, name);
     std::error_code ec;

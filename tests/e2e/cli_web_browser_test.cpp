@@ -1,6 +1,7 @@
-// The web albums of the built-in designs, opened in headless Chromium by
-// browser/check_album.mjs (playwright-core, installed by scripts/setup.sh). Screenshots of
-// every design are kept in the build tree (QUORVANE_BROWSER_ARTEFACTS) for people to look at.
+// The web albums of the built-in designs, checked by an HTML5 validator (html-validate) and
+// opened in headless Chromium by browser/check_album.mjs (playwright-core); both installed by
+// scripts/setup.sh. Screenshots of every design are kept in the build tree
+// (QUORVANE_BROWSER_ARTEFACTS) for people to look at.
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -27,6 +28,15 @@ fs::path NodeFolder() {
   return fs::path(home != nullptr ? home : ".") / ".cache/quorvane/node";
 }
 
+// Runs a shell command; its exit status, with stdout and stderr in *output.
+int RunShell(const std::string& command, std::string* output) {
+  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return -1;
+  char buffer[4096];
+  while (size_t got = fread(buffer, 1, sizeof buffer, pipe)) output->append(buffer, got);
+  return pclose(pipe);
+}
+
 class CliWebBrowserTest : public testing::CliTest,
                           public ::testing::WithParamInterface<const char*> {
  protected:
@@ -35,11 +45,11 @@ class CliWebBrowserTest : public testing::CliTest,
   static inline fs::path node_folder_;
 };
 
-TEST_P(CliWebBrowserTest, EveryPageLinkAndImageResolves) {
-  const fs::path chromium = "/usr/bin/chromium";
-  if (!fs::exists(chromium)) GTEST_SKIP() << "no browser at " << chromium << "; not checked";
-  ASSERT_TRUE(fs::exists(node_folder_ / "node_modules/playwright-core"))
-      << "playwright-core is missing from " << node_folder_ << ": run scripts/setup.sh";
+TEST_P(CliWebBrowserTest, EveryPageIsValidAndEveryLinkAndImageResolves) {
+  const fs::path validator = node_folder_ / "node_modules/html-validate/bin/html-validate.mjs";
+  ASSERT_TRUE(fs::exists(validator) && fs::exists(node_folder_ / "node_modules/playwright-core"))
+      << "html-validate or playwright-core is missing from " << node_folder_
+      << ": run scripts/setup.sh";
 
   const fs::path album = dir_ / "album";
   ASSERT_EQ(RunCli({"album", "create", album.string(), "--title", "Coast walk"}).exit_code, 0);
@@ -66,19 +76,25 @@ TEST_P(CliWebBrowserTest, EveryPageLinkAndImageResolves) {
   const auto built = RunCli({"web", "build", album.string(), out.string(), "--template", design});
   ASSERT_EQ(built.exit_code, 0) << built.err;
 
+  std::string report;
+  EXPECT_EQ(RunShell("node '" + validator.string() + "' --config '" +
+                         QUORVANE_HTML_VALIDATE_CONFIG + "' '" + out.string() + "'/*.html",
+                     &report),
+            0)
+      << report;
+
+  const fs::path chromium = "/usr/bin/chromium";
+  if (!fs::exists(chromium)) GTEST_SKIP() << "no browser at " << chromium << "; not opened";
   const fs::path artefacts = QUORVANE_BROWSER_ARTEFACTS;
   fs::create_directories(artefacts);
-  const std::string command = "QUORVANE_NODE_DIR='" + node_folder_.string() + "' node '" +
-                              QUORVANE_BROWSER_SCRIPT + "' '" + chromium.string() + "' '" +
-                              out.string() + "' " + std::to_string(kPhotos) + " '" +
-                              (artefacts / design).string() + "' 2>&1";
   std::string output;
-  FILE* pipe = popen(command.c_str(), "r");
-  ASSERT_NE(pipe, nullptr);
-  char buffer[4096];
-  while (size_t got = fread(buffer, 1, sizeof buffer, pipe)) output.append(buffer, got);
-  const int status = pclose(pipe);
-  EXPECT_EQ(status, 0) << output;
+  EXPECT_EQ(
+      RunShell("QUORVANE_NODE_DIR='" + node_folder_.string() + "' node '" +
+                   QUORVANE_BROWSER_SCRIPT + "' '" + chromium.string() + "' '" + out.string() +
+                   "' " + std::to_string(kPhotos) + " '" + (artefacts / design).string() + "'",
+               &output),
+      0)
+      << output;
   EXPECT_TRUE(fs::exists(artefacts / (design + "-index.png")));
   EXPECT_TRUE(fs::exists(artefacts / (design + "-photo.png")));
 }

@@ -16,15 +16,20 @@ namespace {
 
 // Output files are written whole and renamed into place, but not flushed one by one: a web
 // album can always be made again, and the manifest's sizes catch a file a crash cut short.
-bool SaveJpeg(const image::Image& picture, const fs::path& path, int quality, std::string* error) {
+// `exif`, when given, is an EXIF segment the new file carries.
+bool SaveJpeg(const image::Image& picture, const fs::path& path, int quality, std::string* error,
+              std::string_view exif = {}) {
   std::vector<uint8_t> bytes;
   if (!picture.SaveToMemory(&bytes, image::ImageFormat::kJpeg, quality)) {
     *error = picture.last_error();
     return false;
   }
-  return platform::WriteFileAtomically(
-      path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()), error,
-      platform::Flush::kLater);
+  const std::string_view encoded(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  std::string with_exif;
+  if (!exif.empty() && InsertJpegSegment(encoded, exif, &with_exif)) {
+    return platform::WriteFileAtomically(path, with_exif, error, platform::Flush::kLater);
+  }
+  return platform::WriteFileAtomically(path, encoded, error, platform::Flush::kLater);
 }
 
 uint64_t SizeOf(const fs::path& path) {
@@ -37,20 +42,20 @@ uint64_t SizeOf(const fs::path& path) {
 
 PhotoResult PlannedNames(const PhotoJob& job, bool copied) {
   PhotoResult names;
-  names.image_file =
-      copied ? CopiedPhotoFileName(job.source_name) : ReencodedPhotoFileName(job.source_name);
+  names.image_file = copied ? CopiedPhotoFileName(job.output_stem, job.source_name)
+                            : ReencodedPhotoFileName(job.output_stem);
   if (job.thumb_width != -1 && job.thumb_height != -1) {
-    names.thumb_file = ThumbnailFileName(job.source_name);
+    names.thumb_file = ThumbnailFileName(job.output_stem);
   }
   return names;
 }
 
 std::string JobParameters(const PhotoJob& job) {
-  return std::to_string(job.thumb_width) + "x" + std::to_string(job.thumb_height) + " " +
-         (job.resize ? "resize " : "copy ") + std::to_string(job.max_width) + "x" +
-         std::to_string(job.max_height) + (job.keep_aspect ? " aspect" : " stretch") +
-         (job.only_larger ? " larger" : " always") + " q" + std::to_string(job.jpeg_quality) +
-         (job.strip_private ? " private" : "");
+  return job.output_stem + " " + std::to_string(job.thumb_width) + "x" +
+         std::to_string(job.thumb_height) + " " + (job.resize ? "resize " : "copy ") +
+         std::to_string(job.max_width) + "x" + std::to_string(job.max_height) +
+         (job.keep_aspect ? " aspect" : " stretch") + (job.only_larger ? " larger" : " always") +
+         " q" + std::to_string(job.jpeg_quality) + (job.strip_private ? " private" : "");
 }
 
 bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressSink& progress,
@@ -127,7 +132,13 @@ bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressS
       if (!SaveJpeg(thumb, folder / result->thumb_file, job.jpeg_quality, error)) return false;
     }
     progress.SetText("Resizing image...");
-    if (!SaveJpeg(picture, folder / result->image_file, job.jpeg_quality, error)) return false;
+    // The capture date outlives re-encoding, private data or not.
+    std::string source;
+    if (!platform::ReadWholeFile(job.source, &source, error)) return false;
+    if (!SaveJpeg(picture, folder / result->image_file, job.jpeg_quality, error,
+                  CaptureDateExif(source))) {
+      return false;
+    }
   }
   if (thumbnail) {
     result->thumb_width = thumb_size.width;

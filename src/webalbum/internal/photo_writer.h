@@ -14,6 +14,7 @@ namespace quorvane::webalbum::internal {
 struct PhotoJob {
   std::filesystem::path source;
   std::string source_name;  // the photo's file name in the album
+  std::string output_stem;  // of every file written, distinct within the album
   int thumb_width = -1;     // -1: no thumbnail
   int thumb_height = -1;
   bool resize = true;

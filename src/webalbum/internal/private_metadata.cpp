@@ -185,32 +185,60 @@ std::string MinimalExif(const ExifFacts& facts) {
   return segment;
 }
 
-bool PngIsPrivate(std::string_view png) {
+// Calls `chunk(type, body)` for each chunk of a PNG up to IEND, until it returns true.
+template <typename Fn>
+void WalkPng(std::string_view png, Fn&& chunk) {
   size_t at = 8;
   while (at + 12 <= png.size()) {
     const size_t length = size_t{Byte(png, at)} << 24 | size_t{Byte(png, at + 1)} << 16 |
                           size_t{Byte(png, at + 2)} << 8 | Byte(png, at + 3);
     const std::string_view type = png.substr(at + 4, 4);
-    if (length > png.size() - at - 12) return false;
-    const std::string_view body = png.substr(at + 8, length);
-    if (type == "eXIf" && ReadExif(body).is_private) return true;
+    if (length > png.size() - at - 12 || type == "IEND") return;
+    if (chunk(type, png.substr(at + 8, length))) return;
+    at += length + 12;
+  }
+}
+
+constexpr std::string_view kPngSignature = "\x89PNG\r\n\x1a\n";
+
+bool PngIsPrivate(std::string_view png) {
+  bool found = false;
+  WalkPng(png, [&](std::string_view type, std::string_view body) {
+    if (type == "eXIf" && ReadExif(body).is_private) found = true;
     if (type == "tEXt" || type == "iTXt" || type == "zTXt") {
       const std::string_view keyword = body.substr(0, body.find('\0'));
       if (keyword == "Author" || keyword == "Artist" || keyword == "XML:com.adobe.xmp" ||
           keyword.starts_with("Raw profile type") || XmpIsPrivate(body)) {
-        return true;
+        found = true;
       }
     }
-    if (type == "IEND") return false;
-    at += length + 12;
+    return found;
+  });
+  return found;
+}
+
+// Inserts `segment` after a leading JFIF segment, where readers look for EXIF.
+std::string WithSegment(std::string_view jpeg, const std::vector<Segment>& segments,
+                        size_t image_data, std::string_view segment, bool drop_metadata) {
+  std::string result("\xFF\xD8", 2);
+  bool inserted = false;
+  for (const Segment& s : segments) {
+    if (!inserted && s.marker != 0xE0) {
+      result += segment;
+      inserted = true;
+    }
+    if (drop_metadata && (IsExif(s) || IsXmp(s) || s.marker == 0xED)) continue;
+    result.append(jpeg.substr(s.start, s.length));
   }
-  return false;
+  if (!inserted) result += segment;
+  result.append(jpeg.substr(image_data));
+  return result;
 }
 
 }  // namespace
 
 bool HasPrivateMetadata(std::string_view file) {
-  if (file.starts_with("\x89PNG\r\n\x1a\n")) return PngIsPrivate(file);
+  if (file.starts_with(kPngSignature)) return PngIsPrivate(file);
   if (Tiff(file).valid()) return ReadExif(file).is_private;
   std::vector<Segment> segments;
   size_t image_data = 0;
@@ -234,22 +262,42 @@ bool StripJpegMetadata(std::string_view jpeg, std::string* out) {
       break;
     }
   }
-  std::string result("\xFF\xD8", 2);
-  bool exif_written = false;
-  const std::string exif =
-      facts.orientation || !facts.date_taken.empty() ? MinimalExif(facts) : std::string();
-  for (const Segment& s : segments) {
-    // The new EXIF goes after a leading JFIF segment, where readers look for it.
-    if (!exif_written && s.marker != 0xE0) {
-      result += exif;
-      exif_written = true;
-    }
-    if (IsExif(s) || IsXmp(s) || s.marker == 0xED) continue;
-    result.append(jpeg.substr(s.start, s.length));
-  }
-  if (!exif_written) result += exif;
-  result.append(jpeg.substr(image_data));
+  std::string result = WithSegment(
+      jpeg, segments, image_data,
+      facts.orientation || !facts.date_taken.empty() ? MinimalExif(facts) : std::string(), true);
   *out = std::move(result);
+  return true;
+}
+
+std::string CaptureDateExif(std::string_view file) {
+  ExifFacts facts;
+  std::vector<Segment> segments;
+  size_t image_data = 0;
+  if (file.starts_with(kPngSignature)) {
+    WalkPng(file, [&](std::string_view type, std::string_view body) {
+      if (type == "eXIf") facts = ReadExif(body);
+      return type == "eXIf";
+    });
+  } else if (Tiff(file).valid()) {
+    facts = ReadExif(file);
+  } else if (JpegSegments(file, &segments, &image_data)) {
+    for (const Segment& s : segments) {
+      if (IsExif(s)) {
+        facts = ReadExif(s.body.substr(kExifHeader.size()));
+        break;
+      }
+    }
+  }
+  if (facts.date_taken.size() != 19) return {};
+  facts.orientation.reset();
+  return MinimalExif(facts);
+}
+
+bool InsertJpegSegment(std::string_view jpeg, std::string_view segment, std::string* out) {
+  std::vector<Segment> segments;
+  size_t image_data = 0;
+  if (!JpegSegments(jpeg, &segments, &image_data)) return false;
+  *out = WithSegment(jpeg, segments, image_data, segment, false);
   return true;
 }
 

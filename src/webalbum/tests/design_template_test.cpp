@@ -146,9 +146,7 @@ TEST_F(DesignTemplateTest, CustomFormReplacesBraceItems) {
       << html;
   design_.SetVariable("Colour", "blue");
   EXPECT_NE(BuildSettingsForm(design_, "F").find("value=\"blue\" >{open"), std::string::npos);
-}
-
-TEST_F(DesignTemplateTest, NoSettingsPageWithoutVariablesOrForm) {
+  // Without variables or form, no settings page.
   Loaded("<IndexPage/>");
   EXPECT_FALSE(HasSettingsPage(design_));
   EXPECT_EQ(BuildSettingsForm(design_, "F"), "");

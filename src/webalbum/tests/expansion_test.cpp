@@ -37,17 +37,6 @@ class ExpansionTest : public ::testing::Test {
   ExpansionContext context_;
 };
 
-TEST_F(ExpansionTest, SingleIndexPageHasNoListAndNoNavigation) {
-  MakeGallery(3);
-  context_.SetPage(
-      Page("<IndexPage><Fragment_IndexPageList><Item>x</Item></Fragment_IndexPageList>"
-           "<Fragment_NextIndexPage>next</Fragment_NextIndexPage></IndexPage>"));
-  context_.index_page_count = 1;
-  EXPECT_EQ(Expand("[{Fragment_IndexPageList}][{PrevIndexPageFileName}][{NextIndexPageFileName}]"
-                   "[{Fragment_NextIndexPage}]"),
-            "[][][][]");
-}
-
 TEST_F(ExpansionTest, PhotoNavigationIsEmptyAtTheEnds) {
   MakeGallery(3);
   context_.SetPage(
@@ -64,38 +53,41 @@ TEST_F(ExpansionTest, PhotoNavigationIsEmptyAtTheEnds) {
   EXPECT_EQ(Expand(text), "<a href=\"p1.html\">|");
 }
 
+// A user variable named like a built-in never reaches it.
 TEST_F(ExpansionTest, PhotoPlaceholdersNeedACurrentPhoto) {
   MakeGallery(2);
-  EXPECT_EQ(Expand("{ImageTitle} {ImageNum} {FirstImagePageFileName}"),
-            "{ImageTitle} {ImageNum} p0.html");
+  context_.user_variables = {{"GalleryTitle", "mine"}, {"Colour", "red"}};
+  EXPECT_EQ(Expand("{ImageTitle} {ImageNum} {FirstImagePageFileName} {GalleryTitle} {Colour}"),
+            "{ImageTitle} {ImageNum} p0.html Trip red");
   context_.photo = 1;
   EXPECT_EQ(Expand("{ImageTitle} {ImageNum} {LastImagePageFileName}"), "Title 1 2 p1.html");
 }
 
-TEST_F(ExpansionTest, IndexPageNumbersAreNotClamped) {
-  MakeGallery(30);
-  context_.index_page_count = 3;
-  context_.index_page = 0;
-  EXPECT_EQ(Expand("{IndexPrevPageNum}/{IndexPageNum}/{IndexNextPageNum} of {IndexPageMax}"),
-            "0/1/2 of 3");
-  context_.index_page = 2;
-  EXPECT_EQ(Expand("{IndexPrevPageNum}/{IndexPageNum}/{IndexNextPageNum} {IndexPageFileName}"),
-            "2/3/4 index2.html");
-}
-
+// Page numbers are not clamped: the first page's previous is 0, the last page's next is one
+// past the count.
 TEST_F(ExpansionTest, IndexPageListMarksTheCurrentPageAndHonoursMaxShown) {
   MakeGallery(100);
   context_.SetPage(
       Page("<IndexPage><Fragment_IndexPageList MaxShown=\"3\"><Header>[</Header>"
            "<Item>{IndexPageNum}={IndexPageFileName} </Item><ItemSelected>*{IndexPageNum} "
-           "</ItemSelected><Footer>]</Footer></Fragment_IndexPageList></IndexPage>"));
+           "</ItemSelected><Footer>]</Footer></Fragment_IndexPageList>"
+           "<Fragment_NextIndexPage>next</Fragment_NextIndexPage></IndexPage>"));
+  const std::string numbers = "{IndexPrevPageNum}/{IndexPageNum}/{IndexNextPageNum}/{IndexPageMax}";
   context_.index_page_count = 6;
   context_.index_page = 0;
-  EXPECT_EQ(Expand("{Fragment_IndexPageList}"), "[*1 2=index1.html 3=index2.html ]");
+  EXPECT_EQ(Expand("{Fragment_IndexPageList}" + numbers),
+            "[*1 2=index1.html 3=index2.html ]0/1/2/6");
   context_.index_page = 3;
   EXPECT_EQ(Expand("{Fragment_IndexPageList}"), "[3=index2.html *4 5=index4.html ]");
   context_.index_page = 5;
-  EXPECT_EQ(Expand("{Fragment_IndexPageList}"), "[4=index3.html 5=index4.html *6 ]");
+  EXPECT_EQ(Expand("{Fragment_IndexPageList}" + numbers),
+            "[4=index3.html 5=index4.html *6 ]5/6/7/6");
+  // A single page has no list and no navigation.
+  context_.index_page_count = 1;
+  context_.index_page = 0;
+  EXPECT_EQ(Expand("[{Fragment_IndexPageList}][{PrevIndexPageFileName}][{NextIndexPageFileName}]"
+                   "[{Fragment_NextIndexPage}]"),
+            "[][][][]");
 }
 
 TEST_F(ExpansionTest, FragmentConditionsSeeVariablesDefinedNamesAndBuiltins) {
@@ -114,12 +106,6 @@ TEST_F(ExpansionTest, FragmentConditionsSeeVariablesDefinedNamesAndBuiltins) {
   EXPECT_EQ(Expand("{Fragment_X include_if ImageNum == 2}{Fragment_Missing}"), "");
 }
 
-TEST_F(ExpansionTest, UserVariableNamedLikeABuiltinNeverReachesIt) {
-  MakeGallery(1);
-  context_.user_variables = {{"GalleryTitle", "mine"}, {"Colour", "red"}};
-  EXPECT_EQ(Expand("{GalleryTitle} {Colour} {Unknown}"), "Trip red {Unknown}");
-}
-
 TEST_F(ExpansionTest, HostileFragmentsEnd) {
   MakeGallery(1);
   context_.SetPage(
@@ -131,41 +117,48 @@ TEST_F(ExpansionTest, HostileFragmentsEnd) {
   EXPECT_EQ(Expand("{Fragment_Open}"), "{Fragment_Open");
 }
 
-TEST(OutputNames, FollowThePhotoFileName) {
-  EXPECT_EQ(PhotoPageFileName("My Cat.JPG"), "My_Cat.html");
-  EXPECT_EQ(CopiedPhotoFileName("My Cat.JPG"), "My_Cat.JPG");
-  EXPECT_EQ(ReencodedPhotoFileName("a b.png"), "a_b.jpg");
-  EXPECT_EQ(ThumbnailFileName("a.b c.tif"), "a.b_c-thumb.jpg");
-  EXPECT_EQ(IndexPageFileName(0), "index.html");
-  EXPECT_EQ(IndexPageFileName(1), "index1.html");
+struct StemCase {
+  const char* name;
+  std::vector<std::string> photos;
+  std::vector<std::string> reserved;
+  std::vector<std::string> stems;
+};
+
+class DistinctStems : public ::testing::TestWithParam<StemCase> {};
+
+TEST_P(DistinctStems, NoTwoPhotosShareAFile) {
+  EXPECT_EQ(DistinctOutputStems(GetParam().photos, GetParam().reserved), GetParam().stems);
 }
 
-TEST(OutputNames, FileSizesSwitchToMegabytesAtOneMebibyte) {
+INSTANTIATE_TEST_SUITE_P(
+    Albums, DistinctStems,
+    ::testing::Values(
+        StemCase{"Plain", {"a b.jpg", "c.png"}, {}, {"a_b", "c"}},
+        StemCase{"SameStemOtherFormat", {"a.jpg", "a.png", "a.gif"}, {}, {"a", "a_png", "a_gif"}},
+        StemCase{"BlankAndUnderscore", {"a b.jpg", "a_b.jpg"}, {}, {"a_b", "a_b_jpg"}},
+        StemCase{
+            "NumberedWhenThatIsTaken", {"a.jpg", "a_png.gif", "a.png"}, {}, {"a", "a_png", "a_2"}},
+        StemCase{"CaseOnly", {"A.jpg", "a.JPG"}, {}, {"A", "a_JPG"}},
+        StemCase{"PhotoNamedLikeAThumbnail", {"a.jpg", "a-thumb.jpg"}, {}, {"a", "a-thumb_jpg"}},
+        StemCase{"PhotoNamedLikeAnIndexPage",
+                 {"index.jpg", "Index3.png"},
+                 {},
+                 {"index_jpg", "Index3_png"}},
+        StemCase{"PhotoNamedLikeASupportFile",
+                 {"bg.png", "x.css"},
+                 {"bg.png", "x.jpg"},
+                 {"bg_png", "x_css"}}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(OutputTexts, SizesSwitchToMegabytesAtOneMebibyteAndDatesNameTheMonth) {
   EXPECT_EQ(FileSizeText(1048575), "1024 KB");
   EXPECT_EQ(FileSizeText(1048576), "1.0 MB");
   EXPECT_EQ(FileSizeText(0), "0 KB");
   EXPECT_EQ(FileSizeText(1572864), "1.5 MB");
-}
-
-TEST(OutputNames, DatesAreWrittenWithTheMonthName) {
   platform::OleDate date = 0;
   ASSERT_TRUE(platform::ParseOleDate("2021-07-14", &date));
   EXPECT_EQ(DateText(date), "14 July 2021");
   EXPECT_EQ(DateText(platform::kNoDate), "");
-}
-
-TEST(ExpandNodeText, DecodesAndExpandsOnlyWhenAsked) {
-  xml::XmlDocument document;
-  xml::ByteBuffer input("<Header>&lt;b&gt;{ImageCount}&lt;/b&gt;</Header><Empty/>");
-  document.Parse(input);
-  GalleryFacts gallery;
-  gallery.photos.resize(4);
-  ExpansionContext context;
-  context.gallery = &gallery;
-  EXPECT_EQ(ExpandNodeText(context, document.FindPath("Header"), false), "<b>{ImageCount}</b>");
-  EXPECT_EQ(ExpandNodeText(context, document.FindPath("Header"), true), "<b>4</b>");
-  EXPECT_EQ(ExpandNodeText(context, document.FindPath("Empty"), true), "");
-  EXPECT_EQ(ExpandNodeText(context, nullptr, true), "");
 }
 
 }  // namespace
