@@ -5,9 +5,9 @@
 
 #include "image/image.h"
 #include "image/image_types.h"
+#include "image/private_metadata.h"
 #include "platform/file_util.h"
 #include "webalbum/expansion.h"
-#include "webalbum/internal/private_metadata.h"
 
 namespace quorvane::webalbum::internal {
 namespace fs = std::filesystem;
@@ -68,8 +68,8 @@ bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressS
   if (copy && job.strip_private) {
     std::string bytes;
     if (!platform::ReadWholeFile(job.source, &bytes, error)) return false;
-    if (HasPrivateMetadata(bytes)) {
-      copy = info.format == image::ImageFormat::kJpeg && StripJpegMetadata(bytes, &stripped);
+    if (image::HasPrivateMetadata(bytes)) {
+      copy = info.format == image::ImageFormat::kJpeg && image::StripJpegMetadata(bytes, &stripped);
     }
   }
   *result = PlannedNames(job, copy);

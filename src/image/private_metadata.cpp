@@ -1,10 +1,10 @@
-#include "webalbum/internal/private_metadata.h"
+#include "image/private_metadata.h"
 
 #include <cstdint>
 #include <optional>
 #include <vector>
 
-namespace quorvane::webalbum::internal {
+namespace quorvane::image {
 namespace {
 
 constexpr std::string_view kExifHeader("Exif\0\0", 6);
@@ -253,4 +253,4 @@ bool StripJpegMetadata(std::string_view jpeg, std::string* out) {
   return true;
 }
 
-}  // namespace quorvane::webalbum::internal
+}  // namespace quorvane::image
