@@ -3,7 +3,13 @@
 #include <atomic>
 #include <csignal>
 #include <iostream>
+#ifdef _WIN32
+#include <io.h>
+#define QUORVANE_WRITE _write
+#else
 #include <unistd.h>
+#define QUORVANE_WRITE ::write
+#endif
 
 #include "cli/command_line.h"
 #include "cli/commands.h"
@@ -27,7 +33,7 @@ std::atomic<bool> interrupted{false};
 void OnInterrupt(int) {
   if (interrupted.exchange(true)) std::_Exit(130);
   static constexpr char kText[] = "Cancelling email, please wait...\n";
-  [[maybe_unused]] const ssize_t ignored = ::write(STDOUT_FILENO, kText, sizeof kText - 1);
+  [[maybe_unused]] const auto ignored = QUORVANE_WRITE(1, kText, sizeof kText - 1);
 }
 
 class InterruptibleProgress : public StderrProgress {
