@@ -42,8 +42,8 @@ bool SaveTemporary(const image::Image& picture, const fs::path& path, image::Ima
 }
 
 // Copies a file into the temporary album; with `strip_private`, a JPEG holding private data
-// loses it without re-encoding, any other such file is decoded and saved again (a new
-// encoding carries no metadata). *width and *height get the picture's size when it was decoded.
+// loses it without re-encoding, any other such file is decoded and saved again at its size (a
+// new encoding carries no metadata).
 bool CopyFile(const fs::path& source, const fs::path& target, bool strip_private,
               const PrepareOptions& options, std::string* error) {
   if (!strip_private)

@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <spawn.h>
 #include <string_view>
 #include <sys/wait.h>
@@ -45,8 +46,14 @@ ClientResult SendThroughMailClient(const ClientMessage& message, std::string* er
   std::vector<char*> argv;
   for (std::string& arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
+  // Its complaints while it looks for a mail program (a dozen "not found" lines on a machine
+  // without one) are not for the user: the outcome is told by the exit status.
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
   pid_t pid = 0;
-  const int spawned = ::posix_spawnp(&pid, "xdg-email", nullptr, nullptr, argv.data(), environ);
+  const int spawned = ::posix_spawnp(&pid, "xdg-email", &actions, nullptr, argv.data(), environ);
+  ::posix_spawn_file_actions_destroy(&actions);
   if (spawned != 0) {
     *error = "Unable to start xdg-email: " + platform::ErrorText(spawned);
     return ClientResult::kFailed;
