@@ -36,6 +36,8 @@ std::string EditUsageLine();
 std::string EditFileUsageLine();
 int RunLibraryCommand(std::span<const std::string> args);
 int RunMailCommand(std::span<const std::string> args);
+// "mail estimate", "mail album" and "mail test" (mail_album_command.cpp); args[0] is the verb.
+int RunMailWorkflowCommand(std::span<const std::string> args);
 int RunPhotoCommand(std::span<const std::string> args);
 int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
@@ -83,7 +85,11 @@ inline constexpr Command kCommands[] = {
            "mail send --server HOST[:PORT] [--method 0..3] [--security none|starttls|tls] "
            "[--user U] [--password-file F] [--pop3 HOST[:PORT]] [--pop3-user U] [--apop] "
            "--from ADDR [--from-name NAME] --to ADDR [--to ADDR]... [--cc ADDR]... "
-           "[--bcc ADDR]... --subject S (--body TEXT | --body-file F) [--attach FILE]...");
+           "[--bcc ADDR]... --subject S (--body TEXT | --body-file F) [--attach FILE]...\n"
+           "mail estimate <album> [--resize as-is|800x600|640x480|WxH]\n"
+           "mail album <album-folder-or-.qvo> --to ADDR [--to ADDR]... "
+           "[--resize as-is|800x600|640x480|WxH] [--via smtp|client] [--strip-private]\n"
+           "mail test --to ADDR");
      },
      RunMailCommand},
     {"photo",

@@ -11,6 +11,7 @@
 #include "mail/mail_message.h"
 #include "mail/pop3_client.h"
 #include "mail/smtp_connection.h"
+#include "mail/workflow/mail_delivery.h"
 #include "platform/number_text.h"
 #include "platform/socket.h"
 
@@ -66,25 +67,8 @@ std::string OneLineReply(const std::string& reply) {
   return text;
 }
 
-std::string Reason(const mail::CSMTPConnection& connection) {
-  if (!connection.tls_error().empty()) return connection.tls_error();
-  if (!connection.last_reply().empty()) return OneLineReply(connection.last_reply());
-  switch (connection.error_number()) {
-    case platform::kErrorTimedOut:
-      return "no reply in time";
-    case platform::kErrorInvalidArgument:
-      return "host not found";
-    case platform::kErrorConnectionRefused:
-      return "connection refused";
-    case platform::kErrorConnectionReset:
-      return "connection closed by the server";
-    default:
-      return "network error";
-  }
-}
-
 int SmtpFailure(const mail::CSMTPConnection& connection) {
-  std::cerr << "quorvane-cli: Unable to connect to mail server. (" << Reason(connection) << ")\n"
+  std::cerr << "quorvane-cli: " << mail::ConnectFailedText(mail::FailureReason(connection)) << "\n"
             << "quorvane-cli: error " << connection.error_number()
             << "; last reply: " << OneLineReply(connection.last_reply()) << '\n';
   return kExitFailure;
@@ -194,7 +178,12 @@ int Send(const Arguments& parsed) {
 }  // namespace
 
 int RunMailCommand(std::span<const std::string> args) {
-  if (args.empty() || args[0] != "send") return UsageError("expected \"send\"", UsageOf(kUsage));
+  if (!args.empty() && (args[0] == "estimate" || args[0] == "album" || args[0] == "test")) {
+    return RunMailWorkflowCommand(args);
+  }
+  if (args.empty() || args[0] != "send") {
+    return UsageError("expected \"send\", \"estimate\", \"album\" or \"test\"", UsageOf("mail"));
+  }
   Arguments parsed;
   std::string error;
   if (!ParseArguments(args.subspan(1), kOptions, &parsed, &error)) {

@@ -130,7 +130,9 @@ bool CSMTPConnection::Expect(int code, int error_if_other) {
 }
 
 bool CSMTPConnection::Greet(const std::string& name, bool extended) {
-  return SendLine((extended ? "EHLO " : "HELO ") + name + "\r\n") && Expect(250, 0);
+  if (!SendLine((extended ? "EHLO " : "HELO ") + name + "\r\n") || !Expect(250, 0)) return false;
+  if (extended) ehlo_reply_ = last_reply_;
+  return true;
 }
 
 bool CSMTPConnection::DecodedChallenge(std::string* out) const {
@@ -170,6 +172,7 @@ bool CSMTPConnection::OpenConnection(const std::string& host, int method, const 
   error_number_ = 0;
   last_reply_.clear();
   last_reply_code_ = 0;
+  ehlo_reply_.clear();
   host_ = host;
   if (!transport_.Connect(host, port, local_address)) return Fail(transport_.error());
   const bool opened = [&] {
@@ -185,7 +188,7 @@ bool CSMTPConnection::OpenConnection(const std::string& host, int method, const 
         return Fail(platform::kErrorConnectionReset);
       }
     }
-    if (!Greet(name, method != kSmtpNone)) return false;
+    if (!Greet(name, method != kSmtpNone || extended_greeting_)) return false;
     switch (method) {
       case kSmtpNone:
         return true;
@@ -213,13 +216,16 @@ bool CSMTPConnection::OpenConnection(const std::string& host, int method, const 
 
 bool CSMTPConnection::DeliverMessage(const MailMessage& message) {
   error_number_ = 0;
+  refused_recipient_.clear();
   if (!SendLine("MAIL FROM:<" + message.from.address + ">\r\n") || !Expect(250, kErrorBadCommand)) {
     return false;
   }
   for (const RecipientKind kind : {kTo, kCc, kBcc}) {
     for (int i = 0; i < message.RecipientCount(kind); ++i) {
-      if (!SendLine("RCPT TO:<" + message.Recipient(i, kind).address + ">\r\n") ||
-          !Expect(250, kErrorBadCommand)) {
+      const std::string& address = message.Recipient(i, kind).address;
+      if (!SendLine("RCPT TO:<" + address + ">\r\n")) return false;
+      if (!Expect(250, kErrorBadCommand)) {
+        if (error_number_ == kErrorBadCommand) refused_recipient_ = address;
         return false;
       }
     }

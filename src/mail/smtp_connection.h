@@ -62,6 +62,10 @@ class CSMTPConnection {
   bool CloseConnection();
 
   const std::string& last_reply() const { return last_reply_; }
+  // The server's reply to EHLO (its extensions, such as "SIZE 52428800"); empty after HELO.
+  const std::string& ehlo_reply() const { return ehlo_reply_; }
+  // The recipient whose RCPT TO the server refused in the last DeliverMessage, or empty.
+  const std::string& refused_recipient() const { return refused_recipient_; }
   int last_reply_code() const { return last_reply_code_; }
   int error_number() const { return error_number_; }
   // The TLS failure in words, when a handshake or certificate check failed.
@@ -76,6 +80,8 @@ class CSMTPConnection {
   void set_security(SmtpSecurity value) { security_ = value; }
   // Certificate checking; on unless a caller turns it off for a known server.
   void set_verify_certificates(bool value) { verify_certificates_ = value; }
+  // Says EHLO also for method 0, to learn the server's extensions without logging in.
+  void set_extended_greeting(bool value) { extended_greeting_ = value; }
 
  private:
   bool Fail(int error_number);
@@ -97,6 +103,9 @@ class CSMTPConnection {
   int error_number_ = 0;
   SmtpSecurity security_ = SmtpSecurity::kNone;
   bool verify_certificates_ = true;
+  bool extended_greeting_ = false;
+  std::string ehlo_reply_;
+  std::string refused_recipient_;
   std::string host_;
 };
 

@@ -185,7 +185,9 @@ bool SmtpTestServer::Start(const fs::path& folder, std::string* error) {
                "auth_advertise_hosts = *\n"
                "host_lookup =\n"
                "rfc1413_hosts =\n"
-               "message_size_limit = 200M\n"
+               "message_size_limit = " +
+               size_limit_ +
+               "\n"
                "acl_smtp_rcpt = acl_rcpt\n"
                "begin acl\n"
                "acl_rcpt:\n"
@@ -290,7 +292,7 @@ bool Pop3TestServer::Start(const fs::path& folder, std::string* error) {
                         folder / "dovecot.out", port_, error);
 }
 
-std::string ParseMailWithPython(const std::string& message) {
+std::string ParseMailWithPython(const std::string& message, const fs::path& attachments) {
   char name[] = "/tmp/quorvane-mail-XXXXXX";
   const int fd = ::mkstemp(name);
   if (fd < 0) return "cannot write a temporary file";
@@ -298,7 +300,9 @@ std::string ParseMailWithPython(const std::string& message) {
   WriteAll(name, message);
   // The system's interpreter when there is one: version managers' shims take a second to start.
   const std::string python = fs::exists("/usr/bin/python3") ? "/usr/bin/python3" : "python3";
-  const std::string view = Capture({python, QUORVANE_PARSE_MAIL_SCRIPT, name}, nullptr);
+  std::vector<std::string> argv = {python, QUORVANE_PARSE_MAIL_SCRIPT, name};
+  if (!attachments.empty()) argv.push_back(attachments.string());
+  const std::string view = Capture(argv, nullptr);
   ::unlink(name);
   return view;
 }

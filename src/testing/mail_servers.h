@@ -48,6 +48,9 @@ class SmtpTestServer {
   // Writes the configuration and a self-signed certificate for "localhost" and 127.0.0.1 into
   // `folder` and starts the server.
   bool Start(const std::filesystem::path& folder, std::string* error);
+  // The largest message it takes, as the server writes it ("200M", "40K"); set before Start.
+  // It announces it as SIZE in its EHLO reply.
+  void set_message_size_limit(std::string limit) { size_limit_ = std::move(limit); }
   uint16_t port() const { return port_; }
   uint16_t tls_port() const { return tls_port_; }
   // The certificate to trust (e.g. through SSL_CERT_FILE) for TLS tests.
@@ -62,6 +65,7 @@ class SmtpTestServer {
   std::vector<std::string> MessageIds() const;
 
   std::filesystem::path folder_, config_, certificate_;
+  std::string size_limit_ = "200M";
   uint16_t port_ = 0, tls_port_ = 0;
   ServerProcess process_;
 };
@@ -83,6 +87,8 @@ class Pop3TestServer {
 // "Subject: ...", "From: ...", "To: ...", "Cc: ...", "Message-ID: ...", "defects: <names>",
 // and per leaf part "part <n>: <type> text '<decoded text>'" or
 // "part <n>: <type> attachment <filename> <size> bytes md5 <hex>".
-std::string ParseMailWithPython(const std::string& message);
+// With `attachments`, also writes each attachment there under its file name.
+std::string ParseMailWithPython(const std::string& message,
+                                const std::filesystem::path& attachments = {});
 
 }  // namespace quorvane::testing

@@ -1,5 +1,7 @@
-# The independent reader of the messages our SMTP client sends: Python's email package.
+# The independent reader of the messages our SMTP client sends: Python's email package. With a
+# second argument, attachments are also written into that folder under their file names.
 import hashlib
+import os
 import sys
 from email import message_from_binary_file, policy
 
@@ -19,6 +21,9 @@ for i, part in enumerate(msg.walk()):
     if name:
         digest = hashlib.md5(payload).hexdigest()
         print(f"part {i}: {part.get_content_type()} attachment {name} {len(payload)} bytes md5 {digest}")
+        if len(sys.argv) > 2:
+            with open(os.path.join(sys.argv[2], os.path.basename(name)), "wb") as out:
+                out.write(payload)
     else:
         text = payload.decode(part.get_content_charset() or "ascii", "replace")
         print(f"part {i}: {part.get_content_type()} text {text!r}")

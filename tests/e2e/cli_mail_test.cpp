@@ -2,10 +2,12 @@
 // says when it fails, and that the password shows nowhere.
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "cli_test_fixture.h"
+#include "image/image.h"
 #include "testing/mail_servers.h"
 
 namespace quorvane::testing {
@@ -167,6 +169,115 @@ TEST_F(CliMailTest, WrongCommandLinesExitWithUsage) {
               std::string::npos)
         << result.err;
   }
+}
+
+// quorvane-cli mail album / estimate / test with the settings of the settings store.
+class CliMailAlbumTest : public CliMailTest {
+ protected:
+  void SetUp() override {
+    CliMailTest::SetUp();
+    for (const auto& [name, width, height] :
+         {std::tuple{"wide.jpg", 1600, 1200}, std::tuple{"tall.jpg", 900, 1200}}) {
+      image::Image photo;
+      ASSERT_TRUE(photo.Create(width, height, false, {90, 160, 220, 255}));
+      ASSERT_TRUE(photo.Save(dir_ / name, image::ImageFormat::kJpeg));
+    }
+    ASSERT_EQ(
+        RunCli({"album", "create", (dir_ / "Holiday").string(), "--title", "Holiday"}).exit_code,
+        0);
+    ASSERT_EQ(RunCli({"album", "add", (dir_ / "Holiday").string(), (dir_ / "wide.jpg").string(),
+                      (dir_ / "tall.jpg").string()})
+                  .exit_code,
+              0);
+    for (const auto& [key, value] : {std::pair{"smtp.server", std::string("127.0.0.1")},
+                                     std::pair{"smtp.port", std::to_string(smtp_->port())},
+                                     std::pair{"smtp.method", std::string("2")},
+                                     std::pair{"smtp.user", std::string(kMailUser)},
+                                     std::pair{"smtp.savepass", std::string("1")},
+                                     std::pair{"smtp.pass", std::string(kMailPassword)},
+                                     std::pair{"pop3.auth.popbeforesmtp", std::string("1")},
+                                     std::pair{"pop3.server", std::string("127.0.0.1")},
+                                     std::pair{"pop3.port", std::to_string(pop3_->port())},
+                                     std::pair{"email.address", std::string("ann@example.test")}}) {
+      ASSERT_EQ(RunCli({"settings", "set", key, value}).exit_code, 0) << key;
+    }
+  }
+};
+
+TEST_F(CliMailAlbumTest, SendsTheAlbumResizedWithTheStoredSettings) {
+  const size_t before = smtp_->MessageCount();
+  const CliResult result = RunCli({"mail", "album", (dir_ / "Holiday").string(), "--to",
+                                   "bob@example.test", "--resize", "640x480"});
+  ASSERT_EQ(result.exit_code, 0) << result.err;
+  EXPECT_NE(result.out.find("Prepare to send album...\nPreparing photo album for sending...\n"
+                            "Connecting to mail server...\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_TRUE(result.out.ends_with("Done!  Your photo album has been sent.\n")) << result.out;
+  ExpectNoPassword(result);
+  ASSERT_EQ(smtp_->MessageCount(), before + 1);
+  const std::string view = ParseMailWithPython(smtp_->LastMessage());
+  EXPECT_NE(view.find("Subject: Holiday\n"), std::string::npos) << view;
+  EXPECT_NE(view.find("Your friend at ann@example.test has sent"), std::string::npos) << view;
+  EXPECT_NE(view.find("application/octet-stream attachment Holiday.qvo"), std::string::npos)
+      << view;
+}
+
+TEST_F(CliMailAlbumTest, FailuresExitOneWithTheirMessage) {
+  ASSERT_EQ(RunCli({"settings", "set", "pop3.port", std::to_string(FreeLoopbackPort())}).exit_code,
+            0);
+  const CliResult pop3 =
+      RunCli({"mail", "album", (dir_ / "Holiday").string(), "--to", "bob@example.test"});
+  EXPECT_EQ(pop3.exit_code, 1);
+  EXPECT_NE(pop3.err.find("Unable to connect to POP3 server."), std::string::npos) << pop3.err;
+
+  ASSERT_EQ(RunCli({"settings", "set", "pop3.auth.popbeforesmtp", "0"}).exit_code, 0);
+  ASSERT_EQ(RunCli({"settings", "set", "smtp.port", std::to_string(FreeLoopbackPort())}).exit_code,
+            0);
+  const CliResult closed = RunCli({"mail", "test", "--to", "bob@example.test"});
+  EXPECT_EQ(closed.exit_code, 1);
+  EXPECT_NE(closed.err.find("Unable to connect to mail server. (connection refused)"),
+            std::string::npos)
+      << closed.err;
+}
+
+TEST_F(CliMailAlbumTest, TestMessageAndEstimate) {
+  const CliResult test = RunCli({"mail", "test", "--to", "bob@example.test"});
+  ASSERT_EQ(test.exit_code, 0) << test.err;
+  EXPECT_TRUE(test.out.ends_with("The test email has been sent, please check your inbox.\n"))
+      << test.out;
+  EXPECT_NE(ParseMailWithPython(smtp_->LastMessage()).find("Subject: Test Email from Quorvane"),
+            std::string::npos);
+
+  const CliResult estimate =
+      RunCli({"mail", "estimate", (dir_ / "Holiday").string(), "--resize", "640x480"});
+  ASSERT_EQ(estimate.exit_code, 0) << estimate.err;
+  EXPECT_NE(estimate.out.find("Your photo album has 2 photos"), std::string::npos) << estimate.out;
+  EXPECT_NE(estimate.out.find("Average dial-up connection: "), std::string::npos) << estimate.out;
+  EXPECT_NE(estimate.out.find("Recommended size: as-is\n"), std::string::npos) << estimate.out;
+  EXPECT_NE(estimate.out.find("With the resized photos"), std::string::npos) << estimate.out;
+  EXPECT_NE(estimate.out.find("so it fits"), std::string::npos) << estimate.out;
+}
+
+TEST_F(CliMailAlbumTest, WrongCommandLinesExitTwo) {
+  const std::string album = (dir_ / "Holiday").string();
+  const std::vector<std::vector<std::string>> wrong = {
+      {"mail", "album", album},
+      {"mail", "album", album, "--to", "bob@example.test", "--resize", "0x480"},
+      {"mail", "album", album, "--to", "bob@example.test", "--via", "pigeon"},
+      {"mail", "estimate", album, "--resize", "huge"},
+      {"mail", "estimate"},
+      {"mail", "test"},
+  };
+  for (const auto& args : wrong) {
+    const CliResult result = RunCli(args);
+    EXPECT_EQ(result.exit_code, 2) << args[1] << ": " << result.err;
+  }
+  const CliResult invalid = RunCli(wrong[1]);
+  EXPECT_NE(invalid.err.find("Invalid size selected. Please enter the desired size."),
+            std::string::npos)
+      << invalid.err;
+  EXPECT_NE(RunCli(wrong[0]).err.find("Please enter an email address."), std::string::npos);
 }
 
 }  // namespace

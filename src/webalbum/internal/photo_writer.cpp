@@ -5,9 +5,9 @@
 
 #include "image/image.h"
 #include "image/image_types.h"
+#include "image/private_metadata.h"
 #include "platform/file_util.h"
 #include "webalbum/expansion.h"
-#include "webalbum/internal/private_metadata.h"
 
 namespace quorvane::webalbum::internal {
 namespace fs = std::filesystem;
@@ -26,7 +26,7 @@ bool SaveJpeg(const image::Image& picture, const fs::path& path, int quality, st
   }
   const std::string_view encoded(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   std::string with_exif;
-  if (!exif.empty() && InsertJpegSegment(encoded, exif, &with_exif)) {
+  if (!exif.empty() && image::InsertJpegSegment(encoded, exif, &with_exif)) {
     return platform::WriteFileAtomically(path, with_exif, error, platform::Flush::kLater);
   }
   return platform::WriteFileAtomically(path, encoded, error, platform::Flush::kLater);
@@ -73,8 +73,8 @@ bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressS
   if (copy && job.strip_private) {
     std::string bytes;
     if (!platform::ReadWholeFile(job.source, &bytes, error)) return false;
-    if (HasPrivateMetadata(bytes)) {
-      copy = info.format == image::ImageFormat::kJpeg && StripJpegMetadata(bytes, &stripped);
+    if (image::HasPrivateMetadata(bytes)) {
+      copy = info.format == image::ImageFormat::kJpeg && image::StripJpegMetadata(bytes, &stripped);
     }
   }
   *result = PlannedNames(job, copy);
@@ -136,7 +136,7 @@ bool WritePhoto(const PhotoJob& job, const fs::path& folder, platform::ProgressS
     std::string source;
     if (!platform::ReadWholeFile(job.source, &source, error)) return false;
     if (!SaveJpeg(picture, folder / result->image_file, job.jpeg_quality, error,
-                  CaptureDateExif(source))) {
+                  image::CaptureDateExif(source))) {
       return false;
     }
   }

@@ -1,7 +1,8 @@
-// Private data in published photos: GPS positions, camera and lens serial numbers, owner and
-// artist names (in EXIF, XMP and IPTC). Finding it in JPEG, PNG and TIFF files, and removing
-// it from a JPEG without re-encoding: the metadata segments go, and a small new EXIF block
-// keeps the capture date and the orientation; and the capture date for re-encoded photos.
+// Private data in photos that leave the album (web albums, mail): GPS positions, camera and lens
+// serial numbers, owner and artist names (in EXIF, XMP and IPTC). Finding it in JPEG, PNG and TIFF
+// files, and removing it from a JPEG without re-encoding: the metadata segments go, and a small new
+// EXIF block keeps the capture date and the orientation; and the capture date for
+// re-encoded photos.
 //
 // Every reader is bounds-checked: files are untrusted.
 #pragma once
@@ -9,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace quorvane::webalbum::internal {
+namespace quorvane::image {
 
 // True when the file's bytes hold any of the private data above. Formats without metadata
 // (and bytes that are not an image at all) hold none.
@@ -28,4 +29,4 @@ std::string CaptureDateExif(std::string_view file);
 // walked.
 bool InsertJpegSegment(std::string_view jpeg, std::string_view segment, std::string* out);
 
-}  // namespace quorvane::webalbum::internal
+}  // namespace quorvane::image

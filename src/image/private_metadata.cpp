@@ -1,10 +1,10 @@
-#include "webalbum/internal/private_metadata.h"
+#include "image/private_metadata.h"
 
 #include <cstdint>
 #include <optional>
 #include <vector>
 
-namespace quorvane::webalbum::internal {
+namespace quorvane::image {
 namespace {
 
 constexpr std::string_view kExifHeader("Exif\0\0", 6);
@@ -301,4 +301,4 @@ bool InsertJpegSegment(std::string_view jpeg, std::string_view segment, std::str
   return true;
 }
 
-}  // namespace quorvane::webalbum::internal
+}  // namespace quorvane::image
