@@ -37,6 +37,7 @@ std::string EditFileUsageLine();
 int RunLibraryCommand(std::span<const std::string> args);
 int RunMailCommand(std::span<const std::string> args);
 int RunPhotoCommand(std::span<const std::string> args);
+int RunPrintCommand(std::span<const std::string> args);
 int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
 int RunThumbsCommand(std::span<const std::string> args);
@@ -93,6 +94,8 @@ inline constexpr Command kCommands[] = {
            "[--date YYYY-MM-DD|none]");
      },
      RunPhotoCommand},
+    {"print", [] { return std::string("print <album> <out.pdf> [--template NAME|PATH]"); },
+     RunPrintCommand},
     {"search",
      [] {
        return std::string(
