@@ -41,6 +41,8 @@ class PageBuilder {
     return WrapText(text, item.font, width, item.max_lines);
   }
 
+  static double Gap(const TextItem& caption) { return caption.font.size * kCaptionGap; }
+
   static double Height(const TextItem& item, size_t lines) {
     return LineHeight(item.font) * static_cast<double>(lines);
   }
@@ -80,28 +82,41 @@ class PageBuilder {
     if (photo >= static_cast<int>(gallery_.photos.size())) return;  // the album ran out
     if (spot.fill) page_.rects.push_back({area, 0, {}, spot.fill});
     const double padding = std::min(Points(spot.padding_mm), std::min(area.width, area.height) / 2);
-    Rect inner{area.left + padding, area.top + padding, area.width - 2 * padding,
-               area.height - 2 * padding};
-    if (spot.caption) {
-      const std::vector<std::string> lines = Lines(*spot.caption, photo, inner.width);
-      const double height = std::min(inner.height, Height(*spot.caption, lines.size()));
-      if (height > 0) {
-        PlaceLines(*spot.caption, lines,
-                   Rect{inner.left, inner.bottom() - height, inner.width, height});
-        inner.height = std::max(0.0, inner.height - height - spot.caption->font.size * kCaptionGap);
-      }
+    const Rect inner{area.left + padding, area.top + padding, area.width - 2 * padding,
+                     area.height - 2 * padding};
+    // Each caption that has lines stands a little below what comes before it.
+    std::vector<std::vector<std::string>> captions;
+    double captions_height = 0;
+    for (const TextItem& caption : spot.captions) {
+      captions.push_back(Lines(caption, photo, inner.width));
+      if (!captions.back().empty())
+        captions_height += Gap(caption) + Height(caption, captions.back().size());
     }
+    captions_height = std::min(captions_height, inner.height);
+
+    const Rect fit{inner.left, inner.top, inner.width, inner.height - captions_height};
     const webalbum::PhotoFacts& facts = gallery_.photos[photo];
-    Rect placed = inner;
-    if (facts.width > 0 && facts.height > 0 && inner.width > 0 && inner.height > 0) {
+    Rect placed = fit;
+    if (facts.width > 0 && facts.height > 0 && fit.width > 0 && fit.height > 0) {
       const double aspect = static_cast<double>(facts.width) / facts.height;
-      if (inner.width / inner.height > aspect) {
-        placed.width = inner.height * aspect;
+      if (fit.width / fit.height > aspect) {
+        placed.width = fit.height * aspect;
       } else {
-        placed.height = inner.width / aspect;
+        placed.height = fit.width / aspect;
       }
-      placed.left += (inner.width - placed.width) / 2;
-      placed.top += (inner.height - placed.height) / 2;
+      placed.left += (fit.width - placed.width) / 2;
+      const double slack = fit.height - placed.height;
+      placed.top += spot.valign == VerticalAlign::kTop      ? 0
+                    : spot.valign == VerticalAlign::kBottom ? slack
+                                                            : slack / 2;
+    }
+    double y = placed.bottom();
+    for (size_t i = 0; i < captions.size(); ++i) {
+      if (captions[i].empty()) continue;
+      const double height = Height(spot.captions[i], captions[i].size());
+      y += Gap(spot.captions[i]);
+      PlaceLines(spot.captions[i], captions[i], Rect{inner.left, y, inner.width, height});
+      y += height;
     }
     if (placed.width <= 0 || placed.height <= 0) return;
     if (spot.frame_pt > 0) {
@@ -110,7 +125,7 @@ class PageBuilder {
                                   placed.height + 2 * half},
                              spot.frame_pt, spot.frame_color, std::nullopt});
     }
-    page_.photos.push_back({photo, inner, placed});
+    page_.photos.push_back({photo, fit, placed});
   }
 
   const webalbum::GalleryFacts& gallery_;
@@ -119,7 +134,10 @@ class PageBuilder {
 };
 
 void LayOutPage(const PageTemplate& page_template, const Rect& sheet, const Rect& content,
-                PageBuilder& builder, PageLayout& page, int first_photo) {
+                PageBuilder& builder, PageLayout& page, int first_photo, int photo_count) {
+  // The page's own texts speak of its first photo, so a page of one photo can describe it.
+  const int page_photo =
+      page_template.photo_count > 0 && first_photo < photo_count ? first_photo : -1;
   for (const RectItem& item : page_template.rects) {
     const Rect& area = item.on_page ? sheet : content;
     const Rect rect{Resolve(item.x, area.left, area.width), Resolve(item.y, area.top, area.height),
@@ -131,7 +149,7 @@ void LayOutPage(const PageTemplate& page_template, const Rect& sheet, const Rect
   const double spacing = Points(page_template.spacing_mm);
   Rect flow = content;
   if (page_template.header) {
-    const auto lines = builder.Lines(*page_template.header, -1, content.width);
+    const auto lines = builder.Lines(*page_template.header, page_photo, content.width);
     const double height = PageBuilder::Height(*page_template.header, lines.size());
     builder.PlaceLines(*page_template.header, lines, Rect{flow.left, flow.top, flow.width, height});
     if (height > 0) {
@@ -140,7 +158,7 @@ void LayOutPage(const PageTemplate& page_template, const Rect& sheet, const Rect
     }
   }
   if (page_template.footer) {
-    const auto lines = builder.Lines(*page_template.footer, -1, content.width);
+    const auto lines = builder.Lines(*page_template.footer, page_photo, content.width);
     const double height = PageBuilder::Height(*page_template.footer, lines.size());
     builder.PlaceLines(*page_template.footer, lines,
                        Rect{flow.left, content.bottom() - height, flow.width, height});
@@ -154,7 +172,7 @@ void LayOutPage(const PageTemplate& page_template, const Rect& sheet, const Rect
   for (size_t i = 0; i < page_template.flow.size(); ++i) {
     const FlowItem& item = page_template.flow[i];
     if (item.text) {
-      text_lines[i] = builder.Lines(*item.text, -1, flow.width);
+      text_lines[i] = builder.Lines(*item.text, page_photo, flow.width);
       fixed += PageBuilder::Height(*item.text, text_lines[i].size());
     } else {
       weights.push_back(item.row.weight);
@@ -224,7 +242,8 @@ std::vector<PageLayout> LayoutPages(const PrintTemplate& print_template,
     PageLayout& page = layouts.emplace_back();
     page.size = size;
     PageBuilder builder(gallery, context, page);
-    LayOutPage(page_template, sheet, content, builder, page, first_photo);
+    LayOutPage(page_template, sheet, content, builder, page, first_photo,
+               static_cast<int>(gallery.photos.size()));
     first_photo += page_template.photo_count;
   }
   return layouts;

@@ -34,7 +34,7 @@ struct Rect {
 
 struct PlacedPhoto {
   int photo = -1;  // index in the album
-  Rect spot;       // the spot the photo was fitted into (less padding and caption)
+  Rect spot;       // where the photo was fitted: the spot less its padding and captions
   Rect placed;     // the photo itself: inside `spot`, with the photo's aspect
 };
 
@@ -66,7 +66,8 @@ int CountPages(const PrintTemplate& print_template, int photo_count);
 
 // Lays the album out. The photos' width and height (upright, in pixels) give their aspect; a
 // photo without a size fills its spot. Texts expand the album and photo placeholders of web
-// designs ("{GalleryTitle}", "{ImageTitle}", "{ImageNum}" ...), "{IndexPageNum}" and
+// designs ("{GalleryTitle}", "{ImageTitle}", "{ImageNum}" ...): a spot's captions for its
+// photo, the page's other texts for the page's first photo; "{IndexPageNum}" and
 // "{IndexPageMax}" as the page number and count, and `variables` (the album's user variables)
 // with "{PageNum}" and "{PageCount}" besides. Margins wider than 40% of the sheet are narrowed.
 std::vector<PageLayout> LayoutPages(const PrintTemplate& print_template,

@@ -189,9 +189,18 @@ class PageReader {
     spot.frame_pt = Number(node, "Frame", 0, 0, 100);
     spot.frame_color = ColorAttribute(node, "FrameColor").value_or(Color{});
     spot.fill = ColorAttribute(node, "Fill");
+    const std::string_view valign = Trim(node->GetAttribute("VAlign"));
+    spot.valign = Is(valign, "top")      ? VerticalAlign::kTop
+                  : Is(valign, "bottom") ? VerticalAlign::kBottom
+                                         : VerticalAlign::kCenter;
     xml::XmlNode* text = node->FindPath("#text");
-    if (text != nullptr && Trim(text->value()).size() > 0) {
-      spot.caption = Text(node, Align::kCenter, 2);
+    if (text != nullptr && !Trim(text->value()).empty()) {
+      spot.captions.push_back(Text(node, Align::kCenter, 2));
+    }
+    for (size_t i = 0; i < node->ChildCount(); ++i) {
+      if (IsElement(node->ChildAt(i), "Caption")) {
+        spot.captions.push_back(Text(node->ChildAt(i), Align::kCenter, 0));
+      }
     }
     return spot;
   }

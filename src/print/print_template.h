@@ -39,12 +39,17 @@ struct TextItem {
   int max_lines = 0;
 };
 
-// One photo spot. The photo is fitted inside the spot less its padding and caption lines,
-// keeping its aspect, and centred; the frame is drawn around the photo, outside it.
+enum class VerticalAlign { kTop, kCenter, kBottom };
+
+// One photo spot. The photo is fitted inside the spot less its padding and captions, keeping
+// its aspect, centred across; the captions follow right under it, and the photo with its
+// captions stands at the spot's top, middle or bottom. The frame is drawn around the photo,
+// outside it.
 struct PhotoSpot {
   double weight = 1;  // share of the row's width
   double padding_mm = 0;
-  std::optional<TextItem> caption;  // the spot's text, under the photo
+  VerticalAlign valign = VerticalAlign::kCenter;
+  std::vector<TextItem> captions;  // the spot's own text, then its Caption elements
   double frame_pt = 0;
   Color frame_color;
   std::optional<Color> fill;  // the spot's background

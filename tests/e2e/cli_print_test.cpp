@@ -1,3 +1,4 @@
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -85,24 +86,32 @@ TEST_F(CliPrintTest, ContactSheetPrintsEachPhotoWhereTheLayoutPlacesIt) {
   ASSERT_EQ(pages[0].photos.size(), 6u);
 
   const image::Image png = Render(pdf, 1);
-  ASSERT_EQ(png.width(), 595);
-  ASSERT_EQ(png.height(), 842);
+  ASSERT_NEAR(png.width(), 595.3, 1);
+  ASSERT_NEAR(png.height(), 841.9, 1);
   for (const print::PlacedPhoto& placed : pages[0].photos) {
     const print::Rect& rect = placed.placed;
     const image::Rgba want = kColors[placed.photo];
-    // Inside the photo, near its corners and at its centre, the photo's colour.
-    for (const auto [fx, fy] :
-         {std::pair{0.5, 0.5}, {0.1, 0.1}, {0.9, 0.1}, {0.1, 0.9}, {0.9, 0.9}}) {
-      const image::Rgba got = png.GetPixel(static_cast<int>(rect.left + fx * rect.width),
-                                           static_cast<int>(rect.top + fy * rect.height));
-      EXPECT_TRUE(Near(got, want)) << "photo " << placed.photo << " at " << fx << "," << fy;
+    // Three points inside each edge, the photo's colour; two points outside, the spot's pale
+    // background: the photo is where the layout put it, at its size and shape.
+    const double cx = rect.left + rect.width / 2;
+    const double cy = rect.top + rect.height / 2;
+    const auto at = [&](double x, double y) {
+      return png.GetPixel(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y)));
+    };
+    for (const auto& [x, y] : {std::pair{cx, cy},
+                               {rect.left + 3, cy},
+                               {rect.right() - 3, cy},
+                               {cx, rect.top + 3},
+                               {cx, rect.bottom() - 3}}) {
+      EXPECT_TRUE(Near(at(x, y), want)) << "photo " << placed.photo << " at " << x << "," << y;
     }
-    // Just outside it, the spot's pale background: the photo kept its shape.
-    const bool landscape = rect.width > rect.height;
-    const int x = static_cast<int>(landscape ? rect.left + rect.width / 2 : rect.left - 3);
-    const int y = static_cast<int>(landscape ? rect.top - 3 : rect.top + rect.height / 2);
-    const image::Rgba outside = png.GetPixel(x, y);
-    EXPECT_TRUE(Near(outside, {241, 241, 241, 255})) << "photo " << placed.photo;
+    for (const auto& [x, y] : {std::pair{rect.left - 2, cy},
+                               {rect.right() + 2, cy},
+                               {cx, rect.top - 2},
+                               {cx, rect.bottom() + 2}}) {
+      EXPECT_TRUE(Near(at(x, y), {241, 241, 241, 255}))
+          << "photo " << placed.photo << " at " << x << "," << y;
+    }
   }
   // The spots past the album's end stay blank paper.
   const image::Rgba blank = png.GetPixel(static_cast<int>(pages[0].photos[5].spot.left + 150),

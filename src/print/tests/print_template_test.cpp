@@ -52,7 +52,8 @@ TEST(PrintTemplateTest, ReadsTolerantlyWithDefaultsForWhatItCannotRead) {
                 "Size=\"14\" Bold=\"TRUE\" Color=\"#0f0\"/><IndexPage Spacing=\"-3\">"
                 "<Header Font=\"f\" Italic=\"yes\" Align=\"right\">h</Header>"
                 "<Text Font=\"nope\" Size=\"huge\">t</Text><Row Height=\"2\"><Image Width=\"x\" "
-                "Frame=\"1\" FrameColor=\"red\" Fill=\"#102030\"> </Image></Row></IndexPage>"
+                "Frame=\"1\" FrameColor=\"red\" Fill=\"#102030\" VAlign=\"Bottom\"> <Caption "
+                "Size=\"7\">c</Caption></Image></Row></IndexPage>"
                 "</PhotoAlbumTemplate>"),
             platform::kOk);
   EXPECT_EQ(t.name(), "N");
@@ -73,7 +74,9 @@ TEST(PrintTemplateTest, ReadsTolerantlyWithDefaultsForWhatItCannotRead) {
   EXPECT_DOUBLE_EQ(spot.weight, 1);
   EXPECT_EQ(spot.frame_color, Color{});
   EXPECT_EQ(spot.fill, (Color{0x10, 0x20, 0x30}));
-  EXPECT_FALSE(spot.caption) << "a blank text is no caption";
+  EXPECT_EQ(spot.valign, VerticalAlign::kBottom);
+  ASSERT_EQ(spot.captions.size(), 1u) << "a blank text is no caption";
+  EXPECT_EQ(spot.captions[0].font.size, 7);
   EXPECT_EQ(page.photo_count, 1);
 }
 
