@@ -78,6 +78,10 @@ platform::ResultCode PrintAlbumToPdf(album::Album& album, const PrintTemplate& p
   const webalbum::GalleryFacts gallery = PrintFacts(album);
   const std::vector<PageLayout> pages =
       LayoutPages(print_template, gallery, size, AlbumVariables(album));
+  if (pages.empty()) {
+    *error = "Unable to print: the paper has no size.";
+    return platform::kFailed;
+  }
   progress.SetTitle("Printing");
   PdfWriter writer;
   if (!writer.Open(output, error)) return platform::kFailed;

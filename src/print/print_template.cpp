@@ -18,6 +18,10 @@ constexpr std::string_view kNoPageMessage =
 constexpr std::string_view kNoSpotMessage =
     "Error: The print template has no photo spot: a page needs an \"Image\" element.\n\nFile: %s";
 
+// More photos or rows than any sheet of paper can show are not read, so that a few repeats
+// cannot make a template of millions.
+constexpr size_t kMaxPerPage = 1000;
+
 struct PaperSize {
   std::string_view name;
   double width_mm;
@@ -141,16 +145,17 @@ class PageReader {
       } else if (IsElement(child, "Row")) {
         PhotoRow row = Row(child, page.spacing_mm);
         for (size_t j = 0; j < child->ChildCount(); ++j) {
-          if (IsElement(child->ChildAt(j), "Image")) row.spots.push_back(Spot(child->ChildAt(j)));
+          xml::XmlNode* spot = child->ChildAt(j);
+          if (!IsElement(spot, "Image")) continue;
+          const size_t room = kMaxPerPage - std::min(kMaxPerPage, row.spots.size());
+          row.spots.insert(row.spots.end(), std::min(Repeat(spot), room), Spot(spot));
         }
-        page.photo_count += static_cast<int>(row.spots.size());
-        page.flow.push_back({std::nullopt, std::move(row)});
+        AddRows(page, row, Repeat(child));
       } else if (IsElement(child, "Image")) {
         // A spot on its own is a row of one.
         PhotoRow row = Row(child, page.spacing_mm);
         row.spots.push_back(Spot(child));
-        ++page.photo_count;
-        page.flow.push_back({std::nullopt, std::move(row)});
+        AddRows(page, row, Repeat(child));
       } else if (IsElement(child, "Rect")) {
         page.rects.push_back(Rect(child));
       }
@@ -159,6 +164,22 @@ class PageReader {
   }
 
  private:
+  // How many times an element stands for itself: rows and spots written once for a grid.
+  static size_t Repeat(const xml::XmlNode* node) {
+    return static_cast<size_t>(Number(node, "Repeat", 1, 0, 100));
+  }
+
+  static void AddRows(PageTemplate& page, const PhotoRow& row, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+      if (page.flow.size() >= kMaxPerPage ||
+          static_cast<size_t>(page.photo_count) + row.spots.size() > kMaxPerPage) {
+        return;
+      }
+      page.flow.push_back({std::nullopt, row});
+      page.photo_count += static_cast<int>(row.spots.size());
+    }
+  }
+
   TextItem Text(xml::XmlNode* node, Align align, int max_lines) {
     TextItem item;
     item.node = node;
