@@ -25,6 +25,8 @@ PACKAGES=(
   desktop-file-utils shared-mime-info
   # web albums opened in a real browser (tests/e2e/cli_web_browser_test.cpp)
   chromium
+  # printed albums rendered back to pixels (tests/e2e/cli_print_test.cpp)
+  poppler-utils
 )
 # ... driven from Node; a Node installed otherwise (with its own npm) serves as well.
 command -v npm >/dev/null 2>&1 || PACKAGES+=(nodejs npm)

@@ -39,6 +39,7 @@ int RunMailCommand(std::span<const std::string> args);
 // "mail estimate", "mail album" and "mail test" (mail_album_command.cpp); args[0] is the verb.
 int RunMailWorkflowCommand(std::span<const std::string> args);
 int RunPhotoCommand(std::span<const std::string> args);
+int RunPrintCommand(std::span<const std::string> args);
 int RunSearchCommand(std::span<const std::string> args);
 int RunSettingsCommand(std::span<const std::string> args);
 int RunThumbsCommand(std::span<const std::string> args);
@@ -99,6 +100,8 @@ inline constexpr Command kCommands[] = {
            "[--date YYYY-MM-DD|none]");
      },
      RunPhotoCommand},
+    {"print", [] { return std::string("print <album> <out.pdf> [--template NAME|PATH]"); },
+     RunPrintCommand},
     {"search",
      [] {
        return std::string(

@@ -5,10 +5,10 @@
 #include <malloc.h>
 #endif
 #include <set>
-#include <system_error>
 
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "cli/installed_templates.h"
 #include "cli/open_album.h"
 #include "cli/stderr_progress.h"
 #include "cli/user_settings.h"
@@ -25,16 +25,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The program's own folder: its designs are installed beside it.
-fs::path ProgramFolder() {
-  std::error_code ec;
-  const fs::path self = fs::read_symlink("/proc/self/exe", ec);
-  return ec ? fs::current_path(ec) : self.parent_path();
-}
-
 std::vector<fs::path> InstalledTemplateFolders() {
-  const settings::UserFolders folders = settings::FindUserFolders(settings::ProcessEnvironment());
-  return webalbum::TemplateFolders(ProgramFolder(), folders.data);
+  return webalbum::TemplateFolders(ProgramFolder(), UserDataFolder());
 }
 
 int ListDesigns() {
@@ -42,25 +34,6 @@ int ListDesigns() {
     std::cout << OneLine(info.name) << '\t' << fs::path(info.path).parent_path().string() << '\n';
   }
   return kExitOk;
-}
-
-// The template file that --template names: a design folder, a template file, or the name of
-// an installed design. Empty when there is none.
-fs::path ResolveTemplate(const std::string& wanted) {
-  std::error_code ec;
-  if (fs::is_directory(wanted, ec)) {
-    return webalbum::FindTemplateFile(wanted).value_or(fs::path(wanted));
-  }
-  if (fs::exists(wanted, ec)) return wanted;
-  const std::vector<webalbum::TemplateInfo> list =
-      webalbum::ListTemplates(InstalledTemplateFolders());
-  for (const auto& info : list) {
-    if (info.name == wanted) return info.path;
-  }
-  for (const auto& info : list) {
-    if (platform::EqualsIgnoringAsciiCase(info.name, wanted)) return info.path;
-  }
-  return wanted;
 }
 
 struct Choice {
@@ -127,7 +100,8 @@ int RunWebCommand(std::span<const std::string> args) {
   settings::UserSettings user = LoadSettingsReportingProblems();
   fs::path template_path;
   if (const std::string* wanted = parsed.Value("--template")) {
-    template_path = ResolveTemplate(*wanted);
+    template_path = ResolveTemplate(*wanted, webalbum::ListTemplates(InstalledTemplateFolders()),
+                                    webalbum::kTemplateExtension);
   } else {
     webalbum::DesignTemplate last;
     if (!user.settings.web_publish_templatepath.empty() &&

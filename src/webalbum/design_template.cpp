@@ -171,14 +171,13 @@ std::vector<fs::path> TemplateFolders(const fs::path& program_folder,
   return folders;
 }
 
-std::optional<fs::path> FindTemplateFile(const fs::path& folder) {
+std::optional<fs::path> FindTemplateFile(const fs::path& folder, std::string_view extension) {
   for (const fs::directory_entry& entry : SortedEntries(folder)) {
     const std::string name = entry.path().filename().string();
     std::error_code ec;
-    if (name.size() > kTemplateExtension.size() &&
+    if (name.size() > extension.size() &&
         platform::EqualsIgnoringAsciiCase(
-            std::string_view(name).substr(name.size() - kTemplateExtension.size()),
-            kTemplateExtension) &&
+            std::string_view(name).substr(name.size() - extension.size()), extension) &&
         !entry.is_directory(ec)) {
       return entry.path();
     }
@@ -186,13 +185,14 @@ std::optional<fs::path> FindTemplateFile(const fs::path& folder) {
   return std::nullopt;
 }
 
-std::vector<TemplateInfo> ListTemplates(const std::vector<fs::path>& folders) {
+std::vector<TemplateInfo> ListTemplates(const std::vector<fs::path>& folders,
+                                        std::string_view extension) {
   std::vector<TemplateInfo> list;
   for (const fs::path& folder : folders) {
     for (const fs::directory_entry& entry : SortedEntries(folder)) {
       std::error_code ec;
       if (!entry.is_directory(ec)) continue;
-      const std::optional<fs::path> file = FindTemplateFile(entry.path());
+      const std::optional<fs::path> file = FindTemplateFile(entry.path(), extension);
       TemplateInfo info;
       if (file && ReadTemplateInfo(*file, &info)) list.push_back(std::move(info));
     }

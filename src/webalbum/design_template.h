@@ -99,12 +99,15 @@ bool ReadTemplateInfo(const std::filesystem::path& path, TemplateInfo* info);
 std::vector<std::filesystem::path> TemplateFolders(const std::filesystem::path& program_folder,
                                                    const std::filesystem::path& user_data_folder);
 
-// The first ".qvotmpl" file in `folder` by name, or nothing.
-std::optional<std::filesystem::path> FindTemplateFile(const std::filesystem::path& folder);
+// The first ".qvotmpl" file (or other `extension`: print templates are listed alike) in
+// `folder` by name, or nothing.
+std::optional<std::filesystem::path> FindTemplateFile(
+    const std::filesystem::path& folder, std::string_view extension = kTemplateExtension);
 
 // Every package of each folder: one sub-folder each, its first ".qvotmpl" only; files lying
 // in the folders themselves are not listed, and templates that fail to load are skipped.
-std::vector<TemplateInfo> ListTemplates(const std::vector<std::filesystem::path>& folders);
+std::vector<TemplateInfo> ListTemplates(const std::vector<std::filesystem::path>& folders,
+                                        std::string_view extension = kTemplateExtension);
 
 // The support files of the template at `template_path`: plain names of the regular files of
 // its folder (links and sub-folders excluded) whose extension is an image type, "js" or
