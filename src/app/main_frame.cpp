@@ -633,13 +633,18 @@ void MainFrame::ShowPhoto(int row) {
   delete viewer_;
   viewer_ = new PhotoViewer(std::move(photos), row, this);
   viewer_->setAttribute(Qt::WA_DeleteOnClose);
-  connect(viewer_, &PhotoViewer::CommandPosted, this, [this](int id) {
-    if (id == kCmdEditPhotoDescription && viewer_) {
-      EditPhotoDescription(viewer_->index());
-    } else if (QAction* entry = action(id); entry && entry->isEnabled()) {
-      RunCommand(id);
-    }
-  });
+  connect(
+      viewer_, &PhotoViewer::CommandPosted, this, [this, location = document->location()](int id) {
+        // The window shows photos of the album it was opened from, which may no longer be current.
+        AlbumDocument* shown = current_document();
+        if (!shown || shown->location() != location) {
+          statusBar()->showMessage(tr("The photo's album is no longer the current album."), 5000);
+        } else if (id == kCmdEditPhotoDescription && viewer_) {
+          EditPhotoDescription(viewer_->index());
+        } else if (QAction* entry = action(id); entry && entry->isEnabled()) {
+          RunCommand(id);
+        }
+      });
   viewer_->show();
 }
 
