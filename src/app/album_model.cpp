@@ -110,6 +110,12 @@ QVariant AlbumModel::data(const QModelIndex& index, int role) const {
       RequestThumbnail(index.row());
       return {};
     }
+    case Qt::EditRole: {
+      // The caption itself, which the cell shows as the file name while it is empty.
+      const auto& photos = document_->album().photos();
+      const size_t at = static_cast<size_t>(index.row());
+      return at < photos.size() ? FromUtf8(photos[at].title) : QString();
+    }
     case kMissingRole:
       return failed_.contains(row.file);
     case kFileRole:
@@ -167,7 +173,16 @@ void AlbumModel::OnThumbnail(quint64 generation, const QString& file, const QIma
 Qt::ItemFlags AlbumModel::flags(const QModelIndex& index) const {
   Qt::ItemFlags base = Qt::ItemIsDropEnabled;
   if (!index.isValid()) return base;
-  return base | Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled;
+  base |= Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled;
+  if (document_ && !document_->album().read_only()) base |= Qt::ItemIsEditable;
+  return base;
+}
+
+bool AlbumModel::setData(const QModelIndex& index, const QVariant& value, int role) {
+  if (role != Qt::EditRole || !index.isValid() || index.row() >= rowCount()) return false;
+  if (value.toString() == data(index, Qt::EditRole).toString()) return false;
+  emit CaptionEdited(index.row(), value.toString());
+  return true;
 }
 
 Qt::DropActions AlbumModel::supportedDropActions() const { return Qt::MoveAction | Qt::CopyAction; }

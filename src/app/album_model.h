@@ -67,6 +67,9 @@ class AlbumModel : public QAbstractListModel {
   // model when done. Returns false so that a view never removes the dragged rows on its own.
   bool dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
                     const QModelIndex& parent) override;
+  // A caption typed in place: asked for (CaptionEdited), never written here, so that the
+  // change goes through the album's history.
+  bool setData(const QModelIndex& index, const QVariant& value, int role) override;
 
   // The clipboard's and drags' data for the photos at `positions`.
   QMimeData* MimeDataFor(const std::vector<size_t>& positions) const;
@@ -79,6 +82,7 @@ class AlbumModel : public QAbstractListModel {
   // Photos of another open album dropped here.
   void CopyRequested(const ImageRef& ref, int position);
   void ThumbnailsLoaded();
+  void CaptionEdited(int row, const QString& caption);
 
  private:
   struct Row {

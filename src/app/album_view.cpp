@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QPainter>
 #include <QStyledItemDelegate>
 
@@ -23,6 +24,20 @@ class CellDelegate : public QStyledItemDelegate {
   QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
     const QSize cell = model_->cell_size();
     return {cell.width() + 4, cell.height() + 6 + option.fontMetrics.height() * kCaptionLines};
+  }
+
+  // A thumbnail arriving while a caption is typed changes the cell's data; the typing stays.
+  void setEditorData(QWidget* editor, const QModelIndex& index) const override {
+    if (auto* line = qobject_cast<QLineEdit*>(editor); line && line->isModified()) return;
+    QStyledItemDelegate::setEditorData(editor, index);
+  }
+
+  // The caption is typed in place, over the caption line.
+  void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                            const QModelIndex&) const override {
+    const int top = option.rect.top() + model_->cell_size().height() + 4;
+    editor->setGeometry(option.rect.left(), top, option.rect.width(),
+                        std::max(editor->sizeHint().height(), option.rect.bottom() + 1 - top));
   }
 
   void paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -81,6 +96,8 @@ AlbumView::AlbumView(AlbumModel* model, QWidget* parent) : QListView(parent), mo
   setDragDropMode(QAbstractItemView::DragDrop);
   setDefaultDropAction(Qt::MoveAction);
   setWordWrap(false);
+  // F2 edits the caption; a double-click opens the photo.
+  setEditTriggers(QAbstractItemView::EditKeyPressed);
   connect(this, &QListView::activated, this,
           [this](const QModelIndex& index) { emit OpenRequested(index.row()); });
 }

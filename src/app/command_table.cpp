@@ -91,6 +91,9 @@ constexpr Command kFrameCommands[] = {
     {kCmdZoom200, "Viewer/&Zoom", "200%", "", false},
     {kCmdZoom300, "Viewer/&Zoom", "300%", "", false},
     {kCmdCrop, kViewerMenu, "&Crop", "", false},
+
+    {kCmdShowSearch, kLinkOnlyMenu, "Search Albums", "search", false},
+    {kCmdShowFileBrowser, kLinkOnlyMenu, "Browse Folders", "file_browser", false},
 };
 
 // The photo edits the album offers, each in its submenu.

@@ -67,6 +67,9 @@ enum CommandId : int32_t {
   kCmdCaptureWindow = 32864,
   kCmdCaptureScreen = 32865,
   kCmdClearSelection = 32872,
+  // Run by "command:" links only: they sit in no menu.
+  kCmdShowSearch = 32950,
+  kCmdShowFileBrowser = 32951,
 };
 
 inline constexpr int kRecentAlbumCount = 8;  // entries shown, of the 16 ids reserved
@@ -74,6 +77,8 @@ inline constexpr int kRecentAlbumCount = 8;  // entries shown, of the 16 ids res
 // Where a command sits: a menu of the menu bar ("&File"), a submenu below it ("&Photo/S&canner"),
 // or the photo window's context menu ("Viewer", "Viewer/&Zoom").
 inline constexpr std::string_view kViewerMenu = "Viewer";
+// Commands of the frame that links run but no menu shows (the docked panes).
+inline constexpr std::string_view kLinkOnlyMenu = "Links";
 
 struct Command {
   int32_t id;             // 0 marks a separator

@@ -30,6 +30,7 @@
 #include "album/album_library.h"
 #include "album/photo_operations.h"
 #include "app/album_document.h"
+#include "app/album_header.h"
 #include "app/album_list_dialog.h"
 #include "app/album_model.h"
 #include "app/album_operations.h"
@@ -37,7 +38,9 @@
 #include "app/command_table.h"
 #include "app/file_browser.h"
 #include "app/frame_title.h"
+#include "app/html_pane.h"
 #include "app/job_runner.h"
+#include "app/link_router.h"
 #include "app/photo_viewer.h"
 #include "app/search_pane.h"
 #include "app/thumbnail_options.h"
@@ -103,6 +106,14 @@ bool IsAvailable(int id) {
     case kCmdPaste:
     case kCmdSelectAll:
     case kCmdClearSelection:
+    case kCmdHomePage:
+    case kCmdPreviousPage:
+    case kCmdNextPage:
+    case kCmdAlbumDescription:
+    case kCmdEditAlbumDescription:
+    case kCmdEditPhotoDescription:
+    case kCmdShowSearch:
+    case kCmdShowFileBrowser:
       return true;
     default:
       if (const imaging::EditCommand* edit = imaging::FindEditCommand(id)) return edit->album_level;
@@ -139,6 +150,7 @@ MainFrame::MainFrame(settings::UserSettings* user, QWidget* parent)
 MainFrame::~MainFrame() {
   runner_->WaitUntilIdle();
   model_->SetDocument(nullptr);
+  header_->SetDocument(nullptr);
   documents_.clear();
 }
 
@@ -160,6 +172,7 @@ void MainFrame::BuildActions() {
   QAction* status_bar = actions_.at(kCmdStatusBar);
   status_bar->setCheckable(true);
   status_bar->setChecked(true);
+  actions_.at(kCmdAlbumDescription)->setCheckable(true);
 }
 
 void MainFrame::BuildMenus() {
@@ -176,7 +189,7 @@ void MainFrame::BuildMenus() {
     return submenu;
   };
   for (const Command& command : Commands()) {
-    if (command.menu.starts_with(kViewerMenu)) continue;
+    if (command.menu.starts_with(kViewerMenu) || command.menu == kLinkOnlyMenu) continue;
     QMenu* menu = menu_for(command.menu);
     if (command.id == 0) {
       menu->addSeparator();
@@ -204,13 +217,9 @@ void MainFrame::BuildCentre() {
   open_albums_->setObjectName("OpenAlbums");
   open_albums_->setToolTip(tr("Open photo albums"));
   stack_ = new QStackedWidget(splitter_);
-  pane_ = new QTextBrowser(stack_);
-  pane_->setObjectName("Pane");
-  pane_->setOpenLinks(false);
   model_ = new AlbumModel(this);
   view_ = new AlbumView(model_, stack_);
-  stack_->addWidget(pane_);
-  stack_->addWidget(view_);
+  BuildHtmlPanes(view_);
   splitter_->addWidget(open_albums_);
   splitter_->addWidget(stack_);
   operations_ = new AlbumOperations(runner_, this);
@@ -228,6 +237,7 @@ void MainFrame::BuildCentre() {
   });
   connect(view_, &AlbumView::RemoveRequested, this, [this] { RunCommand(kCmdRemoveFromAlbum); });
   connect(view_, &AlbumView::OpenRequested, this, &MainFrame::ShowPhoto);
+  connect(model_, &AlbumModel::CaptionEdited, this, &MainFrame::EditCaption);
   connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
           &MainFrame::UpdateActions);
   connect(model_, &QAbstractItemModel::modelReset, this, [this] {
@@ -397,7 +407,23 @@ void MainFrame::UpdateActions() {
       case kCmdStatusBar:
       case kCmdExit:
       case kCmdAbout:
+      case kCmdHomePage:
         enabled = true;
+        break;
+      case kCmdAlbumDescription:
+        enabled = has_album;
+        break;
+      case kCmdPreviousPage:
+        enabled = home_->router()->CanGoBack();
+        break;
+      case kCmdNextPage:
+        enabled = home_->router()->CanGoForward();
+        break;
+      case kCmdEditAlbumDescription:
+        enabled = enabled && writable;
+        break;
+      case kCmdEditPhotoDescription:
+        enabled = enabled && writable && selection;
         break;
       default:
         if (imaging::FindEditCommand(id)) enabled = enabled && writable && selection;
@@ -431,17 +457,14 @@ void MainFrame::UpdateActions() {
   for (const auto& open : documents_) searchable.push_back({open->location(), &open->album()});
   search_pane_->SetOpenAlbums(searchable);
   open_albums_->blockSignals(false);
-  stack_->setCurrentIndex(has_album ? 1 : 0);
-  if (!has_album) {
-    pane_->setHtml(QString("<h2>Quorvane</h2><p>%1</p>")
-                       .arg(tr("Open a photo album with File, Open Photo Album.")));
-  }
+  stack_->setCurrentIndex(home_shown() ? 0 : 1);
 }
 
 void MainFrame::OnAlbumChanged() {
   if (runner_->busy()) return;  // the job's end brings this back
   std::vector<size_t> keep = view_->SelectedPositions();
   model_->Refresh();
+  header_->Refresh();
   for (size_t position : keep) {
     if (position < static_cast<size_t>(model_->rowCount())) {
       view_->selectionModel()->select(model_->index(static_cast<int>(position)),
@@ -610,6 +633,18 @@ void MainFrame::ShowPhoto(int row) {
   delete viewer_;
   viewer_ = new PhotoViewer(std::move(photos), row, this);
   viewer_->setAttribute(Qt::WA_DeleteOnClose);
+  connect(
+      viewer_, &PhotoViewer::CommandPosted, this, [this, location = document->location()](int id) {
+        // The window shows photos of the album it was opened from, which may no longer be current.
+        AlbumDocument* shown = current_document();
+        if (!shown || shown->location() != location) {
+          statusBar()->showMessage(tr("The photo's album is no longer the current album."), 5000);
+        } else if (id == kCmdEditPhotoDescription && viewer_) {
+          EditPhotoDescription(viewer_->index());
+        } else if (QAction* entry = action(id); entry && entry->isEnabled()) {
+          RunCommand(id);
+        }
+      });
   viewer_->show();
 }
 
@@ -675,7 +710,9 @@ void MainFrame::OpenNextPending() {
 
 void MainFrame::SetCurrent(int index) {
   current_ = index;
+  home_requested_ = false;
   model_->SetDocument(current_document());
+  header_->SetDocument(current_document());
   UpdateActions();
 }
 
@@ -822,6 +859,7 @@ void MainFrame::RunCommand(int id) {
       return;
     }
     default:
+      if (RunPaneCommand(id)) return;
       if (imaging::FindEditCommand(id)) {
         RunEdit(id);
         return;

@@ -18,7 +18,6 @@ class QListWidget;
 class QStackedWidget;
 class QMenu;
 class QSplitter;
-class QTextBrowser;
 class QToolBar;
 
 namespace quorvane::settings {
@@ -28,6 +27,8 @@ struct UserSettings;
 namespace quorvane::app {
 
 class AlbumDocument;
+class AlbumHeaderPane;
+class HtmlPane;
 class AlbumModel;
 class AlbumOperations;
 class AlbumView;
@@ -75,6 +76,11 @@ class MainFrame : public QMainWindow {
   void set_save_question(SaveQuestion ask) { ask_ = std::move(ask); }
   FileBrowser* file_browser() const { return file_browser_; }
   SearchPane* search_pane() const { return search_pane_; }
+  // The home page pane (resource pages, files, its own history) and the album header.
+  HtmlPane* home_pane() const { return home_; }
+  AlbumHeaderPane* album_header() const { return header_; }
+  // True while the home page pane is shown in place of the album.
+  bool home_shown() const;
 
  public slots:
   // Re-reads everything the menus, title and tool bar show from the current state: the one
@@ -117,6 +123,17 @@ class MainFrame : public QMainWindow {
   // Makes `document` (just opened or created) an open album and the current one.
   void Adopt(std::unique_ptr<AlbumDocument> document);
   void Paste();
+  // The HTML panes: built once; their links run commands as the menus do.
+  QWidget* BuildHtmlPanes(QWidget* album_view);
+  void ConnectLinks(HtmlPane* pane);
+  void ShowHomePane(const QString& link);
+  // Runs the commands of the panes and the description editors; false for any other id.
+  bool RunPaneCommand(int id);
+  std::map<QString, QString> HomePlaceholders() const;
+  // The description editors, recorded in the album's history.
+  void EditAlbumDescription();
+  void EditPhotoDescription(int row);
+  void EditCaption(int row, const QString& caption);
 
   settings::UserSettings* user_;
   JobRunner* runner_;
@@ -128,7 +145,6 @@ class MainFrame : public QMainWindow {
   QToolBar* tool_bar_ = nullptr;
   QSplitter* splitter_ = nullptr;
   QListWidget* open_albums_ = nullptr;
-  QTextBrowser* pane_ = nullptr;
   QStackedWidget* stack_ = nullptr;
   AlbumModel* model_ = nullptr;
   AlbumView* view_ = nullptr;
@@ -140,6 +156,9 @@ class MainFrame : public QMainWindow {
   std::vector<std::string> recent_;
   std::vector<QString> pending_opens_;
   bool layout_saved_ = false;
+  HtmlPane* home_ = nullptr;
+  AlbumHeaderPane* header_ = nullptr;
+  bool home_requested_ = false;  // Home Page chosen while an album is current
 };
 
 }  // namespace quorvane::app

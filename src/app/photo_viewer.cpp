@@ -7,7 +7,6 @@
 #include <QActionGroup>
 #include <QContextMenuEvent>
 #include <QInputDialog>
-#include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
 #include <QMouseEvent>
@@ -17,7 +16,10 @@
 #include <QVBoxLayout>
 
 #include "app/command_table.h"
+#include "app/html_pane.h"
+#include "app/html_resources.h"
 #include "app/job_runner.h"
+#include "app/link_router.h"
 #include "app/qt_image.h"
 #include "imaging/edit_commands.h"
 #include "imaging/viewer_document.h"
@@ -31,9 +33,12 @@ QString FromUtf8(std::string_view text) {
 
 // The header's layout; the placeholders are filled for each photo.
 constexpr char kHeaderTemplate[] =
-    "<b>Photo {PHOTO_INDEX} of {PHOTO_COUNT}</b><br>"
-    "File&nbsp;name:&nbsp;%1<br>Actual&nbsp;size:&nbsp;%2x%3<br>"
-    "Display&nbsp;size:&nbsp;%4x%5";
+    "<body><font face=\"{DEFAULT_GUI_FONT}\"><b>Photo {PHOTO_INDEX} of {PHOTO_COUNT}</b>"
+    "&nbsp;&nbsp;<a href=\"navigate:prev\">Previous</a>&nbsp;&middot;&nbsp;"
+    "<a href=\"navigate:next\">Next</a>&nbsp;&middot;&nbsp;"
+    "<a href=\"properties\">Edit&nbsp;description</a><br>"
+    "File&nbsp;name:&nbsp;%1&nbsp;&nbsp; Actual&nbsp;size:&nbsp;%2x%3&nbsp;&nbsp; "
+    "Display&nbsp;size:&nbsp;%4x%5</font></body>";
 
 int ZoomOf(int id) {
   switch (id) {
@@ -141,9 +146,28 @@ PhotoViewer::PhotoViewer(std::vector<Photo> photos, int index, QWidget* parent)
     : QWidget(parent, Qt::Window), photos_(std::move(photos)), runner_(new JobRunner(this)) {
   setObjectName("PhotoViewer");
   setWindowTitle("Quorvane");
-  header_ = new QLabel(this);
-  header_->setTextFormat(Qt::RichText);
+  header_ = new HtmlPane(this);
   header_->setObjectName("PhotoHeader");
+  header_->setFrameShape(QFrame::NoFrame);
+  header_->FitHeightToPage(5);
+  LinkRouter* links = header_->router();
+  links->set_named_commands([this](const QString& name) {
+    const Command* command = FindNamedCommand(name.toStdString());
+    return command ? command->id : 0;
+  });
+  connect(links, &LinkRouter::NavigateRequested, this,
+          [this](int step) { RunCommand(step > 0 ? kCmdNextPhoto : kCmdPreviousPhoto); });
+  // Commands of the window run here; the rest (the description editor) go to the frame.
+  connect(
+      links, &LinkRouter::CommandPosted, this,
+      [this](int id) {
+        if (action(id)) {
+          if (action(id)->isEnabled()) RunCommand(id);
+        } else {
+          emit CommandPosted(id);
+        }
+      },
+      Qt::QueuedConnection);
   scroll_ = new QScrollArea(this);
   scroll_->setAlignment(Qt::AlignCenter);
   canvas_ = new PhotoCanvas(scroll_);
@@ -224,7 +248,9 @@ void PhotoViewer::ShowPhoto(int index) {
         if (result != platform::kOk) {
           document_.reset();
           Install({});
-          header_->setText(tr("Unable to load %1").arg(photos_[static_cast<size_t>(index)].name));
+          header_->router()->Show(
+              "photo:", tr("Unable to load %1")
+                            .arg(photos_[static_cast<size_t>(index)].name.toHtmlEscaped()));
           emit PhotoShown(index);
           return;
         }
@@ -242,19 +268,18 @@ void PhotoViewer::Install(const QImage& image) {
   UpdateActions();
 }
 
-QString PhotoViewer::header() const { return header_->text(); }
+QString PhotoViewer::header() const { return header_->router()->html(); }
 
 void PhotoViewer::UpdateHeader() {
   if (index_ < 0) return;
   QString text = QString(kHeaderTemplate)
-                     .arg(photos_[static_cast<size_t>(index_)].name.toHtmlEscaped())
-                     .arg(shown_.width())
-                     .arg(shown_.height())
-                     .arg(canvas_->display_size().width())
-                     .arg(canvas_->display_size().height());
+                     .arg(photos_[static_cast<size_t>(index_)].name.toHtmlEscaped(),
+                          QString::number(shown_.width()), QString::number(shown_.height()),
+                          QString::number(canvas_->display_size().width()),
+                          QString::number(canvas_->display_size().height()));
   text.replace("{PHOTO_INDEX}", QString::number(index_ + 1));
   text.replace("{PHOTO_COUNT}", QString::number(photos_.size()));
-  header_->setText(text);
+  header_->router()->Show("photo:", SubstitutePlaceholders(text, {}));
 }
 
 void PhotoViewer::UpdateActions() {

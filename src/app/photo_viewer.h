@@ -15,7 +15,6 @@
 #include "imaging/edit_selection.h"
 
 class QAction;
-class QLabel;
 class QScrollArea;
 
 namespace quorvane::imaging {
@@ -24,6 +23,7 @@ class ViewerDocument;
 
 namespace quorvane::app {
 
+class HtmlPane;
 class JobRunner;
 
 // The photo, drawn at the zoom, and the selection the mouse draws on it.
@@ -83,6 +83,8 @@ class PhotoViewer : public QWidget {
  signals:
   void PhotoShown(int index);
   void EditFinished(int id, unsigned result);
+  // A header link asked for a command the window leaves to the frame (the description).
+  void CommandPosted(int id);
 
  protected:
   void contextMenuEvent(QContextMenuEvent* event) override;
@@ -99,7 +101,7 @@ class PhotoViewer : public QWidget {
   int index_ = -1;
   std::unique_ptr<imaging::ViewerDocument> document_;
   QImage shown_;
-  QLabel* header_;
+  HtmlPane* header_;
   QScrollArea* scroll_;
   PhotoCanvas* canvas_;
   JobRunner* runner_;

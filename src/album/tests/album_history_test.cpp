@@ -13,7 +13,9 @@
 #include "album/album.h"
 #include "album/album_history_records.h"
 #include "album/batch_operations.h"
+#include "album/details_records.h"
 #include "album/folder_store.h"
+#include "album/index_check.h"
 #include "testing/temp_dir.h"
 
 namespace quorvane::album {
@@ -163,6 +165,54 @@ TEST_F(PhotoListRecordTest, MoveRefusesBadPositions) {
   const size_t two[] = {0, 1};
   ASSERT_TRUE(MovePhotos(*album_, two, 4));
   EXPECT_EQ(Names(), "cdab");
+}
+
+// The photo's record follows it by file name, so a move in between does not misdirect undo.
+TEST_F(PhotoListRecordTest, DetailRecordsUndoRedoAndSkipWhatChangesNothing) {
+  auto caption_of = [](std::string caption) {
+    PhotoDetails details;
+    details.title = std::move(caption);
+    return details;
+  };
+  auto album_title = [](std::string title, std::optional<platform::OleDate> date) {
+    AlbumDetails details;
+    details.title = std::move(title);
+    details.date = date;
+    return details;
+  };
+  ASSERT_EQ(AddImages(*album_, std::span(sources_).first(2), -1, platform::NoProgress()).done, 2);
+  album_->photos()[1].keywords = "kept";
+  RefPtr<HistoryRecord> caption = ChangePhotoDetails(*album_, 1, caption_of("Beach"));
+  ASSERT_TRUE(caption);
+  history_.Push(caption);
+  history_.Push(ChangeAlbumDetails(*album_, album_title("Trip", 45000.0)));
+  const size_t last[] = {1};
+  history_.Push(MovePhotos(*album_, last, 0));
+  EXPECT_EQ(history_.UndoMenu().text, "&Undo Move Photo\tCtrl+Z");
+  ASSERT_TRUE(history_.Undo(*album_));
+  EXPECT_EQ(history_.UndoMenu().text, "&Undo Edit Album Description\tCtrl+Z");
+  ASSERT_TRUE(history_.Undo(*album_));
+  EXPECT_EQ(album_->title(), "");
+  EXPECT_EQ(album_->date(), platform::kNoDate);
+  ASSERT_TRUE(history_.Redo(*album_));
+  ASSERT_TRUE(history_.Redo(*album_));  // b is first again
+  ASSERT_TRUE(history_.Undo(*album_));
+  ASSERT_TRUE(history_.Undo(*album_));
+  ASSERT_TRUE(history_.Undo(*album_));
+  EXPECT_EQ(album_->photos()[1].title, "");
+  EXPECT_EQ(album_->photos()[1].keywords, "kept");
+  ASSERT_TRUE(history_.Redo(*album_));
+  EXPECT_EQ(album_->photos()[1].title, "Beach");
+
+  // Nothing to change is no step; a value the index cannot hold is refused with its reason.
+  PhotoDetails same = caption_of("Beach");
+  same.date = album_->photos()[1].date;
+  EXPECT_FALSE(ChangePhotoDetails(*album_, 1, same));
+  EXPECT_EQ(album_->last_error(), "");
+  EXPECT_FALSE(ChangeAlbumDetails(*album_, album_title("a\xff", std::nullopt)));
+  EXPECT_EQ(album_->last_error(), "The album index cannot hold the title: it " +
+                                      IndexValueProblem(IndexField::kEncoded, "a\xff"));
+  EXPECT_EQ(album_->title(), "");
 }
 
 }  // namespace
