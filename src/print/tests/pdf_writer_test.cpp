@@ -1,7 +1,5 @@
 #include "print/pdf_writer.h"
 
-#include <regex>
-
 #include <gtest/gtest.h>
 
 #include "album/folder_store.h"
@@ -64,22 +62,21 @@ TEST(WrapTextTest, BreaksAtBlanksAndInsideLongWordsWithinTheWidth) {
 
 // Every object the cross-reference table lists starts where it says, and startxref finds it.
 void ExpectValidCrossReferences(const std::string& pdf) {
-  std::smatch match;
-  ASSERT_TRUE(std::regex_search(pdf, match, std::regex("startxref\n(\\d+)\n%%EOF\n$")));
-  const size_t xref = std::stoul(match[1]);
-  ASSERT_EQ(pdf.compare(xref, 5, "xref\n"), 0);
-  std::smatch header;
-  const std::string table = pdf.substr(xref);
-  ASSERT_TRUE(std::regex_search(table, header, std::regex("^xref\n0 (\\d+)\n")));
-  const int count = std::stoi(header[1]);
-  size_t at = header.length();
-  EXPECT_EQ(table.compare(at, 20, "0000000000 65535 f\r\n"), 0);
+  ASSERT_TRUE(pdf.ends_with("\n%%EOF\n"));
+  const size_t startxref = pdf.rfind("startxref\n");
+  ASSERT_NE(startxref, std::string::npos);
+  const size_t xref = std::stoul(pdf.substr(startxref + 10));
+  ASSERT_EQ(pdf.compare(xref, 7, "xref\n0 "), 0);
+  const int count = std::stoi(pdf.substr(xref + 7));
+  size_t at = pdf.find('\n', xref + 7) + 1;
+  EXPECT_EQ(pdf.compare(at, 20, "0000000000 65535 f\r\n"), 0);
   for (int id = 1; id < count; ++id) {
     at += 20;
-    const size_t offset = std::stoul(table.substr(at, 10));
-    EXPECT_EQ(pdf.compare(offset, std::to_string(id).size() + 6, std::to_string(id) + " 0 obj"), 0)
-        << "object " << id;
+    const size_t offset = std::stoul(pdf.substr(at, 10));
+    const std::string object = std::to_string(id) + " 0 obj\n";
+    EXPECT_EQ(pdf.compare(offset, object.size(), object), 0) << "object " << id;
   }
+  EXPECT_EQ(pdf.compare(at + 20, 8, "trailer\n"), 0);
   EXPECT_NE(pdf.find("/Size " + std::to_string(count) + " "), std::string::npos);
 }
 
@@ -120,12 +117,12 @@ class PrintJobTest : public ::testing::Test {
   // The embedded pictures of the PDF, decoded.
   static std::vector<image::Image> Pictures(const std::string& pdf) {
     std::vector<image::Image> pictures;
-    const std::regex image("/DCTDecode /Length (\\d+) >>\nstream\n");
-    for (auto it = std::sregex_iterator(pdf.begin(), pdf.end(), image);
-         it != std::sregex_iterator(); ++it) {
-      const size_t start = static_cast<size_t>(it->position() + it->length());
+    const std::string key = "/DCTDecode /Length ";
+    for (size_t at = pdf.find(key); at != std::string::npos; at = pdf.find(key, at + 1)) {
+      const size_t length = std::stoul(pdf.substr(at + key.size()));
+      const size_t start = pdf.find(">>\nstream\n", at) + 10;
       image::Image picture;
-      EXPECT_TRUE(picture.LoadFromMemory(pdf.data() + start, std::stoul((*it)[1])));
+      EXPECT_TRUE(picture.LoadFromMemory(pdf.data() + start, length));
       pictures.push_back(picture);
     }
     return pictures;
