@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "webalbum/internal/private_metadata.h"
+#include "image/private_metadata.h"
 
-using namespace quorvane::webalbum::internal;
+using namespace quorvane::image;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
