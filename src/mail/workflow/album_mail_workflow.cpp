@@ -130,8 +130,11 @@ platform::ResultCode AlbumMailWorkflow::Prepare(const PrepareOptions& options,
     return result;
   }
   album::Album copy(std::make_unique<album::FolderStore>(copy_folder));
-  if (result == platform::kOk && (!album::AlbumIndex::LoadIndex(copy) ||
-                                  !ListAlbumContents(copy, &prepared_contents_, &error))) {
+  // The copy is read back as the receiver will read it: an index that does not open, or
+  // opens with photos missing, is not sent.
+  if (result == platform::kOk &&
+      (!album::AlbumIndex::LoadIndex(copy) || copy.photos().size() != album_.photos().size() ||
+       !ListAlbumContents(copy, &prepared_contents_, &error))) {
     error = kTemporaryAlbumErrorText;
   } else if (result == platform::kOk) {
     prepared_ = true;

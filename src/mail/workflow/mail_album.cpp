@@ -243,11 +243,6 @@ platform::ResultCode WriteMailAlbum(album::Album& album, const AlbumContents& co
     *error = copy.last_error();
     return platform::kFailed;
   }
-  album::Album check(std::make_unique<album::FolderStore>(folder));
-  if (!album::AlbumIndex::LoadIndex(check) || check.photos().size() != records.size()) {
-    *error = std::string(kTemporaryAlbumErrorText);
-    return platform::kFailed;
-  }
   return platform::kOk;
 }
 

@@ -73,10 +73,9 @@ struct PrepareOptions {
 
 // Writes the album's copy into `folder` (which must exist and be empty): every photo fitted
 // into the box and saved in its own format at 24 bits per pixel, or copied as it is when it
-// fits already; thumbnails copied; an index naming the new sizes. Loads the copy again to be
-// sure it opens. Photo texts and positions go to `progress`, which is also polled for a
-// cancel between photos. Returns kOk, kCancelled, or kFailed with *error; leaves what it wrote
-// for the caller to remove.
+// fits already; thumbnails copied; an index naming the new sizes. Photo texts and positions
+// go to `progress`, which is also polled for a cancel between photos. Returns kOk, kCancelled, or
+// kFailed with *error; leaves what it wrote for the caller to remove.
 platform::ResultCode WriteMailAlbum(album::Album& album, const AlbumContents& contents,
                                     const PrepareOptions& options,
                                     const std::filesystem::path& folder,
