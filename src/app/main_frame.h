@@ -14,7 +14,6 @@
 #include <QPointer>
 
 class QAction;
-class QListWidget;
 class QStackedWidget;
 class QMenu;
 class QSplitter;
@@ -22,8 +21,9 @@ class QTextBrowser;
 class QToolBar;
 
 namespace quorvane::settings {
+struct Settings;
 struct UserSettings;
-}
+}  // namespace quorvane::settings
 
 namespace quorvane::app {
 
@@ -34,6 +34,7 @@ class AlbumView;
 class PhotoViewer;
 class FileBrowser;
 class JobRunner;
+class LibraryPane;
 class SearchPane;
 
 class MainFrame : public QMainWindow {
@@ -75,6 +76,7 @@ class MainFrame : public QMainWindow {
   void set_save_question(SaveQuestion ask) { ask_ = std::move(ask); }
   FileBrowser* file_browser() const { return file_browser_; }
   SearchPane* search_pane() const { return search_pane_; }
+  LibraryPane* library_pane() const { return library_; }
 
  public slots:
   // Re-reads everything the menus, title and tool bar show from the current state: the one
@@ -118,6 +120,15 @@ class MainFrame : public QMainWindow {
   void Adopt(std::unique_ptr<AlbumDocument> document);
   void Paste();
 
+  // Pictures from outside, preferences and the library pane.
+  void Capture(bool pick_region);
+  void ShowPreferences();
+  // Applies settings the preferences changed to what is open, and keeps them.
+  void ApplySettings(const settings::Settings& changed);
+  void ReloadLibrary();
+  // Writes the photo window's edits into its album first; true when nothing waits for that.
+  bool PhotoEditsSettled(const std::function<void()>& then);
+
   settings::UserSettings* user_;
   JobRunner* runner_;
   std::vector<std::unique_ptr<AlbumDocument>> documents_;
@@ -127,7 +138,7 @@ class MainFrame : public QMainWindow {
   QMenu* recent_menu_ = nullptr;
   QToolBar* tool_bar_ = nullptr;
   QSplitter* splitter_ = nullptr;
-  QListWidget* open_albums_ = nullptr;
+  LibraryPane* library_ = nullptr;
   QTextBrowser* pane_ = nullptr;
   QStackedWidget* stack_ = nullptr;
   AlbumModel* model_ = nullptr;
