@@ -52,9 +52,9 @@ bool AlbumOperations::Add(AlbumDocument* document, const QStringList& files, int
   for (const QString& file : files) sources.emplace_back(file.toStdString());
   return AddPrepared(
       document,
-      [sources](std::vector<std::filesystem::path>* named, std::string*) {
+      [sources](platform::ProgressSink&, std::vector<std::filesystem::path>* named, std::string*) {
         *named = sources;
-        return true;
+        return platform::kOk;
       },
       position, text);
 }
@@ -62,18 +62,33 @@ bool AlbumOperations::Add(AlbumDocument* document, const QStringList& files, int
 bool AlbumOperations::AddPicture(AlbumDocument* document, const QImage& picture,
                                  const QString& file_name, const QString& text) {
   if (picture.isNull()) return false;
+  return AddPicture(
+      document,
+      [picture](platform::ProgressSink&, QImage* taken, std::string*) {
+        *taken = picture;
+        return platform::kOk;
+      },
+      file_name, text);
+}
+
+bool AlbumOperations::AddPicture(AlbumDocument* document, TakePicture take,
+                                 const QString& file_name, const QString& text) {
   // The folder lives until the job has added its file: the album keeps its own copy.
   auto folder = std::make_shared<QTemporaryDir>();
   return AddPrepared(
       document,
-      [picture, file_name, folder](std::vector<std::filesystem::path>* named, std::string* error) {
+      [take, file_name, folder](platform::ProgressSink& progress,
+                                std::vector<std::filesystem::path>* named, std::string* error) {
+        QImage picture;
+        const platform::ResultCode taken = take(progress, &picture, error);
+        if (taken != platform::kOk) return taken;
         const QString file = folder->filePath(file_name);
         if (!folder->isValid() || !picture.save(file, "JPEG", kPictureQuality)) {
           *error = "Unable to write " + file.toStdString();
-          return false;
+          return platform::kFailed;
         }
         named->emplace_back(file.toStdString());
-        return true;
+        return platform::kOk;
       },
       -1, text);
 }
@@ -89,9 +104,10 @@ bool AlbumOperations::AddPrepared(AlbumDocument* document, Prepare prepare, int 
       [target, prepare, position, result, added](platform::ProgressSink& progress) {
         std::vector<std::filesystem::path> sources;
         std::string error;
-        if (!prepare(&sources, &error)) {
-          result->failures.push_back(error);
-          return platform::kFailed;
+        if (const platform::ResultCode prepared = prepare(progress, &sources, &error);
+            prepared != platform::kOk) {
+          if (!error.empty()) result->failures.push_back(error);
+          return prepared;
         }
         *result = album::AddImages(*target, sources, position, progress, added.get());
         return result->cancelled ? platform::kCancelled : platform::kOk;

@@ -15,6 +15,8 @@
 
 #include "image/image.h"
 #include "imaging/edit_commands.h"
+#include "platform/progress.h"
+#include "platform/result_code.h"
 
 namespace quorvane::app {
 
@@ -34,6 +36,12 @@ class AlbumOperations : public QObject {
   // as a JPEG named `file_name` ("clip.jpg", "scan.jpg") in a temporary folder of its own,
   // then added at the end as any file is, under the progress text `text`.
   bool AddPicture(AlbumDocument* document, const QImage& picture, const QString& file_name,
+                  const QString& text);
+  // The same with a picture that `take` gives first on the worker (a scanner's, as it scans);
+  // its kCancelled or kFailed, with its reason, ends the job there.
+  using TakePicture = std::function<platform::ResultCode(platform::ProgressSink& progress,
+                                                         QImage* picture, std::string* error)>;
+  bool AddPicture(AlbumDocument* document, TakePicture take, const QString& file_name,
                   const QString& text);
   // Copies the image files named `files` of `source` (another open album, or the same) into
   // `document` at `position`; files no longer in `source`'s store are skipped.
@@ -61,7 +69,8 @@ class AlbumOperations : public QObject {
   bool Writable(AlbumDocument* document);
   // Add's job, with `prepare` run first on the worker: it names the files to add, or fails
   // with its reason.
-  using Prepare = std::function<bool(std::vector<std::filesystem::path>*, std::string* error)>;
+  using Prepare = std::function<platform::ResultCode(
+      platform::ProgressSink&, std::vector<std::filesystem::path>*, std::string* error)>;
   bool AddPrepared(AlbumDocument* document, Prepare prepare, int position, const QString& text);
   void Report(const std::vector<std::string>& failures);
 

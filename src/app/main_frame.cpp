@@ -10,6 +10,7 @@
 #include <QDockWidget>
 #include <QFileDialog>
 #include <QIcon>
+#include <QInputDialog>
 #include <QItemSelectionModel>
 #include <QKeySequence>
 #include <QMenu>
@@ -40,6 +41,7 @@
 #include "app/library_pane.h"
 #include "app/photo_viewer.h"
 #include "app/preferences_dialog.h"
+#include "app/scanner.h"
 #include "app/screen_capture.h"
 #include "app/search_pane.h"
 #include "imaging/edit_commands.h"
@@ -53,6 +55,8 @@ namespace {
 // Window show states as the stored placement numbers them.
 constexpr int32_t kShowNormal = 1;
 constexpr int32_t kShowMaximized = 3;
+// The scanner chosen with "Select Source...", by its SANE name.
+constexpr std::string_view kScannerOption = "options.scanner.device";
 // The tool bar's band in the stored rebar layout.
 constexpr int32_t kToolBarBandId = 59392;
 
@@ -109,6 +113,9 @@ bool IsAvailable(int id) {
     case kCmdCaptureWindow:
     case kCmdCaptureScreen:
       return true;
+    case kCmdScan:
+    case kCmdScanSelectSource:
+      return ScanningAvailable();
     default:
       if (const imaging::EditCommand* edit = imaging::FindEditCommand(id)) return edit->album_level;
       return id >= kCmdRecentFirst && id <= kCmdRecentLast;
@@ -413,6 +420,9 @@ void MainFrame::UpdateActions() {
         enabled = enabled && writable && selection;
         break;
       case kCmdPaste:
+      case kCmdCaptureWindow:
+      case kCmdCaptureScreen:
+      case kCmdScan:
         enabled = enabled && writable;
         break;
       case kCmdSaveAll:
@@ -855,6 +865,12 @@ void MainFrame::RunCommand(int id) {
     case kCmdCaptureScreen:
       Capture(id == kCmdCaptureWindow);
       return;
+    case kCmdScan:
+      Scan();
+      return;
+    case kCmdScanSelectSource:
+      SelectScanSource();
+      return;
     case kCmdStatusBar:
       statusBar()->setVisible(actions_.at(kCmdStatusBar)->isChecked());
       return;
@@ -928,6 +944,53 @@ void MainFrame::ApplySettings(const settings::Settings& changed) {
     statusBar()->showMessage(
         tr("The file browser takes the new settings when Quorvane starts again."), 8000);
   }
+}
+
+void MainFrame::Scan() {
+  std::string device;
+  if (auto it = user_->settings.options.find(kScannerOption); it != user_->settings.options.end()) {
+    if (const std::string* name = std::get_if<std::string>(&it->second)) device = *name;
+  }
+  operations_->AddPicture(
+      current_document(),
+      [device](platform::ProgressSink& progress, QImage* page, std::string* error) {
+        return ScanPage(device, progress, page, error);
+      },
+      "scan.jpg", "Adding Scanned Photo to Album...");
+}
+
+void MainFrame::SelectScanSource() {
+  auto sources = std::make_shared<std::vector<ScanSource>>();
+  auto error = std::make_shared<std::string>();
+  runner_->Start(
+      tr("Looking for scanners..."),
+      [sources, error](platform::ProgressSink&) {
+        return ListScanSources(sources.get(), error.get()) ? platform::kOk : platform::kFailed;
+      },
+      [this, sources, error](platform::ResultCode result) {
+        if (result != platform::kOk || sources->empty()) {
+          statusBar()->showMessage(
+              result != platform::kOk ? FromUtf8(*error) : tr("No scanner was found."), 8000);
+          return;
+        }
+        auto* ask = new QInputDialog(this);
+        ask->setAttribute(Qt::WA_DeleteOnClose);
+        ask->setWindowTitle("Quorvane");
+        ask->setLabelText(tr("Scan from:"));
+        QStringList names;
+        for (const ScanSource& source : *sources) names.push_back(FromUtf8(source.description));
+        ask->setComboBoxItems(names);
+        connect(ask, &QInputDialog::accepted, this, [this, ask, sources] {
+          const int chosen = ask->comboBoxItems().indexOf(ask->textValue());
+          if (chosen < 0) return;
+          user_->settings.options.insert_or_assign(std::string(kScannerOption),
+                                                   (*sources)[static_cast<size_t>(chosen)].name);
+          if (!settings::SaveUserSettings(user_)) {
+            ShowMessage(FromUtf8(user_->backend->LastError()));
+          }
+        });
+        ask->open();
+      });
 }
 
 }  // namespace quorvane::app

@@ -122,6 +122,8 @@ class MainFrame : public QMainWindow {
 
   // Pictures from outside, preferences and the library pane.
   void Capture(bool pick_region);
+  void Scan();
+  void SelectScanSource();
   void ShowPreferences();
   // Applies settings the preferences changed to what is open, and keeps them.
   void ApplySettings(const settings::Settings& changed);

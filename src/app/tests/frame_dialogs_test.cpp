@@ -2,7 +2,9 @@
 // their starting values, the preferences kept through the settings store, a picture pasted
 // from the clipboard, files activated in the file browser, and the library in the left pane.
 #include <bit>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 
 #include <gtest/gtest.h>
 
@@ -27,6 +29,7 @@
 #include "app/library_pane.h"
 #include "app/main_frame.h"
 #include "app/preferences_dialog.h"
+#include "app/scanner.h"
 #include "app/tests/app_test_support.h"
 #include "settings/album_settings.h"
 
@@ -179,6 +182,31 @@ TEST_F(FrameFeeds, TheLeftPaneListsTheLibraryAndMarksOpenAlbums) {
   pane->sort_box()->setCurrentIndex(3);
   EXPECT_TRUE(list->item(0)->text().startsWith("Zebra"));
   EXPECT_EQ(user_.settings.app_openalbumsorttype, 3);
+}
+
+// SANE's "test" backend stands in for a scanner: a real device as far as the program can tell.
+TEST_F(FrameFeeds, AScannedPageIsAddedAsScanJpg) {
+  if (!ScanningAvailable()) GTEST_SKIP() << "built without SANE";
+  const std::filesystem::path config = dir_ / "sane";
+  std::filesystem::create_directories(config);
+  std::ofstream(config / "dll.conf") << "test\n";
+  ::setenv("SANE_CONFIG_DIR", config.c_str(), 1);
+  std::vector<ScanSource> sources;
+  std::string error;
+  ASSERT_TRUE(ListScanSources(&sources, &error)) << error;
+  ASSERT_FALSE(sources.empty());
+  EXPECT_EQ(sources[0].name, "test:0");
+
+  Open(MakeAlbum(dir_ / "library", "Scanned", 0));
+  ASSERT_TRUE(frame_->action(kCmdScan)->isEnabled());
+  frame_->RunCommand(kCmdScan);
+  EXPECT_EQ(frame_->job_runner()->progress_window()->text(), "Adding Scanned Photo to Album...");
+  ASSERT_EVENTUALLY_EQ_WITHIN(PhotoCount(), 1u, 30000);
+  const album::AlbumPhoto& scanned = frame_->current_document()->album().photos()[0];
+  EXPECT_EQ(scanned.image_file, "scan.jpg");
+  // The backend's page is 80 x 100 mm; at the 200 dpi asked for that is about 630 x 787.
+  EXPECT_NEAR(scanned.width, 630, 2);
+  EXPECT_NEAR(scanned.height, 787, 2);
 }
 
 }  // namespace
