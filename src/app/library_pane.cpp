@@ -118,8 +118,9 @@ void LibraryPane::Fill() {
   list_->blockSignals(true);
   list_->clear();
   std::vector<bool> listed(open_.size(), false);
-  auto add = [this](const QString& text, const QString& location) {
-    auto* item = new QListWidgetItem(text, list_);
+  const QIcon closed = style()->standardIcon(QStyle::SP_DirIcon);
+  auto add = [this, &closed](const QString& text, const QString& location) {
+    auto* item = new QListWidgetItem(closed, text, list_);
     item->setData(kLocationRole, location);
     item->setToolTip(location);
     return item;
