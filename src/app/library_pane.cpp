@@ -1,10 +1,12 @@
 #include "app/library_pane.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QPointer>
 #include <QStyle>
 #include <QThreadPool>
@@ -56,6 +58,11 @@ LibraryPane::LibraryPane(QWidget* parent)
       emit OpenRequested(LocationOf(row));
     }
   });
+  auto* remove = new QAction(this);
+  remove->setShortcut(QKeySequence::Delete);
+  remove->setShortcutContext(Qt::WidgetShortcut);
+  connect(remove, &QAction::triggered, this, &LibraryPane::DeleteSelected);
+  list_->addAction(remove);
   connect(list_, &QListWidget::itemActivated, this, [this](QListWidgetItem* item) {
     emit OpenRequested(item->data(kLocationRole).toString());
   });
@@ -64,6 +71,7 @@ LibraryPane::LibraryPane(QWidget* parent)
 LibraryPane::~LibraryPane() = default;
 
 void LibraryPane::Reload(const std::string& library, int sort_order) {
+  library_ = library;
   sort_->blockSignals(true);
   sort_->setCurrentIndex(sort_order >= 0 && sort_order < sort_->count() ? sort_order : 0);
   sort_->blockSignals(false);
@@ -112,6 +120,21 @@ int LibraryPane::OpenIndexOf(int row) const {
     if (PlaceKey(FromUtf8(open_[i].location)) == key) return static_cast<int>(i);
   }
   return -1;
+}
+
+void LibraryPane::DeleteSelected() {
+  const QString key = PlaceKey(LocationOf(list_->currentRow()));
+  if (!make_hooks_ || key.isEmpty()) return;
+  for (const album::AlbumListEntry& entry : albums_->entries()) {
+    if (PlaceKey(FromUtf8(entry.path)) != key) continue;
+    std::string error;
+    if (album::DeleteAlbum(entry, make_hooks_(), &error) == album::DeleteOutcome::kFailed) {
+      QMessageBox::critical(this, "Quorvane", FromUtf8(error));
+      return;
+    }
+    Reload(library_, sort_order());
+    return;
+  }
 }
 
 void LibraryPane::Fill() {

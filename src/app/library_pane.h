@@ -1,9 +1,10 @@
 // The left pane: the albums of the library in the album list's sort order, the open albums
 // marked (bold, an open folder, " *" when they have unsaved changes) and the current one selected.
 // Open albums from outside the library follow at the end. Choosing an open album makes it current;
-// activating one that is closed (double click, Enter) opens it.
+// activating one that is closed (double click, Enter) opens it; Delete deletes one, after asking.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,6 +41,13 @@ class LibraryPane : public QWidget {
   // The album folder (or archive) of row `row`.
   QString LocationOf(int row) const;
 
+  // Deletes the selected album of the library (Delete does the same) through album::DeleteAlbum,
+  // with the hooks `make_hooks` gives (the question among them), then lists the library again.
+  void set_delete_hooks(std::function<album::DeleteAlbumHooks()> make_hooks) {
+    make_hooks_ = std::move(make_hooks);
+  }
+  void DeleteSelected();
+
  signals:
   void Loaded();
   void OpenRequested(const QString& location);
@@ -55,6 +63,8 @@ class LibraryPane : public QWidget {
   QComboBox* sort_;
   QListWidget* list_;
   quint64 generation_ = 0;
+  std::string library_;
+  std::function<album::DeleteAlbumHooks()> make_hooks_;
 };
 
 }  // namespace quorvane::app

@@ -256,6 +256,16 @@ void MainFrame::BuildCentre() {
   splitter_->setStretchFactor(1, 1);
   setCentralWidget(splitter_);
   connect(library_, &LibraryPane::OpenRequested, this, &MainFrame::OpenAlbum);
+  library_->set_delete_hooks([this] {
+    album::DeleteAlbumHooks hooks;
+    hooks.confirm = [this](const std::string& question) {
+      return QMessageBox::question(this, "Quorvane", FromUtf8(question),
+                                   QMessageBox::Yes | QMessageBox::No) == QMessageBox::Yes;
+    };
+    for (const auto& document : documents_) hooks.open_album_paths.push_back(document->location());
+    hooks.close_album = [this](const std::string& path) { DropDeletedAlbum(path); };
+    return hooks;
+  });
   connect(library_, &LibraryPane::SortOrderChanged, this,
           [this](int order) { user_->settings.app_openalbumsorttype = order; });
   ReloadLibrary();
@@ -663,16 +673,7 @@ void MainFrame::ShowAlbumList() {
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   std::vector<std::string> open;
   for (const auto& document : documents_) open.push_back(document->location());
-  dialog->set_open_albums(open, [this](const std::string& path) {
-    for (size_t i = 0; i < documents_.size(); ++i) {
-      if (documents_[i]->location() != path) continue;
-      // The album is about to be deleted: its changes have nowhere to go.
-      if (current_document() == documents_[i].get()) model_->SetDocument(nullptr);
-      documents_.erase(documents_.begin() + static_cast<std::ptrdiff_t>(i));
-      SetCurrent(documents_.empty() ? -1 : 0);
-      return;
-    }
-  });
+  dialog->set_open_albums(open, [this](const std::string& path) { DropDeletedAlbum(path); });
   connect(dialog, &QDialog::finished, this, [this, dialog](int result) {
     user_->settings.app_openalbumsorttype = dialog->sort_order();
     ReloadLibrary();  // albums may have been deleted, and the order changed
@@ -896,7 +897,8 @@ void MainFrame::RunCommand(int id) {
 bool MainFrame::PhotoEditsSettled(const std::function<void()>& then) {
   if (!viewer_ || !viewer_->has_unsaved_edits()) return true;
   viewer_->SaveEdits(then);
-  return false;
+  // Refused at once (a read-only album; the message is up): asking again would refuse again.
+  return !viewer_->saving();
 }
 
 void MainFrame::ReloadLibrary() {
@@ -991,6 +993,17 @@ void MainFrame::SelectScanSource() {
         });
         ask->open();
       });
+}
+
+void MainFrame::DropDeletedAlbum(const std::string& path) {
+  for (size_t i = 0; i < documents_.size(); ++i) {
+    if (documents_[i]->location() != path) continue;
+    // The album is about to be deleted: its changes have nowhere to go.
+    if (current_document() == documents_[i].get()) model_->SetDocument(nullptr);
+    documents_.erase(documents_.begin() + static_cast<std::ptrdiff_t>(i));
+    SetCurrent(documents_.empty() ? -1 : 0);
+    return;
+  }
 }
 
 }  // namespace quorvane::app

@@ -128,6 +128,8 @@ class MainFrame : public QMainWindow {
   // Applies settings the preferences changed to what is open, and keeps them.
   void ApplySettings(const settings::Settings& changed);
   void ReloadLibrary();
+  // Forgets the open album at `path` without a question: it is being deleted.
+  void DropDeletedAlbum(const std::string& path);
   // Writes the photo window's edits into its album first; true when nothing waits for that.
   bool PhotoEditsSettled(const std::function<void()>& then);
 

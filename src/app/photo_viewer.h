@@ -96,6 +96,8 @@ class PhotoViewer : public QWidget {
   // nothing to write; not at all when the writing failed). Moving to another photo and closing
   // the window write them first too, so no edit is lost by leaving it.
   void SaveEdits(std::function<void()> then = {});
+  // True while edits are on their way into the album.
+  bool saving() const { return saving_; }
 
  signals:
   void PhotoShown(int index);

@@ -72,25 +72,9 @@ TEST(EditValueDialogs, ResizeKeepsProportionsAndRotatePreviews) {
   EXPECT_EQ(rotate.preview().size(), QSize(20, 40));
 }
 
-class FrameFeeds : public AppTest {
+class FrameFeeds : public FrameTest {
  protected:
-  void SetUp() override {
-    AppTest::SetUp();
-    user_ = LoadSettings();
-    frame_ = std::make_unique<MainFrame>(&user_);
-    frame_->show();
-  }
-
-  void Open(const std::filesystem::path& folder) {
-    QSignalSpy opened(frame_.get(), &MainFrame::AlbumOpened);
-    frame_->OpenAlbum(QString::fromStdString(folder.string()));
-    ASSERT_EVENTUALLY_EQ(opened.count(), 1);
-  }
-
   size_t PhotoCount() const { return frame_->current_document()->album().photos().size(); }
-
-  settings::UserSettings user_;
-  std::unique_ptr<MainFrame> frame_;
 };
 
 TEST_F(FrameFeeds, PreferencesAreKeptThroughTheSettingsStore) {

@@ -19,16 +19,11 @@
 namespace quorvane::app {
 namespace {
 
-class PhotoWindow : public AppTest {
+class PhotoWindow : public FrameTest {
  protected:
   void SetUp() override {
-    AppTest::SetUp();
-    user_ = LoadSettings();
-    frame_ = std::make_unique<MainFrame>(&user_);
-    frame_->show();
-    QSignalSpy opened(frame_.get(), &MainFrame::AlbumOpened);
-    frame_->OpenAlbum(QString::fromStdString(MakeAlbum(dir_ / "library", "Views", 2).string()));
-    ASSERT_EVENTUALLY_EQ(opened.count(), 1);
+    FrameTest::SetUp();
+    Open(MakeAlbum(dir_ / "library", "Views", 2));
     // Enter on the first cell opens it, as a double-click does.
     AlbumView* view = frame_->album_view();
     view->setFocus();
@@ -45,8 +40,6 @@ class PhotoWindow : public AppTest {
     ASSERT_EVENTUALLY(!viewer_->job_runner()->busy());
   }
 
-  settings::UserSettings user_;
-  std::unique_ptr<MainFrame> frame_;
   PhotoViewer* viewer_ = nullptr;
 };
 
