@@ -1,5 +1,8 @@
 #include "app/screen_capture.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -57,7 +60,11 @@ void RegionPicker::mousePressEvent(QMouseEvent* event) {
 
 void RegionPicker::mouseMoveEvent(QMouseEvent* event) {
   if (!dragging_) return;
-  chosen_ = QRect(anchor_, event->position().toPoint()).normalized() & rect();
+  // From the press point up to, not including, the pointer: a drag of 50 pixels takes 50.
+  const QPoint at = event->position().toPoint();
+  const QPoint top_left(std::min(anchor_.x(), at.x()), std::min(anchor_.y(), at.y()));
+  chosen_ = QRect(top_left, QSize(std::abs(at.x() - anchor_.x()), std::abs(at.y() - anchor_.y()))) &
+            rect();
   update();
 }
 

@@ -19,6 +19,7 @@
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QStatusBar>
+#include <QTest>
 
 #include "app/album_document.h"
 #include "app/command_table.h"
@@ -30,6 +31,7 @@
 #include "app/main_frame.h"
 #include "app/preferences_dialog.h"
 #include "app/scanner.h"
+#include "app/screen_capture.h"
 #include "app/tests/app_test_support.h"
 #include "settings/album_settings.h"
 
@@ -70,6 +72,32 @@ TEST(EditValueDialogs, ResizeKeepsProportionsAndRotatePreviews) {
   rotate.number_box()->setValue(90);
   EXPECT_EQ(rotate.values().angle, 90.0f);
   EXPECT_EQ(rotate.preview().size(), QSize(20, 40));
+}
+
+TEST(ScreenCapture, TheDraggedRectangleIsCutFromTheFrozenScreen) {
+  QPixmap shot(200, 100);
+  shot.fill(Qt::blue);
+  auto pick = [&](const std::function<void(RegionPicker&)>& act) {
+    auto* picker = new RegionPicker(shot);
+    picker->resize(shot.size());
+    QImage picked(1, 1, QImage::Format_RGB32);
+    QObject::connect(picker, &RegionPicker::Picked, [&](const QImage& image) { picked = image; });
+    act(*picker);  // the picker closes and deletes itself once it has picked
+    return picked;
+  };
+  EXPECT_EQ(pick([](RegionPicker& picker) {
+              QTest::mousePress(&picker, Qt::LeftButton, {}, QPoint(10, 10));
+              QTest::mouseMove(&picker, QPoint(60, 40));
+              QTest::mouseRelease(&picker, Qt::LeftButton, {}, QPoint(60, 40));
+            }).size(),
+            QSize(50, 30));
+  // A click takes the whole screen; Escape takes nothing.
+  EXPECT_EQ(pick([](RegionPicker& picker) {
+              QTest::mouseClick(&picker, Qt::LeftButton, {}, QPoint(5, 5));
+            }).size(),
+            QSize(200, 100));
+  EXPECT_TRUE(
+      pick([](RegionPicker& picker) { QTest::keyClick(&picker, Qt::Key_Escape); }).isNull());
 }
 
 class FrameFeeds : public FrameTest {
