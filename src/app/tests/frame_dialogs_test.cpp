@@ -196,6 +196,39 @@ TEST_F(FrameFeeds, TheLeftPaneListsTheLibraryAndMarksOpenAlbums) {
   EXPECT_EQ(user_.settings.app_openalbumsorttype, 3);
 }
 
+TEST_F(FrameFeeds, DeleteInTheLeftPaneDeletesTheAlbumAndClosesIt) {
+  const std::filesystem::path library = user_.settings.myphotoalbums_path;
+  const std::filesystem::path doomed = MakeAlbum(library, "Doomed", 1);
+  MakeAlbum(library, "Kept", 1);
+  Open(doomed);
+  LibraryPane* pane = frame_->library_pane();
+  QSignalSpy loaded(pane, &LibraryPane::Loaded);
+  pane->Reload(library.string(), 0);
+  ASSERT_EVENTUALLY(loaded.count() >= 1);
+  // The question is answered here; the open album is closed as the frame closes albums.
+  std::string asked;
+  pane->set_delete_hooks([&] {
+    album::DeleteAlbumHooks hooks;
+    hooks.confirm = [&](const std::string& question) {
+      asked = question;
+      return true;
+    };
+    hooks.open_album_paths = {doomed.string()};
+    hooks.close_album = [&](const std::string&) { frame_->RunCommand(kCmdCloseAlbum); };
+    return hooks;
+  });
+  pane->list()->setCurrentRow(0);
+  pane->list()->setFocus();
+  loaded.clear();
+  QTest::keyClick(pane->list(), Qt::Key_Delete);
+  EXPECT_EQ(asked, "Are you sure you want to delete the photo album \"Doomed\"?");
+  EXPECT_FALSE(std::filesystem::exists(doomed));
+  EXPECT_EQ(frame_->document_count(), 0);
+  ASSERT_EVENTUALLY(loaded.count() >= 1);
+  ASSERT_EQ(pane->list()->count(), 1);
+  EXPECT_TRUE(pane->list()->item(0)->text().startsWith("Kept"));
+}
+
 // SANE's "test" backend stands in for a scanner: a real device as far as the program can tell.
 TEST_F(FrameFeeds, AScannedPageIsAddedAsScanJpg) {
   if (!ScanningAvailable()) GTEST_SKIP() << "built without SANE";
