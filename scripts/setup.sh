@@ -23,6 +23,9 @@ PACKAGES=(
   # test runs under, and the tools that register its file types with the desktop
   qt6-base-dev qt6-image-formats-plugins qt6-qpa-plugins libqt6svg6 xvfb xauth
   desktop-file-utils shared-mime-info
+  # scanning (the program builds without it and greys the scanner out); its "test" backend
+  # stands in for a scanner in the tests
+  libsane-dev
   # web albums opened in a real browser (tests/e2e/cli_web_browser_test.cpp)
   chromium
   # printed albums rendered back to pixels (tests/e2e/cli_print_test.cpp)

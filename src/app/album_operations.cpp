@@ -1,7 +1,10 @@
 #include "app/album_operations.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
+
+#include <QTemporaryDir>
 
 #include "album/album_history_records.h"
 #include "album/batch_operations.h"
@@ -11,6 +14,11 @@
 
 namespace quorvane::app {
 namespace {
+
+// Pictures from outside are kept as JPEG files, as a camera would deliver them.
+constexpr int kPictureQuality = 95;
+// The record of a photo window's edits put into the album: "Edit Photo".
+constexpr char kEditRecordName[] = "Edit";
 
 QString FromUtf8(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -39,15 +47,68 @@ void AlbumOperations::Report(const std::vector<std::string>& failures) {
 
 bool AlbumOperations::Add(AlbumDocument* document, const QStringList& files, int position,
                           const QString& text) {
-  if (files.isEmpty() || !Writable(document)) return false;
+  if (files.isEmpty()) return false;
   std::vector<std::filesystem::path> sources;
   for (const QString& file : files) sources.emplace_back(file.toStdString());
+  return AddPrepared(
+      document,
+      [sources](platform::ProgressSink&, std::vector<std::filesystem::path>* named, std::string*) {
+        *named = sources;
+        return platform::kOk;
+      },
+      position, text);
+}
+
+bool AlbumOperations::AddPicture(AlbumDocument* document, const QImage& picture,
+                                 const QString& file_name, const QString& text) {
+  if (picture.isNull()) return false;
+  return AddPicture(
+      document,
+      [picture](platform::ProgressSink&, QImage* taken, std::string*) {
+        *taken = picture;
+        return platform::kOk;
+      },
+      file_name, text);
+}
+
+bool AlbumOperations::AddPicture(AlbumDocument* document, TakePicture take,
+                                 const QString& file_name, const QString& text) {
+  // The folder lives until the job has added its file: the album keeps its own copy.
+  auto folder = std::make_shared<QTemporaryDir>();
+  return AddPrepared(
+      document,
+      [take, file_name, folder](platform::ProgressSink& progress,
+                                std::vector<std::filesystem::path>* named, std::string* error) {
+        QImage picture;
+        const platform::ResultCode taken = take(progress, &picture, error);
+        if (taken != platform::kOk) return taken;
+        const QString file = folder->filePath(file_name);
+        if (!folder->isValid() || !picture.save(file, "JPEG", kPictureQuality)) {
+          *error = "Unable to write " + file.toStdString();
+          return platform::kFailed;
+        }
+        named->emplace_back(file.toStdString());
+        return platform::kOk;
+      },
+      -1, text);
+}
+
+bool AlbumOperations::AddPrepared(AlbumDocument* document, Prepare prepare, int position,
+                                  const QString& text) {
+  if (!Writable(document)) return false;
   auto result = std::make_shared<album::BatchResult>();
   auto added = std::make_shared<std::vector<size_t>>();
   album::Album* target = &document->album();
   return runner_->Start(
       text.isEmpty() ? tr("Adding photos...") : text,
-      [target, sources, position, result, added](platform::ProgressSink& progress) {
+      [target, prepare, position, result, added](platform::ProgressSink& progress) {
+        std::vector<std::filesystem::path> sources;
+        std::string error;
+        if (const platform::ResultCode prepared = prepare(progress, &sources, &error);
+            prepared != platform::kOk) {
+          if (!error.empty()) result->failures.push_back(error);
+          return prepared;
+        }
         *result = album::AddImages(*target, sources, position, progress, added.get());
         return result->cancelled ? platform::kCancelled : platform::kOk;
       },
@@ -110,11 +171,10 @@ bool AlbumOperations::Remove(AlbumDocument* document, const std::vector<size_t>&
 }
 
 bool AlbumOperations::Edit(AlbumDocument* document, int id, const std::vector<size_t>& positions,
-                           const imaging::EditValues& values) {
+                           const imaging::EditValues& values, image::ResampleMode mode) {
   const imaging::EditCommand* command = imaging::FindEditCommand(id);
   if (!command || positions.empty() || !Writable(document)) return false;
-  std::shared_ptr<imaging::ImageFilter> filter =
-      imaging::MakeAlbumFilter(*command, values, document->album().thumbnail_options().mode);
+  std::shared_ptr<imaging::ImageFilter> filter = imaging::MakeAlbumFilter(*command, values, mode);
   if (!filter) return false;
   auto result = std::make_shared<imaging::AlbumEditResult>();
   album::Album* target = &document->album();
@@ -131,6 +191,46 @@ bool AlbumOperations::Edit(AlbumDocument* document, int id, const std::vector<si
         Report(result->failures);
         emit Finished();
       });
+}
+
+void AlbumOperations::Replace(AlbumDocument* document, const QString& file,
+                              const image::Image& picture, std::function<void(bool)> done) {
+  if (!Writable(document)) {
+    done(false);
+    return;
+  }
+  const std::string name = file.toStdString();
+  const std::vector<album::AlbumPhoto>& photos = document->album().photos();
+  auto found = std::find_if(photos.begin(), photos.end(), [&](const album::AlbumPhoto& photo) {
+    return photo.image_file == name;
+  });
+  if (found == photos.end()) {
+    emit Failed(tr("%1 is no longer in the album").arg(file));
+    done(false);
+    return;
+  }
+  const size_t index = static_cast<size_t>(found - photos.begin());
+  auto record = platform::MakeRef<imaging::ImageOperationRecord>(kEditRecordName);
+  auto error = std::make_shared<std::string>();
+  album::Album* target = &document->album();
+  const bool started = runner_->Start(
+      tr("Replacing image in album..."),
+      [target, index, picture, record, error](platform::ProgressSink& progress) {
+        album::PhotoVersion kept;
+        if (!album::ReplacePhotoImage(*target, index, picture, &kept, progress)) {
+          *error = target->last_error();
+          return platform::kFailed;
+        }
+        record->Add(std::move(kept));
+        return platform::kOk;
+      },
+      [this, document, record, error, done](platform::ResultCode result) {
+        if (result == platform::kOk) document->history().Push(record);
+        if (!error->empty()) emit Failed(FromUtf8(*error));
+        emit Finished();
+        done(result == platform::kOk);
+      });
+  if (!started) done(false);
 }
 
 }  // namespace quorvane::app

@@ -1,11 +1,11 @@
 #include "app/file_browser_thumbnails.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 #include <variant>
 
-#include "app/thumbnail_options.h"
+#include "app/qt_image.h"
+#include "settings/album_settings.h"
 #include "thumbnails/thumbnail_cache.h"
 #include "thumbnails/thumbnail_worker.h"
 
@@ -13,21 +13,6 @@ namespace quorvane::app {
 namespace {
 
 namespace fs = std::filesystem;
-
-QImage ToQImage(const image::Image& picture) {
-  if (!picture.IsValid()) return {};
-  const bool alpha = picture.channels() == 4;
-  QImage converted(picture.width(), picture.height(),
-                   alpha ? QImage::Format_RGBA8888 : QImage::Format_RGB888);
-  if (converted.isNull()) return {};
-  const size_t row_bytes = static_cast<size_t>(picture.width()) * (alpha ? 4 : 3);
-  for (int y = 0; y < picture.height(); ++y) {
-    std::memcpy(converted.scanLine(y), picture.Row(y), row_bytes);
-  }
-  // Converted here, on a worker, so the window thread draws without converting.
-  return converted.convertToFormat(alpha ? QImage::Format_ARGB32_Premultiplied
-                                         : QImage::Format_RGB32);
-}
 
 int OptionNumber(const settings::Settings& values, std::string_view name, int fallback, int low,
                  int high) {
@@ -87,7 +72,7 @@ FileBrowserOptions FileBrowserOptionsFrom(const settings::Settings& values) {
   options.cell.setWidth(OptionNumber(values, "options.filebrowser.cellwidth", 120, 16, 1024));
   options.cell.setHeight(OptionNumber(values, "options.filebrowser.cellheight", 90, 16, 1024));
   options.use_exif_preview = OptionNumber(values, "options.filebrowser.exifpreview", 1, 0, 1) != 0;
-  options.mode = ThumbnailOptionsFrom(values).mode;
+  options.mode = settings::ThumbnailOptionsFrom(values).mode;
   return options;
 }
 

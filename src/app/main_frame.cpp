@@ -13,7 +13,6 @@
 #include <QInputDialog>
 #include <QItemSelectionModel>
 #include <QKeySequence>
-#include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -36,15 +35,20 @@
 #include "app/album_operations.h"
 #include "app/album_view.h"
 #include "app/command_table.h"
+#include "app/edit_value_dialog.h"
 #include "app/file_browser.h"
 #include "app/frame_title.h"
 #include "app/html_pane.h"
 #include "app/job_runner.h"
 #include "app/link_router.h"
+#include "app/library_pane.h"
 #include "app/photo_viewer.h"
+#include "app/preferences_dialog.h"
+#include "app/scanner.h"
+#include "app/screen_capture.h"
 #include "app/search_pane.h"
-#include "app/thumbnail_options.h"
 #include "imaging/edit_commands.h"
+#include "settings/album_settings.h"
 #include "settings/layout.h"
 #include "settings/settings.h"
 
@@ -54,6 +58,8 @@ namespace {
 // Window show states as the stored placement numbers them.
 constexpr int32_t kShowNormal = 1;
 constexpr int32_t kShowMaximized = 3;
+// The scanner chosen with "Select Source...", by its SANE name.
+constexpr std::string_view kScannerOption = "options.scanner.device";
 // The tool bar's band in the stored rebar layout.
 constexpr int32_t kToolBarBandId = 59392;
 
@@ -114,7 +120,13 @@ bool IsAvailable(int id) {
     case kCmdEditPhotoDescription:
     case kCmdShowSearch:
     case kCmdShowFileBrowser:
+    case kCmdPreferences:
+    case kCmdCaptureWindow:
+    case kCmdCaptureScreen:
       return true;
+    case kCmdScan:
+    case kCmdScanSelectSource:
+      return ScanningAvailable();
     default:
       if (const imaging::EditCommand* edit = imaging::FindEditCommand(id)) return edit->album_level;
       return id >= kCmdRecentFirst && id <= kCmdRecentLast;
@@ -164,7 +176,16 @@ void MainFrame::BuildActions() {
     if (!shortcut.empty()) action->setShortcut(QKeySequence(FromUtf8(shortcut)));
     action->setIcon(CommandIcon(command.id, style()));
     action->setData(command.id);
-    if (!IsAvailable(command.id)) action->setToolTip(tr("Not available in this version"));
+    if (!IsAvailable(command.id)) {
+      action->setToolTip(tr("Not available in this version"));
+    } else if (command.id != kCmdUndo && command.id != kCmdRedo) {
+      // Tool tips name the shortcut too; Undo and Redo keep Qt's, which follow their texts.
+      QString tip = FromUtf8(CommandLabel(command.text)).remove('&');
+      if (!shortcut.empty()) {
+        tip += " (" + action->shortcut().toString(QKeySequence::NativeText) + ")";
+      }
+      action->setToolTip(tip);
+    }
     const int id = command.id;
     connect(action, &QAction::triggered, this, [this, id] { RunCommand(id); });
     actions_[command.id] = action;
@@ -213,14 +234,12 @@ void MainFrame::BuildToolBar() {
 
 void MainFrame::BuildCentre() {
   splitter_ = new QSplitter(Qt::Horizontal, this);
-  open_albums_ = new QListWidget(splitter_);
-  open_albums_->setObjectName("OpenAlbums");
-  open_albums_->setToolTip(tr("Open photo albums"));
+  library_ = new LibraryPane(splitter_);
   stack_ = new QStackedWidget(splitter_);
   model_ = new AlbumModel(this);
   view_ = new AlbumView(model_, stack_);
   BuildHtmlPanes(view_);
-  splitter_->addWidget(open_albums_);
+  splitter_->addWidget(library_);
   splitter_->addWidget(stack_);
   operations_ = new AlbumOperations(runner_, this);
   connect(operations_, &AlbumOperations::Failed, this, &MainFrame::ShowMessage);
@@ -246,9 +265,20 @@ void MainFrame::BuildCentre() {
   });
   splitter_->setStretchFactor(1, 1);
   setCentralWidget(splitter_);
-  connect(open_albums_, &QListWidget::currentRowChanged, this, [this](int row) {
-    if (row != current_ && row >= 0) SetCurrent(row);
+  connect(library_, &LibraryPane::OpenRequested, this, &MainFrame::OpenAlbum);
+  library_->set_delete_hooks([this] {
+    album::DeleteAlbumHooks hooks;
+    hooks.confirm = [this](const std::string& question) {
+      return QMessageBox::question(this, "Quorvane", FromUtf8(question),
+                                   QMessageBox::Yes | QMessageBox::No) == QMessageBox::Yes;
+    };
+    for (const auto& document : documents_) hooks.open_album_paths.push_back(document->location());
+    hooks.close_album = [this](const std::string& path) { DropDeletedAlbum(path); };
+    return hooks;
   });
+  connect(library_, &LibraryPane::SortOrderChanged, this,
+          [this](int order) { user_->settings.app_openalbumsorttype = order; });
+  ReloadLibrary();
 }
 
 // The file browser and the search pane dock at the left, one tab each; the View menu shows
@@ -271,6 +301,14 @@ void MainFrame::BuildPanes() {
   first->raise();
   connect(file_browser_, &FileBrowser::Message, this,
           [this](const QString& text) { statusBar()->showMessage(text, 5000); });
+  // Activating files adds them to the current album, as dropping them on it does.
+  connect(file_browser_, &FileBrowser::FilesActivated, this, [this](const QStringList& files) {
+    if (!current_document()) {
+      statusBar()->showMessage(tr("Open or create a photo album to add photos to."), 5000);
+      return;
+    }
+    operations_->Add(current_document(), files, -1);
+  });
   connect(search_pane_, &SearchPane::ResultActivated, this,
           [this](const QString& album) { OpenAlbum(album); });
   search_pane_->LoadResults();
@@ -346,6 +384,10 @@ void MainFrame::closeEvent(QCloseEvent* event) {
     runner_->Cancel();
     runner_->WaitUntilIdle();
   }
+  if (!PhotoEditsSettled([this] { close(); })) {
+    event->ignore();
+    return;
+  }
   for (auto& open : documents_) {
     if (!ConfirmClose(open.get())) {
       event->ignore();
@@ -398,6 +440,9 @@ void MainFrame::UpdateActions() {
         enabled = enabled && writable && selection;
         break;
       case kCmdPaste:
+      case kCmdCaptureWindow:
+      case kCmdCaptureScreen:
+      case kCmdScan:
         enabled = enabled && writable;
         break;
       case kCmdSaveAll:
@@ -447,16 +492,14 @@ void MainFrame::UpdateActions() {
     entry->setText(FromUtf8(CommandLabel(item.text)));
     entry->setEnabled(item.enabled);
   }
-  open_albums_->blockSignals(true);
-  open_albums_->clear();
+  std::vector<LibraryPane::OpenAlbum> listed;
   for (const auto& open : documents_) {
-    open_albums_->addItem(FromUtf8(FrameTitle(open->Title())).mid(QString("Quorvane - ").size()));
+    listed.push_back({open->location(), FromUtf8(open->album().title()), open->album().modified()});
   }
-  open_albums_->setCurrentRow(current_);
+  library_->SetOpenAlbums(std::move(listed), current_);
   std::vector<search::OpenAlbum> searchable;
   for (const auto& open : documents_) searchable.push_back({open->location(), &open->album()});
   search_pane_->SetOpenAlbums(searchable);
-  open_albums_->blockSignals(false);
   stack_->setCurrentIndex(home_shown() ? 0 : 1);
 }
 
@@ -508,28 +551,23 @@ bool MainFrame::ConfirmClose(AlbumDocument* document) {
 void MainFrame::RunEdit(int id) {
   const imaging::EditCommand* command = imaging::FindEditCommand(id);
   AlbumDocument* document = current_document();
-  if (!command || !document) return;
-  imaging::EditValues values;
-  if (const imaging::EditParameterInfo* parameter =
-          imaging::FindEditParameter(command->parameter)) {
-    bool ok = false;
-    QString text;
-    if (parameter->kind == imaging::EditParameter::kSize) {
-      text = QInputDialog::getText(this, "Quorvane", FromUtf8(parameter->label), QLineEdit::Normal,
-                                   "800x600", &ok);
-    } else {
-      text = QString::number(QInputDialog::getDouble(this, "Quorvane", FromUtf8(parameter->label),
-                                                     parameter->initial, parameter->minimum,
-                                                     parameter->maximum, 2, &ok));
-    }
-    if (!ok) return;
-    std::string problem;
-    if (!imaging::ParseEditValue(*parameter, text.toStdString(), &values, &problem)) {
-      ShowMessage(FromUtf8(problem));
-      return;
-    }
-  }
-  operations_->Edit(document, id, view_->SelectedPositions(), values);
+  const std::vector<size_t> positions = view_->SelectedPositions();
+  if (!command || !document || positions.empty()) return;
+  // The first selected photo stands for them all in the dialog.
+  const album::AlbumPhoto& first = document->album().photos()[positions.front()];
+  const QImage sample = model_->index(static_cast<int>(positions.front()))
+                            .data(Qt::DecorationRole)
+                            .value<QPixmap>()
+                            .toImage();
+  const QString location = FromUtf8(document->location());
+  AskEditValues(*command, sample, QSize(first.width, first.height), this,
+                [this, id, location, positions](const imaging::EditValues& values) {
+                  // The album may have closed while the dialog was open.
+                  if (AlbumDocument* target = FindDocument(location)) {
+                    operations_->Edit(target, id, positions, values,
+                                      settings::EditResampleModeFrom(user_->settings));
+                  }
+                });
 }
 
 void MainFrame::Paste() {
@@ -552,13 +590,11 @@ void MainFrame::Paste() {
   }
   if (clip->hasImage()) {
     // A picture on its own is added through a file, as any photo is.
-    const QString clip_file = QDir(QDir::tempPath()).filePath("clip.jpg");
-    if (!qvariant_cast<QImage>(clip->imageData()).save(clip_file, "JPEG", 95)) {
-      ShowMessage(tr("Unable to write %1").arg(clip_file));
-      return;
-    }
-    operations_->Add(document, {clip_file}, position, "Pasting Photo into Album...");
+    operations_->AddPicture(document, qvariant_cast<QImage>(clip->imageData()), "clip.jpg",
+                            "Pasting Photo into Album...");
+    return;
   }
+  statusBar()->showMessage(tr("The clipboard holds no photo."), 5000);
 }
 
 void MainFrame::Activate() {
@@ -589,7 +625,7 @@ void MainFrame::OpenAlbum(const QString& location) {
   }
   auto opened = std::make_shared<std::unique_ptr<AlbumDocument>>();
   auto error = std::make_shared<std::string>();
-  const album::ThumbnailOptions thumbnails = ThumbnailOptionsFrom(user_->settings);
+  const album::ThumbnailOptions thumbnails = settings::ThumbnailOptionsFrom(user_->settings);
   runner_->Start(
       tr("Opening %1...").arg(location),
       [path, thumbnails, opened, error](platform::ProgressSink&) {
@@ -630,9 +666,27 @@ void MainFrame::ShowPhoto(int row) {
                       FromUtf8(photo.image_file)});
   }
   if (row >= static_cast<int>(photos.size())) return;
+  if (viewer_ && viewer_->has_unsaved_edits()) {
+    // The window's edits go into their album before it shows another photo.
+    viewer_->SaveEdits([this, row] { ShowPhoto(row); });
+    return;
+  }
   delete viewer_;
   viewer_ = new PhotoViewer(std::move(photos), row, this);
   viewer_->setAttribute(Qt::WA_DeleteOnClose);
+  viewer_->set_resample_mode(settings::EditResampleModeFrom(user_->settings));
+  viewer_->set_save_back(
+      [this, location = FromUtf8(document->location())](
+          const QString& name, const image::Image& picture, std::function<void(bool)> done) {
+        AlbumDocument* target = FindDocument(location);
+        if (!target) {
+          ShowMessage(tr("The album of this photo is closed: the changes cannot go into it."));
+          done(false);
+          return;
+        }
+        runner_->WaitUntilIdle();  // another album job first; the edit goes in after it
+        operations_->Replace(target, name, picture, std::move(done));
+      });
   connect(
       viewer_, &PhotoViewer::CommandPosted, this, [this, location = document->location()](int id) {
         // The window shows photos of the album it was opened from, which may no longer be current.
@@ -654,18 +708,10 @@ void MainFrame::ShowAlbumList() {
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   std::vector<std::string> open;
   for (const auto& document : documents_) open.push_back(document->location());
-  dialog->set_open_albums(open, [this](const std::string& path) {
-    for (size_t i = 0; i < documents_.size(); ++i) {
-      if (documents_[i]->location() != path) continue;
-      // The album is about to be deleted: its changes have nowhere to go.
-      if (current_document() == documents_[i].get()) model_->SetDocument(nullptr);
-      documents_.erase(documents_.begin() + static_cast<std::ptrdiff_t>(i));
-      SetCurrent(documents_.empty() ? -1 : 0);
-      return;
-    }
-  });
+  dialog->set_open_albums(open, [this](const std::string& path) { DropDeletedAlbum(path); });
   connect(dialog, &QDialog::finished, this, [this, dialog](int result) {
     user_->settings.app_openalbumsorttype = dialog->sort_order();
+    ReloadLibrary();  // albums may have been deleted, and the order changed
     if (result == QDialog::Accepted && !dialog->chosen().empty()) {
       OpenAlbum(FromUtf8(dialog->chosen()));
     }
@@ -682,7 +728,7 @@ void MainFrame::ShowNewAlbum() {
     auto made = std::make_shared<std::unique_ptr<album::Album>>();
     auto folder = std::make_shared<std::filesystem::path>();
     auto error = std::make_shared<std::string>();
-    const album::ThumbnailOptions thumbnails = ThumbnailOptionsFrom(user_->settings);
+    const album::ThumbnailOptions thumbnails = settings::ThumbnailOptionsFrom(user_->settings);
     runner_->Start(
         tr("Creating album..."),
         [values, library, made, folder, error, thumbnails](platform::ProgressSink&) {
@@ -696,6 +742,7 @@ void MainFrame::ShowNewAlbum() {
             return;
           }
           Adopt(std::make_unique<AlbumDocument>(std::move(*made), folder->string()));
+          ReloadLibrary();
         });
   });
   dialog->open();
@@ -740,7 +787,8 @@ void MainFrame::RebuildRecentMenu() {
 }
 
 void MainFrame::CloseCurrent() {
-  if (current_ < 0 || !ConfirmClose(current_document())) return;
+  if (current_ < 0 || !PhotoEditsSettled([this] { CloseCurrent(); })) return;
+  if (!ConfirmClose(current_document())) return;
   model_->SetDocument(nullptr);
   documents_.erase(documents_.begin() + current_);
   SetCurrent(documents_.empty() ? -1 : std::min<int>(current_, document_count() - 1));
@@ -793,6 +841,7 @@ void MainFrame::RunCommand(int id) {
           [this, failures](platform::ResultCode) {
             for (const std::string& failure : *failures) ShowMessage(FromUtf8(failure));
             if (failures->empty()) statusBar()->showMessage(tr("Saved"), 3000);
+            ReloadLibrary();  // titles and photo counts as the indexes now say
           });
       return;
     }
@@ -800,6 +849,7 @@ void MainFrame::RunCommand(int id) {
       CloseCurrent();
       return;
     case kCmdCloseAll:
+      if (!PhotoEditsSettled([this] { RunCommand(kCmdCloseAll); })) return;
       for (auto& open : documents_) {
         if (!ConfirmClose(open.get())) return;
       }
@@ -846,6 +896,19 @@ void MainFrame::RunCommand(int id) {
       }
       UpdateActions();
       return;
+    case kCmdPreferences:
+      ShowPreferences();
+      return;
+    case kCmdCaptureWindow:
+    case kCmdCaptureScreen:
+      Capture(id == kCmdCaptureWindow);
+      return;
+    case kCmdScan:
+      Scan();
+      return;
+    case kCmdScanSelectSource:
+      SelectScanSource();
+      return;
     case kCmdStatusBar:
       statusBar()->setVisible(actions_.at(kCmdStatusBar)->isChecked());
       return;
@@ -866,6 +929,118 @@ void MainFrame::RunCommand(int id) {
       }
       statusBar()->showMessage(tr("This command is not available in this version."), 5000);
       return;
+  }
+}
+
+bool MainFrame::PhotoEditsSettled(const std::function<void()>& then) {
+  if (!viewer_ || !viewer_->has_unsaved_edits()) return true;
+  viewer_->SaveEdits(then);
+  // Refused at once (a read-only album; the message is up): asking again would refuse again.
+  return !viewer_->saving();
+}
+
+void MainFrame::ReloadLibrary() {
+  library_->Reload(user_->settings.myphotoalbums_path,
+                   user_->settings.app_openalbumsorttype.value_or(0));
+}
+
+void MainFrame::Capture(bool pick_region) {
+  const QString location = current_document() ? FromUtf8(current_document()->location()) : "";
+  CaptureScreen(this, pick_region, [this, location](const QImage& picture) {
+    AlbumDocument* document = FindDocument(location);
+    if (picture.isNull() || !document) {
+      statusBar()->showMessage(
+          picture.isNull() ? tr("Nothing was captured.") : tr("The album was closed meanwhile."),
+          5000);
+      return;
+    }
+    operations_->AddPicture(document, picture, "clip.jpg", "Adding Capture into Album...");
+  });
+}
+
+void MainFrame::ShowPreferences() {
+  auto* dialog = new PreferencesDialog(user_->settings, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  connect(dialog, &QDialog::accepted, this, [this, dialog] { ApplySettings(dialog->values()); });
+  dialog->open();
+}
+
+void MainFrame::ApplySettings(const settings::Settings& changed) {
+  const settings::Settings before = user_->settings;
+  user_->settings = changed;
+  for (const std::string& problem : settings::CreateMissingFolders(changed)) {
+    ShowMessage(FromUtf8(problem));
+  }
+  if (!settings::SaveUserSettings(user_)) {
+    ShowMessage(FromUtf8(user_->backend->LastError()));
+  }
+  // Open albums make their next thumbnails the new way.
+  const album::ThumbnailOptions thumbnails = settings::ThumbnailOptionsFrom(changed);
+  for (auto& open : documents_) open->album().set_thumbnail_options(thumbnails);
+  if (viewer_) viewer_->set_resample_mode(settings::EditResampleModeFrom(changed));
+  if (before.myphotoalbums_path != changed.myphotoalbums_path) ReloadLibrary();
+  if (before.thumbnail_cache_path != changed.thumbnail_cache_path ||
+      before.filebrowser_path != changed.filebrowser_path || before.options != changed.options) {
+    statusBar()->showMessage(
+        tr("The file browser takes the new settings when Quorvane starts again."), 8000);
+  }
+}
+
+void MainFrame::Scan() {
+  std::string device;
+  if (auto it = user_->settings.options.find(kScannerOption); it != user_->settings.options.end()) {
+    if (const std::string* name = std::get_if<std::string>(&it->second)) device = *name;
+  }
+  operations_->AddPicture(
+      current_document(),
+      [device](platform::ProgressSink& progress, QImage* page, std::string* error) {
+        return ScanPage(device, progress, page, error);
+      },
+      "scan.jpg", "Adding Scanned Photo to Album...");
+}
+
+void MainFrame::SelectScanSource() {
+  auto sources = std::make_shared<std::vector<ScanSource>>();
+  auto error = std::make_shared<std::string>();
+  runner_->Start(
+      tr("Looking for scanners..."),
+      [sources, error](platform::ProgressSink&) {
+        return ListScanSources(sources.get(), error.get()) ? platform::kOk : platform::kFailed;
+      },
+      [this, sources, error](platform::ResultCode result) {
+        if (result != platform::kOk || sources->empty()) {
+          statusBar()->showMessage(
+              result != platform::kOk ? FromUtf8(*error) : tr("No scanner was found."), 8000);
+          return;
+        }
+        auto* ask = new QInputDialog(this);
+        ask->setAttribute(Qt::WA_DeleteOnClose);
+        ask->setWindowTitle("Quorvane");
+        ask->setLabelText(tr("Scan from:"));
+        QStringList names;
+        for (const ScanSource& source : *sources) names.push_back(FromUtf8(source.description));
+        ask->setComboBoxItems(names);
+        connect(ask, &QInputDialog::accepted, this, [this, ask, sources] {
+          const int chosen = ask->comboBoxItems().indexOf(ask->textValue());
+          if (chosen < 0) return;
+          user_->settings.options.insert_or_assign(std::string(kScannerOption),
+                                                   (*sources)[static_cast<size_t>(chosen)].name);
+          if (!settings::SaveUserSettings(user_)) {
+            ShowMessage(FromUtf8(user_->backend->LastError()));
+          }
+        });
+        ask->open();
+      });
+}
+
+void MainFrame::DropDeletedAlbum(const std::string& path) {
+  for (size_t i = 0; i < documents_.size(); ++i) {
+    if (documents_[i]->location() != path) continue;
+    // The album is about to be deleted: its changes have nowhere to go.
+    if (current_document() == documents_[i].get()) model_->SetDocument(nullptr);
+    documents_.erase(documents_.begin() + static_cast<std::ptrdiff_t>(i));
+    SetCurrent(documents_.empty() ? -1 : 0);
+    return;
   }
 }
 

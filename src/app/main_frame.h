@@ -14,15 +14,15 @@
 #include <QPointer>
 
 class QAction;
-class QListWidget;
 class QStackedWidget;
 class QMenu;
 class QSplitter;
 class QToolBar;
 
 namespace quorvane::settings {
+struct Settings;
 struct UserSettings;
-}
+}  // namespace quorvane::settings
 
 namespace quorvane::app {
 
@@ -35,6 +35,7 @@ class AlbumView;
 class PhotoViewer;
 class FileBrowser;
 class JobRunner;
+class LibraryPane;
 class SearchPane;
 
 class MainFrame : public QMainWindow {
@@ -81,6 +82,7 @@ class MainFrame : public QMainWindow {
   AlbumHeaderPane* album_header() const { return header_; }
   // True while the home page pane is shown in place of the album.
   bool home_shown() const;
+  LibraryPane* library_pane() const { return library_; }
 
  public slots:
   // Re-reads everything the menus, title and tool bar show from the current state: the one
@@ -135,6 +137,19 @@ class MainFrame : public QMainWindow {
   void EditPhotoDescription(int row);
   void EditCaption(int row, const QString& caption);
 
+  // Pictures from outside, preferences and the library pane.
+  void Capture(bool pick_region);
+  void Scan();
+  void SelectScanSource();
+  void ShowPreferences();
+  // Applies settings the preferences changed to what is open, and keeps them.
+  void ApplySettings(const settings::Settings& changed);
+  void ReloadLibrary();
+  // Forgets the open album at `path` without a question: it is being deleted.
+  void DropDeletedAlbum(const std::string& path);
+  // Writes the photo window's edits into its album first; true when nothing waits for that.
+  bool PhotoEditsSettled(const std::function<void()>& then);
+
   settings::UserSettings* user_;
   JobRunner* runner_;
   std::vector<std::unique_ptr<AlbumDocument>> documents_;
@@ -144,7 +159,7 @@ class MainFrame : public QMainWindow {
   QMenu* recent_menu_ = nullptr;
   QToolBar* tool_bar_ = nullptr;
   QSplitter* splitter_ = nullptr;
-  QListWidget* open_albums_ = nullptr;
+  LibraryPane* library_ = nullptr;
   QStackedWidget* stack_ = nullptr;
   AlbumModel* model_ = nullptr;
   AlbumView* view_ = nullptr;

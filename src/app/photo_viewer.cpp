@@ -5,12 +5,13 @@
 
 #include <QAction>
 #include <QActionGroup>
+#include <QCloseEvent>
 #include <QContextMenuEvent>
-#include <QInputDialog>
 #include <QMenu>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPointer>
 #include <QScrollArea>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -18,6 +19,7 @@
 #include "app/command_table.h"
 #include "app/html_pane.h"
 #include "app/html_resources.h"
+#include "app/edit_value_dialog.h"
 #include "app/job_runner.h"
 #include "app/link_router.h"
 #include "app/qt_image.h"
@@ -180,6 +182,7 @@ PhotoViewer::PhotoViewer(std::vector<Photo> photos, int index, QWidget* parent)
   tools->addAction(rectangle_);
   tools->addAction(ellipse_);
   tools->addSeparator();
+  tools->addAction(actions_.at(kCmdSave));
   tools->addAction(actions_.at(kCmdUndo));
   tools->addAction(actions_.at(kCmdRedo));
   auto* layout = new QVBoxLayout(this);
@@ -208,11 +211,23 @@ void PhotoViewer::BuildActions() {
       add(command.id, FromUtf8(CommandLabel(command.text)));
     }
   }
-  actions_.at(kCmdPreviousPhoto)->setShortcut(QKeySequence(Qt::Key_PageUp));
-  actions_.at(kCmdNextPhoto)->setShortcut(QKeySequence(Qt::Key_PageDown));
+  actions_.at(kCmdPreviousPhoto)
+      ->setShortcuts({QKeySequence(Qt::Key_PageUp), QKeySequence(Qt::Key_Left)});
+  actions_.at(kCmdNextPhoto)
+      ->setShortcuts({QKeySequence(Qt::Key_PageDown), QKeySequence(Qt::Key_Right)});
+  // Home and End go to the first and the last photo.
+  for (auto [key, first] : {std::pair{Qt::Key_Home, true}, std::pair{Qt::Key_End, false}}) {
+    auto* jump = new QAction(this);
+    jump->setShortcut(QKeySequence(key));
+    connect(jump, &QAction::triggered, this,
+            [this, first] { ShowPhoto(first ? 0 : static_cast<int>(photos_.size()) - 1); });
+    addAction(jump);
+  }
   for (const imaging::EditCommand& edit : imaging::kEditCommands) {
     add(edit.id, FromUtf8(edit.menu_text.empty() ? edit.tool_tip : edit.menu_text));
   }
+  add(kCmdSave, FromUtf8(CommandLabel(FindCommand(kCmdSave)->text)), "Ctrl+S");
+  actions_.at(kCmdSave)->setToolTip(tr("Put the edited photo into its album (Ctrl+S)"));
   add(kCmdUndo, "&Undo", "Ctrl+Z");
   add(kCmdRedo, "&Redo", "Ctrl+Shift+Z");
   auto* shapes = new QActionGroup(this);
@@ -233,6 +248,10 @@ QAction* PhotoViewer::action(int id) const {
 
 void PhotoViewer::ShowPhoto(int index) {
   if (index < 0 || index >= static_cast<int>(photos_.size()) || runner_->busy()) return;
+  if (has_unsaved_edits()) {
+    SaveEdits([this, index] { ShowPhoto(index); });
+    return;
+  }
   index_ = index;
   auto loaded = std::make_shared<image::Image>();
   auto converted = std::make_shared<QImage>();
@@ -255,6 +274,7 @@ void PhotoViewer::ShowPhoto(int index) {
           return;
         }
         document_ = std::make_unique<imaging::ViewerDocument>(std::move(*loaded));
+        saved_step_ = document_->history().index();
         Install(*converted);
         emit PhotoShown(index);
       });
@@ -287,6 +307,7 @@ void PhotoViewer::UpdateActions() {
   for (auto& [id, entry] : actions_) entry->setEnabled(idle && document_ != nullptr);
   actions_.at(kCmdPreviousPhoto)->setEnabled(idle && index_ > 0);
   actions_.at(kCmdNextPhoto)->setEnabled(idle && index_ + 1 < static_cast<int>(photos_.size()));
+  actions_.at(kCmdSave)->setEnabled(idle && !saving_ && save_back_ && has_unsaved_edits());
   if (!document_) return;
   const album::HistoryMenuItem undo = document_->history().UndoMenu();
   const album::HistoryMenuItem redo = document_->history().RedoMenu();
@@ -296,8 +317,61 @@ void PhotoViewer::UpdateActions() {
   actions_.at(kCmdRedo)->setEnabled(idle && redo.enabled);
 }
 
+bool PhotoViewer::has_unsaved_edits() const {
+  return document_ && document_->history().index() != saved_step_;
+}
+
+void PhotoViewer::SaveEdits(std::function<void()> then) {
+  if (saving_) return;
+  if (!has_unsaved_edits() || !save_back_) {
+    if (then) then();
+    return;
+  }
+  saving_ = true;
+  UpdateActions();
+  const int step = document_->history().index();
+  QPointer<PhotoViewer> self = this;
+  save_back_(photos_[static_cast<size_t>(index_)].name, document_->image(),
+             [self, step, then = std::move(then)](bool saved) {
+               if (!self) return;
+               self->saving_ = false;
+               if (saved) self->saved_step_ = step;
+               self->UpdateActions();
+               if (saved && then) then();
+             });
+}
+
+void PhotoViewer::closeEvent(QCloseEvent* event) {
+  if (discard_ || !has_unsaved_edits() || !save_back_) {
+    event->accept();
+    return;
+  }
+  event->ignore();
+  if (saving_) return;
+  QPointer<PhotoViewer> self = this;
+  SaveEdits([self] {
+    if (self) self->close();
+  });
+  if (saving_) return;
+  // The album refused them (read-only, say; its message is up): the user decides.
+  auto* ask = new QMessageBox(QMessageBox::Question, "Quorvane",
+                              tr("The changes to %1 are not in the album. Close without them?")
+                                  .arg(photos_[static_cast<size_t>(index_)].name),
+                              QMessageBox::Yes | QMessageBox::No, this);
+  ask->setAttribute(Qt::WA_DeleteOnClose);
+  connect(ask, &QMessageBox::accepted, this, [this] {
+    discard_ = true;
+    close();
+  });
+  ask->open();
+}
+
 void PhotoViewer::RunCommand(int id) {
   if (runner_->busy()) return;
+  if (id == kCmdSave) {
+    SaveEdits();
+    return;
+  }
   if (const int percent = ZoomOf(id); percent > 0 || id == kCmdMyAlbums) {
     zoom_ = percent > 0 ? percent : 0;  // 32849 here is "Fit in Window"
     canvas_->SetZoom(zoom_, scroll_->viewport()->size());
@@ -325,31 +399,25 @@ void PhotoViewer::RunCommand(int id) {
 void PhotoViewer::RunEdit(int id) {
   const imaging::EditCommand* command = imaging::FindEditCommand(id);
   if (!command || !document_) return;
-  imaging::EditValues values;
-  if (const imaging::EditParameterInfo* parameter =
-          imaging::FindEditParameter(command->parameter)) {
-    bool ok = false;
-    const QString text = parameter->kind == imaging::EditParameter::kSize
-                             ? QInputDialog::getText(this, "Quorvane", FromUtf8(parameter->label),
-                                                     QLineEdit::Normal, "800x600", &ok)
-                             : QString::number(QInputDialog::getDouble(
-                                   this, "Quorvane", FromUtf8(parameter->label), parameter->initial,
-                                   parameter->minimum, parameter->maximum, 2, &ok));
-    std::string problem;
-    if (!ok || !imaging::ParseEditValue(*parameter, text.toStdString(), &values, &problem)) {
-      if (!problem.empty()) QMessageBox::warning(this, "Quorvane", FromUtf8(problem));
-      return;
-    }
-  }
+  AskEditValues(
+      *command, shown_, shown_.size(), this,
+      [this, command](const imaging::EditValues& values) { StartEdit(*command, values); });
+}
+
+void PhotoViewer::StartEdit(const imaging::EditCommand& command,
+                            const imaging::EditValues& values) {
+  if (!document_ || runner_->busy()) return;
+  const int id = command.id;
   const imaging::EditSelection selection = canvas_->selection();
   const QSize display = canvas_->display_size();
   imaging::ViewerDocument* document = document_.get();
   auto converted = std::make_shared<QImage>();
   runner_->Start(
-      FromUtf8(command->progress_text),
-      [document, command, values, selection, display, converted](platform::ProgressSink& progress) {
+      FromUtf8(command.progress_text),
+      [document, command = &command, values, selection, display, converted,
+       mode = resample_mode_](platform::ProgressSink& progress) {
         const platform::ResultCode code = document->RunEdit(
-            *command, values, selection, {display.width(), display.height()}, progress);
+            *command, values, selection, {display.width(), display.height()}, progress, mode);
         if (code == platform::kOk) *converted = ToQImage(document->image());
         return code;
       },
@@ -384,6 +452,8 @@ void PhotoViewer::contextMenuEvent(QContextMenuEvent* event) {
   for (const imaging::EditCommand& edit : imaging::kEditCommands) {
     if (edit.id != kCmdCrop) edits->addAction(action(edit.id));
   }
+  menu.addSeparator();
+  menu.addAction(action(kCmdSave));
   menu.addAction(action(kCmdUndo));
   menu.addAction(action(kCmdRedo));
   menu.exec(event->globalPos());

@@ -5,6 +5,7 @@
 // itself, and decodes and edits on workers.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -12,6 +13,8 @@
 #include <QImage>
 #include <QWidget>
 
+#include "image/image.h"
+#include "imaging/edit_commands.h"
 #include "imaging/edit_selection.h"
 
 class QAction;
@@ -79,6 +82,22 @@ class PhotoViewer : public QWidget {
   JobRunner* job_runner() const { return runner_; }
   // The image as the window's document holds it now (after edits).
   QImage current_image() const { return shown_; }
+  // The resampling of the resize edits.
+  void set_resample_mode(image::ResampleMode mode) { resample_mode_ = mode; }
+
+  // How edits reach the album: writes `picture` over the photo named `name` and calls `done`
+  // once, with true when the album holds it. Without it the window keeps its edits.
+  using SaveBack = std::function<void(const QString& name, const image::Image& picture,
+                                      std::function<void(bool saved)> done)>;
+  void set_save_back(SaveBack save_back) { save_back_ = std::move(save_back); }
+  // True while the shown photo has edits that its album does not hold.
+  bool has_unsaved_edits() const;
+  // Writes the shown photo's edits into the album, then runs `then` (at once when there is
+  // nothing to write; not at all when the writing failed). Moving to another photo and closing
+  // the window write them first too, so no edit is lost by leaving it.
+  void SaveEdits(std::function<void()> then = {});
+  // True while edits are on their way into the album.
+  bool saving() const { return saving_; }
 
  signals:
   void PhotoShown(int index);
@@ -87,6 +106,7 @@ class PhotoViewer : public QWidget {
   void CommandPosted(int id);
 
  protected:
+  void closeEvent(QCloseEvent* event) override;
   void contextMenuEvent(QContextMenuEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
 
@@ -96,6 +116,7 @@ class PhotoViewer : public QWidget {
   void UpdateHeader();
   void Install(const QImage& image);
   void RunEdit(int id);
+  void StartEdit(const imaging::EditCommand& command, const imaging::EditValues& values);
 
   std::vector<Photo> photos_;
   int index_ = -1;
@@ -109,6 +130,11 @@ class PhotoViewer : public QWidget {
   QAction* rectangle_;
   QAction* ellipse_;
   int zoom_ = 0;
+  image::ResampleMode resample_mode_ = image::ResampleMode::kBicubic;
+  SaveBack save_back_;
+  int saved_step_ = -1;  // the history position whose image the album holds
+  bool saving_ = false;
+  bool discard_ = false;  // the user chose to close without the edits
 };
 
 }  // namespace quorvane::app

@@ -13,11 +13,13 @@
 #include "cli/commands.h"
 #include "cli/open_album.h"
 #include "cli/stderr_progress.h"
+#include "cli/user_settings.h"
 #include "image/image_types.h"
 #include "imaging/album_edit.h"
 #include "imaging/edit_commands.h"
 #include "imaging/viewer_document.h"
 #include "platform/number_text.h"
+#include "settings/album_settings.h"
 
 namespace quorvane::cli {
 namespace {
@@ -130,8 +132,8 @@ int RunEditCommand(std::span<const std::string> args) {
 
   auto album = OpenAlbum(parsed.positional[0]);
   if (!album) return kExitFailure;
-  const album::ThumbnailOptions thumbnails = UserThumbnailOptions();
-  album->set_thumbnail_options(thumbnails);
+  const settings::Settings user = LoadSettingsReportingProblems().settings;
+  album->set_thumbnail_options(settings::ThumbnailOptionsFrom(user));
   std::vector<size_t> positions;
   if (const std::string* list = parsed.Value("--photos")) {
     if (!ParsePhotoList(*list, album->photos().size(), &positions)) {
@@ -144,7 +146,8 @@ int RunEditCommand(std::span<const std::string> args) {
   }
   if (positions.empty()) return kExitOk;  // nothing selected, nothing done
 
-  const auto filter = imaging::MakeAlbumFilter(*command, values, thumbnails.mode);
+  const auto filter =
+      imaging::MakeAlbumFilter(*command, values, settings::EditResampleModeFrom(user));
   album::AlbumHistory history;
   imaging::AlbumEditResult result;
   StderrProgress progress;
@@ -195,12 +198,12 @@ int RunEditFileCommand(std::span<const std::string> given) {
   const imaging::DisplaySize display{loaded.width(), loaded.height()};
   imaging::ViewerDocument document(std::move(loaded));
   platform::ResultCode code = platform::kOk;
+  const image::ResampleMode mode =
+      settings::EditResampleModeFrom(LoadSettingsReportingProblems().settings);
   StderrProgress progress;
   progress.SetTitle(command->progress_text);
-  RunOnWorker([&] {
-    code = document.RunEdit(*command, values, selection, display, progress,
-                            UserThumbnailOptions().mode);
-  });
+  RunOnWorker(
+      [&] { code = document.RunEdit(*command, values, selection, display, progress, mode); });
   if (platform::IsFailure(code)) {
     return Failure(document.last_error().empty() ? platform::ResultCodeText(code)
                                                  : document.last_error());

@@ -1,36 +1,18 @@
 #include "cli/open_album.h"
 
 #include <iostream>
-#include <variant>
 
 #include "album/album_index.h"
 #include "album/archive_store.h"
 #include "album/folder_store.h"
 #include "cli/command_line.h"
 #include "cli/user_settings.h"
+#include "settings/album_settings.h"
 
 namespace quorvane::cli {
 
 album::ThumbnailOptions UserThumbnailOptions() {
-  return ThumbnailOptionsFrom(LoadSettingsReportingProblems().settings);
-}
-
-album::ThumbnailOptions ThumbnailOptionsFrom(const settings::Settings& values) {
-  album::ThumbnailOptions options;
-  auto number = [&](std::string_view name) -> std::optional<int32_t> {
-    auto it = values.options.find(name);
-    if (it == values.options.end()) return std::nullopt;
-    if (const int32_t* value = std::get_if<int32_t>(&it->second)) return *value;
-    return std::nullopt;
-  };
-  if (auto quality = number("options.thumbnail.quality");
-      quality && *quality >= 1 && *quality <= 100) {
-    options.jpeg_quality = *quality;
-  }
-  if (auto mode = number("options.thumbnail.resample")) {
-    options.mode = image::ResampleModeFromInt(*mode);
-  }
-  return options;
+  return settings::ThumbnailOptionsFrom(LoadSettingsReportingProblems().settings);
 }
 
 std::unique_ptr<album::Album> OpenAlbum(const std::string& location, AlbumAccess access) {

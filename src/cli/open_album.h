@@ -23,11 +23,8 @@ enum class AlbumAccess {
 std::unique_ptr<album::Album> OpenAlbum(const std::string& location,
                                         AlbumAccess access = AlbumAccess::kChange);
 
-// The thumbnail settings among `values`: "options.thumbnail.quality" (1..100) and
-// "options.thumbnail.resample" (0 nearest, 1 bilinear, 2 bicubic, 3 Lanczos); the defaults
-// for what is missing or out of range.
-album::ThumbnailOptions ThumbnailOptionsFrom(const settings::Settings& values);
-// The same from the user's settings, loaded for the purpose.
+// The thumbnail settings (settings/album_settings.h) from the user's settings, loaded for the
+// purpose.
 album::ThumbnailOptions UserThumbnailOptions();
 
 }  // namespace quorvane::cli

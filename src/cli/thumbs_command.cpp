@@ -8,6 +8,7 @@
 #include "cli/open_album.h"
 #include "cli/user_settings.h"
 #include "platform/number_text.h"
+#include "settings/album_settings.h"
 #include "thumbnails/folder_thumbnails.h"
 #include "thumbnails/thumbnail_cache.h"
 #include "thumbnails/thumbnail_worker.h"
@@ -46,7 +47,7 @@ int RunThumbsCommand(std::span<const std::string> args) {
   }
   options.use_exif_preview = parsed.Has("--exif-preview");
   const settings::Settings user = LoadSettingsReportingProblems().settings;
-  options.mode = ThumbnailOptionsFrom(user).mode;
+  options.mode = settings::ThumbnailOptionsFrom(user).mode;
   const std::string* cache_option = parsed.Value("--cache");
   const fs::path cache_folder = cache_option != nullptr ? *cache_option : user.thumbnail_cache_path;
   std::optional<fs::path> out_folder;

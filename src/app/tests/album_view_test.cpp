@@ -29,27 +29,8 @@
 namespace quorvane::app {
 namespace {
 
-class AlbumViewTest : public AppTest {
+class AlbumViewTest : public FrameTest {
  protected:
-  void SetUp() override {
-    AppTest::SetUp();
-    user_ = LoadSettings();
-    frame_ = std::make_unique<MainFrame>(&user_);
-    frame_->resize(900, 600);
-    frame_->show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(frame_.get()));
-  }
-  void TearDown() override {
-    frame_->set_save_question([](const QString&) { return int(QMessageBox::No); });
-    frame_.reset();
-  }
-
-  void Open(const std::filesystem::path& folder) {
-    QSignalSpy opened(frame_.get(), &MainFrame::AlbumOpened);
-    frame_->OpenAlbum(QString::fromStdString(folder.string()));
-    ASSERT_EVENTUALLY_EQ(opened.count(), 1);
-  }
-
   AlbumView* view() { return frame_->album_view(); }
   AlbumModel* model() { return frame_->album_model(); }
   QString Text(int id) { return frame_->action(id)->text(); }
@@ -83,9 +64,6 @@ class AlbumViewTest : public AppTest {
     }
     return files;
   }
-
-  settings::UserSettings user_;
-  std::unique_ptr<MainFrame> frame_;
 };
 
 TEST_F(AlbumViewTest, FilesDroppedFromOutsideAreAddedAndUndoTakesThemBack) {

@@ -4,6 +4,9 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QMessageBox>
+#include <QSignalSpy>
+#include <QTest>
 #include <QThread>
 
 #include "album/album_library.h"
@@ -52,6 +55,26 @@ void AppTest::SetUp() {
 
 settings::UserSettings AppTest::LoadSettings() const {
   return settings::LoadUserSettings(settings::ProcessEnvironment());
+}
+
+void FrameTest::SetUp() {
+  AppTest::SetUp();
+  user_ = LoadSettings();
+  frame_ = std::make_unique<MainFrame>(&user_);
+  frame_->resize(900, 600);
+  frame_->show();
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(frame_.get()));
+}
+
+void FrameTest::TearDown() {
+  frame_->set_save_question([](const QString&) { return int(QMessageBox::No); });
+  frame_.reset();
+}
+
+void FrameTest::Open(const std::filesystem::path& location) {
+  QSignalSpy opened(frame_.get(), &MainFrame::AlbumOpened);
+  frame_->OpenAlbum(QString::fromStdString(location.string()));
+  ASSERT_EVENTUALLY_EQ(opened.count(), 1);
 }
 
 bool WaitUntil(const std::function<bool()>& done, int timeout_ms) {

@@ -11,6 +11,7 @@
 
 #include <QString>
 
+#include "app/main_frame.h"
 #include "settings/settings.h"
 #include "testing/temp_dir.h"
 
@@ -48,6 +49,19 @@ class AppTest : public ::testing::Test {
   settings::UserSettings LoadSettings() const;
 
   testing::TempDir dir_;
+};
+
+// A main frame shown on the test's own settings, with a way to open albums in it.
+class FrameTest : public AppTest {
+ protected:
+  void SetUp() override;
+  // Closes the frame, its albums unsaved.
+  void TearDown() override;
+  // Opens the album folder or archive at `location` and waits until it is current.
+  void Open(const std::filesystem::path& location);
+
+  settings::UserSettings user_;
+  std::unique_ptr<MainFrame> frame_;
 };
 
 }  // namespace quorvane::app

@@ -8,6 +8,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include "app/album_document.h"
 #include "app/album_model.h"
 #include "app/album_view.h"
 #include "app/command_table.h"
@@ -18,16 +19,11 @@
 namespace quorvane::app {
 namespace {
 
-class PhotoWindow : public AppTest {
+class PhotoWindow : public FrameTest {
  protected:
   void SetUp() override {
-    AppTest::SetUp();
-    user_ = LoadSettings();
-    frame_ = std::make_unique<MainFrame>(&user_);
-    frame_->show();
-    QSignalSpy opened(frame_.get(), &MainFrame::AlbumOpened);
-    frame_->OpenAlbum(QString::fromStdString(MakeAlbum(dir_ / "library", "Views", 2).string()));
-    ASSERT_EVENTUALLY_EQ(opened.count(), 1);
+    FrameTest::SetUp();
+    Open(MakeAlbum(dir_ / "library", "Views", 2));
     // Enter on the first cell opens it, as a double-click does.
     AlbumView* view = frame_->album_view();
     view->setFocus();
@@ -44,8 +40,6 @@ class PhotoWindow : public AppTest {
     ASSERT_EVENTUALLY(!viewer_->job_runner()->busy());
   }
 
-  settings::UserSettings user_;
-  std::unique_ptr<MainFrame> frame_;
   PhotoViewer* viewer_ = nullptr;
 };
 
@@ -90,6 +84,46 @@ TEST_F(PhotoWindow, EditsHaveTheirOwnHistoryAndCropKeepsTheSelection) {
   // The new step dropped the redo branch.
   EXPECT_EQ(viewer_->action(kCmdRedo)->text(), "&Redo");
   EXPECT_FALSE(viewer_->action(kCmdRedo)->isEnabled());
+}
+
+TEST_F(PhotoWindow, SavedEditsGoIntoTheAlbumAsOneUndoableStep) {
+  album::Album& album = frame_->current_document()->album();
+  EXPECT_FALSE(viewer_->action(kCmdSave)->isEnabled());
+  Run(32799);  // 90 degrees clockwise
+  ASSERT_TRUE(viewer_->has_unsaved_edits());
+  EXPECT_EQ(album.photos()[0].width, 64);  // the album does not have it yet
+
+  Run(kCmdSave);
+  ASSERT_EVENTUALLY(!viewer_->has_unsaved_edits());
+  ASSERT_EVENTUALLY_EQ(frame_->action(kCmdUndo)->text(), QString("&Undo Edit Photo"));
+  EXPECT_EQ(album.photos()[0].width, 48);
+  EXPECT_EQ(album.photos()[0].height, 64);
+  EXPECT_TRUE(album.modified());
+  EXPECT_EQ(frame_->windowTitle(), "Quorvane - Views *");
+
+  frame_->RunCommand(kCmdUndo);
+  ASSERT_EVENTUALLY_EQ(album.photos()[0].width, 64);
+  image::Image on_disk;
+  ASSERT_TRUE(on_disk.Load(album.store().LocalPath(album.photos()[0].image_file)));
+  EXPECT_EQ(on_disk.width(), 64);
+  EXPECT_EQ(frame_->action(kCmdRedo)->text(), "&Redo Edit Photo");
+
+  // Undoing in the window makes it differ from the album again; leaving the photo puts the
+  // window's version back without a question.
+  Run(kCmdUndo);
+  ASSERT_TRUE(viewer_->has_unsaved_edits());
+  frame_->RunCommand(kCmdRedo);
+  ASSERT_EVENTUALLY_EQ(album.photos()[0].width, 48);
+  Run(kCmdNextPhoto);
+  ASSERT_EVENTUALLY(viewer_->header().contains("Photo 2 of 2"));
+  EXPECT_EQ(album.photos()[0].width, 64);
+  EXPECT_EQ(frame_->action(kCmdUndo)->text(), "&Undo Edit Photo");
+
+  // Closing the window does the same.
+  Run(32799);
+  viewer_->close();
+  ASSERT_EVENTUALLY_EQ(album.photos()[1].width, 48);
+  ASSERT_EVENTUALLY(frame_->photo_viewer() == nullptr);
 }
 
 }  // namespace
