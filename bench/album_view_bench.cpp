@@ -29,6 +29,7 @@
 #include "app/album_model.h"
 #include "app/album_view.h"
 #include "app/main_frame.h"
+#include "event_loop_wait.h"
 #include "settings/settings.h"
 
 namespace {
@@ -36,23 +37,8 @@ namespace {
 namespace fs = std::filesystem;
 using quorvane::album::Album;
 using quorvane::album::FolderStore;
-
-// Runs the event loop until `done` or 120 s.
-template <typename Done>
-bool Until(Done done) {
-  QElapsedTimer limit;
-  limit.start();
-  while (!done()) {
-    if (limit.elapsed() > 120000) return false;
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
-  }
-  return true;
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values.empty() ? 0 : values[values.size() / 2];
-}
+using quorvane::bench::Median;
+using quorvane::bench::Until;
 
 // The album of `count` photos; false when it cannot be made.
 bool MakeAlbum(const std::vector<fs::path>& photos, const fs::path& work, int count,

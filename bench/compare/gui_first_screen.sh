@@ -74,8 +74,18 @@ gt() { probe "$1" $(gt_env) gthumb "$folder"; }
 # Warm-up: gThumb's first start writes its registries; ours fills nothing that counts.
 gt warmup > /dev/null
 results=$WORK/results.txt; : > "$results"
+# The probe stops a program without waiting for its end; a cold run starts once the last one
+# has let go of its cache.
+empty_caches() {
+  local tries
+  for tries in 1 2 3 4 5 6 7 8 9 10; do
+    rm -rf "$WORK/qv/cache" "$WORK/gt/cache/thumbnails" 2>/dev/null && return
+    sleep 1
+  done
+  echo "cannot empty the caches" >&2; exit 1
+}
 for ((run = 1; run <= RUNS; run++)); do
-  rm -rf "$WORK/qv/cache" "$WORK/gt/cache/thumbnails"
+  empty_caches
   qv "quorvane cold" | tee -a "$results"
   gt "gthumb cold" | tee -a "$results"
   qv "quorvane warm" | tee -a "$results"
@@ -104,7 +114,9 @@ import re, statistics, sys
 runs = {}
 for line in open(sys.argv[1]):
     m = re.match(r"(\w+ \w+) window (\S+) s; screen stable from (\S+) s", line)
-    if not m or m.group(2) == "None":
+    # A screen "stable" before the window was found means the probe gave up on a program that
+    # had not drawn its window within 3 s of mapping it: no measurement.
+    if not m or m.group(2) == "None" or float(m.group(3)) < float(m.group(2)):
         continue
     runs.setdefault(m.group(1), []).append((float(m.group(2)), float(m.group(3))))
 med = {k: (statistics.median(w for w, _ in v), statistics.median(s for _, s in v), len(v))

@@ -165,6 +165,9 @@ void FileBrowserThumbnails::Post(quint64 generation, int index, BrowserCell cell
 void FileBrowserThumbnails::RunOwner() {
   // The cache and the worker live on this thread alone: opening the cache reads its index, and
   // a new folder waits for the cells being made for the old one.
+  // The image library opens here, beside the window being built, not at the first cell.
+  std::string ignored;
+  (void)image::OpenImageLibrary(&ignored);
   thumbnails::ThumbnailCache cache;
   cache.Open(shared_->cache_folder);
   auto worker = std::make_unique<thumbnails::ThumbnailWorker>(&cache, shared_->worker_options);
