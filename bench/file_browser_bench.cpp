@@ -18,30 +18,21 @@
 
 #include "app/file_browser.h"
 #include "app/file_browser_model.h"
+#include "event_loop_wait.h"
 #include "settings/settings.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using quorvane::app::FileBrowser;
+using quorvane::bench::Median;
+using quorvane::bench::Until;
 
 struct Times {
   double listed_ms = 0;
   double first_screen_ms = 0;
   int first_screen_cells = 0;
 };
-
-// Runs the event loop until `done` or 120 s.
-template <typename Done>
-bool Until(Done done) {
-  QElapsedTimer limit;
-  limit.start();
-  while (!done()) {
-    if (limit.elapsed() > 120000) return false;
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-  }
-  return true;
-}
 
 Times RunOnce(quorvane::settings::UserSettings* user) {
   Times times;
@@ -68,11 +59,6 @@ Times RunOnce(quorvane::settings::UserSettings* user) {
   if (!Until(first_screen_done)) return times;
   times.first_screen_ms = static_cast<double>(clock.nsecsElapsed()) / 1e6;
   return times;
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values.empty() ? 0 : values[values.size() / 2];
 }
 
 }  // namespace

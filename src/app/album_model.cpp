@@ -1,5 +1,7 @@
 #include "app/album_model.h"
 
+#include <mutex>
+
 #include <QImageReader>
 #include <QMimeData>
 #include <QPointer>
@@ -50,14 +52,34 @@ bool DecodeImageRef(const QByteArray& bytes, ImageRef* ref) {
   return true;
 }
 
-AlbumModel::AlbumModel(QObject* parent) : QAbstractListModel(parent), pool_(new QThreadPool(this)) {
-  // Thumbnails are small files: two readers keep the disk busy without starving the jobs.
-  pool_->setMaxThreadCount(2);
+struct AlbumModel::Requests {
+  struct Request {
+    quint64 generation;
+    int row;
+    QString path;
+    QSize fit;  // thumbnails larger than this are fitted into it
+  };
+  std::mutex mutex;
+  std::vector<Request> newest_last;
+  int readers = 0;
+};
+
+// Thumbnails are small files: two readers keep the disk busy without starving the jobs.
+constexpr int kThumbnailReaders = 2;
+
+AlbumModel::AlbumModel(QObject* parent)
+    : QAbstractListModel(parent),
+      requests_(std::make_shared<Requests>()),
+      pool_(new QThreadPool(this)) {
+  pool_->setMaxThreadCount(kThumbnailReaders);
 }
 
 AlbumModel::~AlbumModel() {
   ++generation_;
-  pool_->clear();
+  {
+    std::lock_guard lock(requests_->mutex);
+    requests_->newest_last.clear();
+  }
   pool_->waitForDone();
 }
 
@@ -69,7 +91,10 @@ void AlbumModel::SetDocument(AlbumDocument* document) {
 void AlbumModel::Refresh() {
   beginResetModel();
   ++generation_;
-  pool_->clear();
+  {
+    std::lock_guard lock(requests_->mutex);
+    requests_->newest_last.clear();
+  }
   rows_.clear();
   thumbnails_.clear();
   pending_.clear();
@@ -129,44 +154,56 @@ void AlbumModel::RequestThumbnail(int row) const {
   const Row& entry = rows_[static_cast<size_t>(row)];
   if (pending_.contains(entry.file)) return;
   pending_.insert(entry.file);
+  std::lock_guard lock(requests_->mutex);
+  requests_->newest_last.push_back({generation_, row, entry.thumbnail, cell_ - QSize(2, 2)});
+  if (requests_->readers >= kThumbnailReaders) return;
+  ++requests_->readers;
   QPointer<AlbumModel> self = const_cast<AlbumModel*>(this);
-  const quint64 generation = generation_;
-  const QSize fit = cell_ - QSize(2, 2);
-  const QString file = entry.file;
-  const QString path = entry.thumbnail;
-  pool_->start([self, generation, file, path, fit] {
-    QImage image;
-    if (!path.isEmpty()) {
-      QImageReader reader(path);
-      image = reader.read();
-      // A thumbnail made for another cell size is fitted, never enlarged.
-      if (!image.isNull() && (image.width() > fit.width() || image.height() > fit.height())) {
-        image = image.scaled(fit, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+  pool_->start([self, requests = requests_] {
+    for (;;) {
+      Requests::Request request;
+      {
+        std::lock_guard taking(requests->mutex);
+        if (requests->newest_last.empty()) {
+          --requests->readers;
+          return;
+        }
+        request = std::move(requests->newest_last.back());
+        requests->newest_last.pop_back();
       }
+      QImage image;
+      if (!request.path.isEmpty()) {
+        QImageReader reader(request.path);
+        image = reader.read();
+        // A thumbnail made for another cell size is fitted, never enlarged.
+        const QSize fit = request.fit;
+        if (!image.isNull() && (image.width() > fit.width() || image.height() > fit.height())) {
+          image = image.scaled(fit, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        }
+      }
+      // Converted here, so the window thread only wraps it in a pixmap.
+      if (!image.isNull()) image = image.convertToFormat(QImage::Format_RGB32);
+      QMetaObject::invokeMethod(
+          self,
+          [self, generation = request.generation, row = request.row, image] {
+            if (self) self->OnThumbnail(generation, row, image);
+          },
+          Qt::QueuedConnection);
     }
-    QMetaObject::invokeMethod(
-        self,
-        [self, generation, file, image] {
-          if (self) self->OnThumbnail(generation, file, image);
-        },
-        Qt::QueuedConnection);
   });
 }
 
-void AlbumModel::OnThumbnail(quint64 generation, const QString& file, const QImage& image) {
-  if (generation != generation_) return;
+void AlbumModel::OnThumbnail(quint64 generation, int row, const QImage& image) {
+  if (generation != generation_ || row < 0 || static_cast<size_t>(row) >= rows_.size()) return;
+  const QString& file = rows_[static_cast<size_t>(row)].file;
   pending_.remove(file);
   if (image.isNull()) {
     failed_.insert(file);
   } else {
     thumbnails_.insert(file, QPixmap::fromImage(image));
   }
-  for (size_t i = 0; i < rows_.size(); ++i) {
-    if (rows_[i].file == file) {
-      const QModelIndex changed = index(static_cast<int>(i));
-      emit dataChanged(changed, changed, {Qt::DecorationRole, kMissingRole});
-    }
-  }
+  const QModelIndex changed = index(row);
+  emit dataChanged(changed, changed, {Qt::DecorationRole, kMissingRole});
   if (pending_.isEmpty()) emit ThumbnailsLoaded();
 }
 

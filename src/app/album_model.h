@@ -5,6 +5,7 @@
 // drops of either, or of image files, become requests the album's operations carry out.
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include <QAbstractListModel>
@@ -91,8 +92,11 @@ class AlbumModel : public QAbstractListModel {
     QString thumbnail;  // where its thumbnail can be read
     QString photo;      // where the photo itself can be read
   };
+  // Thumbnails still to be read, shared with the reading threads: the newest request is
+  // read first, so the cells in view come before those scrolled past.
+  struct Requests;
   void RequestThumbnail(int row) const;
-  void OnThumbnail(quint64 generation, const QString& file, const QImage& image);
+  void OnThumbnail(quint64 generation, int row, const QImage& image);
 
   AlbumDocument* document_ = nullptr;
   std::vector<Row> rows_;
@@ -102,6 +106,7 @@ class AlbumModel : public QAbstractListModel {
   mutable QHash<QString, QPixmap> thumbnails_;
   mutable QSet<QString> pending_;
   mutable QSet<QString> failed_;
+  std::shared_ptr<Requests> requests_;
   QThreadPool* pool_;
 };
 

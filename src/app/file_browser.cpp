@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include <QAbstractFileIconProvider>
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QDragMoveEvent>
@@ -14,6 +15,7 @@
 #include <QMimeData>
 #include <QScrollBar>
 #include <QSplitter>
+#include <QStyle>
 #include <QTimer>
 #include <QTreeView>
 #include <QVBoxLayout>
@@ -54,6 +56,18 @@ QString MoveOne(const fs::path& source, const fs::path& folder) {
       .arg(QString::fromStdString(source.string()), QString::fromStdString(ec.message()));
 }
 
+// The tree's icons from the entry's kind alone. The default asks the type database about
+// every entry the tree's model reads, files included, and a folder of thousands of files kept
+// the tree filling in (and the window changing) for seconds after the thumbnails were shown.
+class KindIconProvider : public QAbstractFileIconProvider {
+ public:
+  QIcon icon(const QFileInfo& info) const override {
+    if (info.isRoot()) return QAbstractFileIconProvider::icon(Drive);
+    return QAbstractFileIconProvider::icon(info.isDir() ? Folder : File);
+  }
+  using QAbstractFileIconProvider::icon;
+};
+
 }  // namespace
 
 FileBrowser::FileBrowser(settings::UserSettings* user, QWidget* parent)
@@ -68,6 +82,10 @@ FileBrowser::FileBrowser(settings::UserSettings* user, QWidget* parent)
 
   splitter_ = new QSplitter(Qt::Vertical, this);
   folders_ = new QFileSystemModel(this);
+  // Shared by every browser and never destroyed: the model's reading thread may still ask it
+  // for an icon while the model goes away.
+  static KindIconProvider* const kind_icons = new KindIconProvider;
+  folders_->setIconProvider(kind_icons);
   folders_->setFilter(QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Drives);
   folders_->setRootPath(QDir::rootPath());
   folders_->setReadOnly(true);  // drops onto folders are ours (eventFilter), not the model's
@@ -144,6 +162,16 @@ FileBrowser::FileBrowser(settings::UserSettings* user, QWidget* parent)
 }
 
 FileBrowser::~FileBrowser() { moves_.waitForDone(); }
+
+QSize FileBrowser::sizeHint() const {
+  constexpr int kColumns = 4;
+  const int chrome = cells_->frameWidth() * 2 + cells_->verticalScrollBar()->sizeHint().width() +
+                     style()->pixelMetric(QStyle::PM_DockWidgetFrameWidth) * 2 + 4;
+  // Beside the album, never much more than half the window.
+  const int width = std::min(cells_->gridSize().width() * kColumns + chrome,
+                             window() != this ? window()->width() * 11 / 20 : QWIDGETSIZE_MAX);
+  return {std::max(width, QWidget::sizeHint().width()), QWidget::sizeHint().height()};
+}
 
 void FileBrowser::ShowFolder(const QString& folder) {
   const QString clean = QDir::cleanPath(folder);

@@ -44,6 +44,10 @@ class FileBrowser : public QWidget {
   QListView* cells() const { return cells_; }
   QTreeView* tree() const { return tree_; }
 
+  // Wide enough for four columns of cells, so a first start shows a grid, not a strip; in a
+  // small window not much more than half of it.
+  QSize sizeHint() const override;
+
  signals:
   // Enter or a double click on cells: the files chosen.
   void FilesActivated(const QStringList& files);

@@ -1,6 +1,8 @@
 #include "app/file_browser_thumbnails.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstring>
 #include <utility>
 #include <variant>
 
@@ -23,8 +25,7 @@ int OptionNumber(const settings::Settings& values, std::string_view name, int fa
 }
 
 // What the window needs of a cell, prepared on the worker that made it.
-BrowserCell ToBrowserCell(const thumbnails::ThumbnailCell& made,
-                          const thumbnails::ThumbnailCache& cache) {
+BrowserCell ToBrowserCell(const thumbnails::ThumbnailCell& made) {
   BrowserCell cell;
   std::error_code ec;
   const uintmax_t bytes = fs::file_size(made.path, ec);
@@ -34,13 +35,8 @@ BrowserCell ToBrowserCell(const thumbnails::ThumbnailCell& made,
     return cell;
   }
   cell.image = ToQImage(made.image);
-  std::string error;
-  if (auto entry = cache.Lookup(made.path.string())) {
-    cell.source_size = QSize(entry->cx, entry->cy);
-  } else if (image::ImageInfo info;
-             image::ReadImageInfo(made.path, image::ImageFormat::kUnknown, &info, &error)) {
-    // A disabled cache remembers nothing: the file's header has the size.
-    cell.source_size = QSize(info.width, info.height);
+  if (made.source_width > 0 && made.source_height > 0) {
+    cell.source_size = QSize(made.source_width, made.source_height);
   }
   return cell;
 }
@@ -155,26 +151,39 @@ void FileBrowserThumbnails::Post(quint64 generation, int index, BrowserCell cell
 void FileBrowserThumbnails::RunOwner() {
   // The cache and the worker live on this thread alone: opening the cache reads its index, and
   // a new folder waits for the cells being made for the old one.
+  // The image library opens here, beside the window being built, not at the first cell.
+  std::string ignored;
+  (void)image::OpenImageLibrary(&ignored);
   thumbnails::ThumbnailCache cache;
   cache.Open(shared_->cache_folder);
   auto worker = std::make_unique<thumbnails::ThumbnailWorker>(&cache, shared_->worker_options);
   quint64 current = 0;
   const int cell_width = cell_pixels_.width();
   const int cell_height = cell_pixels_.height();
+  // New thumbnails go into the index every few seconds, not only at the end: a program that
+  // is killed, or ends with the session, still finds them next time.
+  constexpr auto kIndexEvery = std::chrono::seconds(2);
+  auto next_index = std::chrono::steady_clock::now() + kIndexEvery;
   std::unique_lock lock(shared_->mutex);
   for (;;) {
-    shared_->wake.wait(lock, [&] {
+    const bool woken = shared_->wake.wait_until(lock, next_index, [&] {
       return shared_->stopping || shared_->folder.has_value() || shared_->range.has_value();
     });
+    if (!woken) {
+      lock.unlock();
+      if (cache.unsaved()) (void)cache.Flush();
+      next_index = std::chrono::steady_clock::now() + kIndexEvery;
+      lock.lock();
+      continue;
+    }
     if (shared_->stopping) break;
     if (shared_->folder) {
       const Shared::Folder folder = *std::exchange(shared_->folder, std::nullopt);
       lock.unlock();
       auto gate = std::make_shared<Gate>();
-      thumbnails::ThumbnailCache* cache_ptr = &cache;
-      auto deliver = [this, gate, cache_ptr,
+      auto deliver = [this, gate,
                       generation = folder.generation](thumbnails::ThumbnailCell&& made) {
-        BrowserCell cell = ToBrowserCell(made, *cache_ptr);
+        BrowserCell cell = ToBrowserCell(made);
         gate->WaitOpen();
         Post(generation, static_cast<int>(made.index), std::move(cell));
       };

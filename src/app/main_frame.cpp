@@ -317,7 +317,13 @@ void MainFrame::BuildPanes() {
 void MainFrame::RestoreLayout() {
   settings::SettingsBackend& backend = *user_->backend;
   const settings::WindowLayout frame = settings::LoadLayout(backend, settings::kLayoutFramePrefix);
-  resize(900, 640);
+  // A first start takes most of the screen, as a photo program should.
+  if (const QScreen* primary = QGuiApplication::primaryScreen()) {
+    const QSize available = primary->availableSize();
+    resize((available * 0.8).expandedTo(QSize(900, 640)).boundedTo(available));
+  } else {
+    resize(900, 640);
+  }
   if (frame.placement) {
     const settings::LayoutRect& r = frame.placement->normal_position;
     const QRect rect(r.left, r.top, r.right - r.left, r.bottom - r.top);

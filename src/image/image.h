@@ -106,6 +106,11 @@ struct DecodeMemory {
 void SetDecodeMemory(const DecodeMemory& limits);
 DecodeMemory GetDecodeMemory();
 
+// Opens the image library now rather than at the first picture, e.g. on a worker while a
+// window is being built, so the first thumbnails do not wait for it. False with the reason in
+// *error when the library cannot be opened. Thread-safe; later calls return at once.
+bool OpenImageLibrary(std::string* error);
+
 inline constexpr int kDefaultJpegQuality = 90;
 
 // A size that fits `width` x `height` inside `max_width` x `max_height` with the aspect kept and

@@ -12,6 +12,8 @@
 
 namespace quorvane::image {
 
+bool OpenImageLibrary(std::string* error) { return internal::EnsureVips(error); }
+
 FitSize FitInside(int width, int height, int max_width, int max_height) {
   if (width <= max_width && height <= max_height) return {width, height};
   return FitProportionally(width, height, max_width, max_height);

@@ -337,7 +337,9 @@ void AtomicFile::Discard() {
   ::close(std::exchange(fd_, -1));
 }
 
-bool FlushFile(const fs::path& path, std::string* error) {
+namespace {
+
+bool SyncFile(const fs::path& path, std::string* error) {
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0 || ::fsync(fd) != 0) {
     const int saved = errno;
@@ -346,7 +348,27 @@ bool FlushFile(const fs::path& path, std::string* error) {
     return false;
   }
   ::close(fd);
+  return true;
+}
+
+}  // namespace
+
+bool FlushFile(const fs::path& path, std::string* error) {
+  if (!SyncFile(path, error)) return false;
   SyncFolder(FolderOf(path));
+  return true;
+}
+
+bool FlushFiles(const std::vector<fs::path>& paths, std::string* error) {
+  std::vector<fs::path> folders;
+  for (const fs::path& path : paths) {
+    if (!SyncFile(path, error)) return false;
+    fs::path folder = FolderOf(path);
+    if (std::find(folders.begin(), folders.end(), folder) == folders.end()) {
+      folders.push_back(std::move(folder));
+    }
+  }
+  for (const fs::path& folder : folders) SyncFolder(folder);
   return true;
 }
 
@@ -533,6 +555,7 @@ bool CopyFileAtomically(const fs::path& source, const fs::path& target, std::str
 
 // Every write above commits on close.
 bool FlushFile(const fs::path&, std::string*) { return true; }
+bool FlushFiles(const std::vector<fs::path>&, std::string*) { return true; }
 
 bool ExchangeFiles(const fs::path& a, const fs::path& b, std::string* error) {
   if (const int moved = MoveWhenOneIsMissing(a, b, error); moved >= 0) return moved == 1;

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvane::platform {
 
@@ -87,6 +88,9 @@ bool CopyFileAtomically(const std::filesystem::path& source, const std::filesyst
 
 // Flushes a file written with Flush::kLater, and its folder entry, to the disk.
 bool FlushFile(const std::filesystem::path& path, std::string* error);
+// The same for many files at once: each folder is flushed once, after its files. Stops at
+// the first file that fails, with its error.
+bool FlushFiles(const std::vector<std::filesystem::path>& paths, std::string* error);
 
 // Swaps two files in one step where the system can (Linux), with three renames otherwise.
 // When only one of them exists it moves to the other name; when neither does, nothing

@@ -95,6 +95,7 @@ bool ThumbnailCache::Open(const fs::path& folder) {
   changed_ = false;
   map_->Clear();
   used_names_.clear();
+  unflushed_.clear();
   std::error_code ec;
   if (folder.empty()) return false;
   fs::create_directories(folder, ec);
@@ -113,17 +114,13 @@ bool ThumbnailCache::Open(const fs::path& folder) {
   return true;
 }
 
-void ThumbnailCache::Close() {
-  std::lock_guard lock(mutex_);
-  if (!enabled_) return;
-  // An index nothing was added to since it was read or written is left as it is.
-  if (changed_) WriteIndexLocked();
-  enabled_ = false;
-}
+void ThumbnailCache::Close() { (void)WriteIndex(/*closing=*/true); }
 
-bool ThumbnailCache::Flush() {
+bool ThumbnailCache::Flush() { return WriteIndex(/*closing=*/false); }
+
+bool ThumbnailCache::unsaved() const {
   std::lock_guard lock(mutex_);
-  return enabled_ && WriteIndexLocked();
+  return enabled_ && changed_;
 }
 
 bool ThumbnailCache::enabled() const {
@@ -202,15 +199,25 @@ bool ThumbnailCache::Add(std::string_view source_path, const image::Image& thumb
   uint64_t ticks = 0;
   (void)platform::ReadFileWriteTime(std::string(source_path), &ticks);
   // Saving outside the lock lets other workers go on; the reserved name keeps them off it.
-  const bool saved = thumbnail.Save(target, image::ImageFormat::kJpeg);
+  // The file reaches the disk only before the index that names it does (WriteIndex): a
+  // flush per thumbnail would keep the worker waiting on the disk, not on the decoding.
+  std::vector<uint8_t> bytes;
+  std::string save_error;
+  bool saved = thumbnail.SaveToMemory(&bytes, image::ImageFormat::kJpeg);
+  if (!saved) save_error = thumbnail.last_error();
+  saved = saved &&
+          platform::WriteFileAtomically(
+              target, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
+              &save_error, platform::Flush::kLater);
 
   std::lock_guard lock(mutex_);
   reserved_names_.erase(name);
   if (!saved) {
-    if (error != nullptr) *error = thumbnail.last_error();
+    if (error != nullptr) *error = std::move(save_error);
     return false;
   }
   if (!enabled_) return true;  // closed while saving: the file stays, unindexed
+  unflushed_.push_back(target);
   used_names_.insert(name);
   changed_ = true;
   map_->Set({name, std::string(source_path), platform::LowHalf(ticks), platform::HighHalf(ticks),
@@ -306,15 +313,36 @@ void ThumbnailCache::LoadIndexLocked(std::string bytes) {
   }
 }
 
-bool ThumbnailCache::WriteIndexLocked() {
-  std::string error;
-  if (!platform::WriteFileAtomically(folder_ / kThumbnailIndexName, IndexTextLocked(), &error)) {
-    last_write_error_ = std::move(error);
-    return false;
+bool ThumbnailCache::WriteIndex(bool closing) {
+  // One writer at a time, so an older index never lands over a newer one.
+  std::lock_guard writing(write_mutex_);
+  std::vector<fs::path> thumbnails;
+  std::string text;
+  fs::path target;
+  {
+    std::lock_guard lock(mutex_);
+    if (!enabled_) return false;
+    if (closing) enabled_ = false;
+    // An index nothing was added to since it was read or written is left as it is.
+    if (closing && !changed_) return true;
+    thumbnails.swap(unflushed_);
+    text = IndexTextLocked();
+    target = folder_ / kThumbnailIndexName;
+    changed_ = false;
   }
-  last_write_error_.clear();
-  changed_ = false;
-  return true;
+  // The disk is waited for outside the lock: workers go on looking up and adding meanwhile.
+  std::string error;
+  const bool written = platform::FlushFiles(thumbnails, &error) &&
+                       platform::WriteFileAtomically(target, text, &error);
+  std::lock_guard lock(mutex_);
+  if (written) {
+    last_write_error_.clear();
+    return true;
+  }
+  last_write_error_ = std::move(error);
+  changed_ = true;  // tried again by the next write
+  unflushed_.insert(unflushed_.end(), thumbnails.begin(), thumbnails.end());
+  return false;
 }
 
 }  // namespace quorvane::thumbnails

@@ -59,7 +59,12 @@ class ThumbnailCache {
   // run starts from the older index); last_write_error() says why.
   void Close();
   // Writes the index now and stays open; false when the write failed or the cache is disabled.
+  // Thumbnail files are written without waiting for the disk; Flush and Close make them
+  // durable first, so the index on disk never names a thumbnail a crash could lose. Safe
+  // while workers add: they are not held up by the disk.
   bool Flush();
+  // True when entries were added since the index was last read or written.
+  bool unsaved() const;
 
   bool enabled() const;
   // The cache folder's path with a trailing separator.
@@ -99,8 +104,9 @@ class ThumbnailCache {
   std::string ReserveName(std::string_view source_path);
   std::string IndexTextLocked() const;
   void LoadIndexLocked(std::string bytes);
-  bool WriteIndexLocked();
+  bool WriteIndex(bool closing);
 
+  std::mutex write_mutex_;  // held through a whole index write, taken before mutex_
   mutable std::mutex mutex_;
   std::unique_ptr<internal::ThumbnailCacheMap> map_;
   std::filesystem::path folder_;
@@ -109,6 +115,7 @@ class ThumbnailCache {
   bool changed_ = false;                               // entries differ from the index file
   std::set<std::string, std::less<>> reserved_names_;  // names being written right now
   std::unordered_set<std::string> used_names_;         // names entries point at
+  std::vector<std::filesystem::path> unflushed_;       // thumbnails written since the index
   std::string last_write_error_;
 };
 

@@ -147,27 +147,38 @@ void ThumbnailWorker::Run() {
     std::shared_ptr<const Job> job = job_;
     ++busy_;
     lock.unlock();
-    ThumbnailCell cell = MakeCell(*job, index);
+    Image made;
+    ThumbnailCell cell = MakeCell(*job, index, &made);
+    const std::string path_text = cell.path.string();
+    const int source_width = cell.source_width;
+    const int source_height = cell.source_height;
     // Cancel waits for busy workers, so a cell of a cancelled job is delivered before Cancel
     // returns or, once the job is gone, not at all.
     lock.lock();
     const bool current = job_ == job;
     lock.unlock();
     if (current) job->on_ready(std::move(cell));
+    // Stored after the cell went out: the view does not wait for the encoding and the write.
+    // A thumbnail that cannot be stored was still shown; the next run makes it again.
+    if (made.IsValid()) {
+      (void)cache_->Add(path_text, made, job->cell_width, job->cell_height, source_width,
+                        source_height);
+    }
     lock.lock();
     if (--busy_ == 0 && pending_.empty()) idle_.notify_all();
   }
 }
 
-ThumbnailCell ThumbnailWorker::MakeCell(const Job& job, size_t index) const {
+ThumbnailCell ThumbnailWorker::MakeCell(const Job& job, size_t index, Image* made) const {
   ThumbnailCell cell;
   cell.index = index;
   cell.path = (*job.files)[index];
-  const std::string path_text = cell.path.string();
-  const std::optional<ThumbnailCacheEntry> entry = cache_->Lookup(path_text);
+  const std::optional<ThumbnailCacheEntry> entry = cache_->Lookup(cell.path.string());
+  if (entry.has_value()) {
+    cell.source_width = entry->cx;
+    cell.source_height = entry->cy;
+  }
   Image thumbnail;
-  int source_width = 0;
-  int source_height = 0;
   if (entry.has_value() && !ThumbnailCache::IsStale(*entry, job.cell_width, job.cell_height)) {
     if (cache_->LoadThumbnail(*entry, &thumbnail)) {
       cell.outcome = CellOutcome::kCached;
@@ -175,12 +186,10 @@ ThumbnailCell ThumbnailWorker::MakeCell(const Job& job, size_t index) const {
       cell.error = thumbnail.last_error();
     }
   } else if (MakeCellThumbnail(cell.path, job.cell_width, job.cell_height, options_.mode,
-                               options_.use_exif_preview, &thumbnail, &source_width, &source_height,
-                               &cell.error)) {
+                               options_.use_exif_preview, &thumbnail, &cell.source_width,
+                               &cell.source_height, &cell.error)) {
     cell.outcome = entry.has_value() ? CellOutcome::kRemade : CellOutcome::kMade;
-    // A thumbnail that cannot be stored is still shown; the next run makes it again.
-    (void)cache_->Add(path_text, thumbnail, job.cell_width, job.cell_height, source_width,
-                      source_height);
+    *made = thumbnail;
   } else if (entry.has_value() && cache_->LoadThumbnail(*entry, &thumbnail)) {
     // The source cannot be decoded any more: the older thumbnail is better than none.
     cell.outcome = CellOutcome::kCached;

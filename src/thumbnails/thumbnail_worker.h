@@ -38,8 +38,10 @@ struct ThumbnailCell {
   size_t index = 0;  // position in the folder's file list
   std::filesystem::path path;
   CellOutcome outcome = CellOutcome::kFailed;
-  image::Image image;  // cell-sized, white around the thumbnail; empty when failed
-  std::string error;   // why it failed
+  image::Image image;    // cell-sized, white around the thumbnail; empty when failed
+  std::string error;     // why it failed
+  int source_width = 0;  // the photo's size, when known (0 otherwise)
+  int source_height = 0;
 };
 
 // Makes one file's thumbnail for a cell: fitted into (cell width - 2) x (cell height - 2),
@@ -86,7 +88,9 @@ class ThumbnailWorker {
  private:
   struct Job;
   void Run();
-  ThumbnailCell MakeCell(const Job& job, size_t index) const;
+  // Makes the cell of file `index`; a thumbnail made from the source is left in *made for
+  // the cache, which stores it once the cell has been delivered.
+  ThumbnailCell MakeCell(const Job& job, size_t index, image::Image* made) const;
 
   ThumbnailCache* cache_;
   ThumbnailWorkerOptions options_;

@@ -52,6 +52,12 @@ TEST(FileUtilTest, ErrorsNameThePathAndTheReason) {
                        "\": No such file or directory");
   EXPECT_FALSE(ReadWholeFile(dir.path(), &bytes, &error));  // a folder is not a file
   EXPECT_FALSE(IsRegularFile(dir.path()));
+  // Flushing many files stops at the first that is not there, and names it.
+  ASSERT_TRUE(WriteFileAtomically(dir / "later.jpg", "x", &error, Flush::kLater)) << error;
+  EXPECT_TRUE(FlushFiles({dir / "later.jpg"}, &error)) << error;
+  EXPECT_FALSE(FlushFiles({dir / "later.jpg", dir / "gone.jpg"}, &error));
+  EXPECT_EQ(error,
+            "Unable to write \"" + (dir / "gone.jpg").string() + "\": No such file or directory");
 }
 
 TEST(FileUtilTest, CopyIsWholeOrNothing) {

@@ -188,11 +188,14 @@ TEST_F(ThumbnailCacheTest, FolderThatCannotBeMadeDisablesTheCache) {
   EXPECT_EQ(testing::ReadTextFile(dir_ / "file"), "x");
 }
 
-TEST_F(ThumbnailCacheTest, FailedIndexWriteIsIgnoredAndKeepsTheOldIndex) {
+TEST_F(ThumbnailCacheTest, FailedIndexWriteIsIgnoredKeepsTheOldIndexAndIsTriedAgain) {
   ThumbnailCache cache;
   ASSERT_TRUE(cache.Open(CacheFolder()));
+  EXPECT_FALSE(cache.unsaved());
   ASSERT_TRUE(cache.Add(Source("a.jpg").string(), Thumb(), 120, 90, 1, 1));
+  EXPECT_TRUE(cache.unsaved());
   ASSERT_TRUE(cache.Flush());
+  EXPECT_FALSE(cache.unsaved());
   const std::string written = testing::ReadTextFile(CacheFolder() / "_index.xml");
   ASSERT_TRUE(cache.Add(Source("b.jpg").string(), Thumb(), 120, 90, 1, 1));
   // A folder in the index's place makes the rename fail.
@@ -200,8 +203,16 @@ TEST_F(ThumbnailCacheTest, FailedIndexWriteIsIgnoredAndKeepsTheOldIndex) {
   fs::create_directories(CacheFolder() / "_index.xml" / "blocker");
   EXPECT_FALSE(cache.Flush());
   EXPECT_FALSE(cache.last_write_error().empty());
-  cache.Close();
+  EXPECT_TRUE(cache.unsaved());  // still to be written
   EXPECT_EQ(testing::ReadTextFile(dir_ / "saved.xml"), written);
+
+  // Once the way is clear, the close writes both entries after all.
+  fs::remove_all(CacheFolder() / "_index.xml");
+  cache.Close();
+  EXPECT_TRUE(cache.last_write_error().empty()) << cache.last_write_error();
+  ThumbnailCache again;
+  ASSERT_TRUE(again.Open(CacheFolder()));
+  EXPECT_EQ(again.size(), 2u);
 }
 
 }  // namespace

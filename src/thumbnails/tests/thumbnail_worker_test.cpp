@@ -105,9 +105,14 @@ TEST_F(ThumbnailWorkerTest, MakesCachesAndRemakesExactlyWhatChanged) {
   EXPECT_TRUE(White(small, 34, 24) && !White(small, 35, 25));
   EXPECT_TRUE(!White(small, 84, 64) && White(small, 85, 65));
   EXPECT_EQ(cache_.Lookup((photos_ / "a.jpg").string()).value().cx, 1600);
+  EXPECT_EQ(cells["a.jpg"].source_width, 1600);
+  EXPECT_EQ(cells["a.jpg"].source_height, 1200);
 
-  EXPECT_EQ(Outcomes(Show(worker, photos_, 120, 90)),
-            "a.jpg:cached b.JPG:cached broken.png:failed small.jpg:cached");
+  // Cached cells know the photo's size from the cache alone.
+  cells = Show(worker, photos_, 120, 90);
+  EXPECT_EQ(Outcomes(cells), "a.jpg:cached b.JPG:cached broken.png:failed small.jpg:cached");
+  EXPECT_EQ(cells["b.JPG"].source_width, 400);
+  EXPECT_EQ(cells["b.JPG"].source_height, 300);
 
   // A new cell size remakes everything; the cells have the new size.
   cells = Show(worker, photos_, 80, 60);
