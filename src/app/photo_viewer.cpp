@@ -17,9 +17,9 @@
 #include <QVBoxLayout>
 
 #include "app/command_table.h"
+#include "app/edit_value_dialog.h"
 #include "app/html_pane.h"
 #include "app/html_resources.h"
-#include "app/edit_value_dialog.h"
 #include "app/job_runner.h"
 #include "app/link_router.h"
 #include "app/qt_image.h"
