@@ -167,9 +167,9 @@ QSize FileBrowser::sizeHint() const {
   constexpr int kColumns = 4;
   const int chrome = cells_->frameWidth() * 2 + cells_->verticalScrollBar()->sizeHint().width() +
                      style()->pixelMetric(QStyle::PM_DockWidgetFrameWidth) * 2 + 4;
-  // Beside the album, never much more than half the window.
+  // Beside the album, never more than a little under half the window: the album is the main view.
   const int width = std::min(cells_->gridSize().width() * kColumns + chrome,
-                             window() != this ? window()->width() * 11 / 20 : QWIDGETSIZE_MAX);
+                             window() != this ? window()->width() * 9 / 20 : QWIDGETSIZE_MAX);
   return {std::max(width, QWidget::sizeHint().width()), QWidget::sizeHint().height()};
 }
 

@@ -45,7 +45,7 @@ class FileBrowser : public QWidget {
   QTreeView* tree() const { return tree_; }
 
   // Wide enough for four columns of cells, so a first start shows a grid, not a strip; in a
-  // small window not much more than half of it.
+  // small window a little under half of it.
   QSize sizeHint() const override;
 
  signals:

@@ -344,7 +344,7 @@ void MainFrame::RestoreLayout() {
   }
   const settings::WindowLayout splitter =
       settings::LoadLayout(backend, settings::kLayoutSplitterPrefix);
-  const int left = splitter.splitter_pos.value_or(220);
+  const int left = splitter.splitter_pos.value_or(170);
   splitter_->setSizes({left, std::max(width() - left, 200)});
 }
 
