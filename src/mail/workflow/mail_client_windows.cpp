@@ -1,10 +1,14 @@
 // Simple MAPI of the default mail client: the library named by the client's registry entry,
 // loaded when a message is handed over. Built on Windows only.
-#include <mapi.h>
 #include <memory>
 #include <string>
 #include <vector>
+
+// <windows.h> first: <mapi.h> uses its types without including it.
 #include <windows.h>
+// clang-format off
+#include <mapi.h>
+// clang-format on
 
 #include "mail/workflow/mail_client.h"
 
@@ -53,6 +57,13 @@ struct LibraryCloser {
   void operator()(HMODULE module) const { FreeLibrary(module); }
 };
 
+// An entry point of the client's library as its real type. The detour through a function
+// taking nothing is the one cast between function types that compilers accept silently.
+template <typename Function>
+Function Entry(HMODULE library, const char* name) {
+  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
+}
+
 }  // namespace
 
 ClientResult SendThroughMailClient(const ClientMessage& message, std::string* error) {
@@ -61,13 +72,11 @@ ClientResult SendThroughMailClient(const ClientMessage& message, std::string* er
   std::unique_ptr<std::remove_pointer_t<HMODULE>, LibraryCloser> library(
       LoadLibraryA(path.c_str()));
   if (!library) return ClientResult::kNoClient;
-  const auto logon = reinterpret_cast<LPMAPILOGON>(GetProcAddress(library.get(), "MAPILogon"));
-  const auto logoff = reinterpret_cast<LPMAPILOGOFF>(GetProcAddress(library.get(), "MAPILogoff"));
-  const auto send = reinterpret_cast<LPMAPISENDMAIL>(GetProcAddress(library.get(), "MAPISendMail"));
-  const auto resolve =
-      reinterpret_cast<LPMAPIRESOLVENAME>(GetProcAddress(library.get(), "MAPIResolveName"));
-  const auto free_buffer =
-      reinterpret_cast<LPMAPIFREEBUFFER>(GetProcAddress(library.get(), "MAPIFreeBuffer"));
+  const auto logon = Entry<LPMAPILOGON>(library.get(), "MAPILogon");
+  const auto logoff = Entry<LPMAPILOGOFF>(library.get(), "MAPILogoff");
+  const auto send = Entry<LPMAPISENDMAIL>(library.get(), "MAPISendMail");
+  const auto resolve = Entry<LPMAPIRESOLVENAME>(library.get(), "MAPIResolveName");
+  const auto free_buffer = Entry<LPMAPIFREEBUFFER>(library.get(), "MAPIFreeBuffer");
   if (logon == nullptr || logoff == nullptr || send == nullptr || resolve == nullptr ||
       free_buffer == nullptr) {
     return ClientResult::kNoClient;
