@@ -11,6 +11,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/shared_tools.sh"
+. "$here/bench_exim.sh"
 cli=$(readlink -f "${1:-build/release/src/cli/quorvane-cli}")
 photos=${2:-/work/corpus/photos}
 runs=${3:-5}
@@ -49,36 +50,7 @@ echo "resize for mail (800x600): ours $(python3 -c "print(round($count/$ours_res
      "(CPU seconds: ours $ours_cpu, llgal $llgal_cpu)"
 
 # 2. The whole mail album against resize + zip + msmtp.
-port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
-cat > "$work/exim.conf" <<CONF
-primary_hostname = bench.test
-spool_directory = $work/spool
-log_file_path = $work/%slog
-exim_user = $(id -un)
-exim_group = $(id -gn)
-never_users =
-keep_environment =
-queue_only = true
-local_interfaces = 127.0.0.1
-host_lookup =
-rfc1413_hosts =
-message_size_limit = 400M
-acl_smtp_rcpt = acl_rcpt
-begin acl
-acl_rcpt:
-  accept
-begin routers
-all:
-  driver = accept
-  transport = nowhere
-begin transports
-nowhere:
-  driver = appendfile
-  file = /dev/null
-CONF
-exim4 -C "$work/exim.conf" -bdf -oX "$port" >"$work/exim.out" 2>&1 &
-pid=$!
-for _ in $(seq 100); do (exec 3<>/dev/tcp/127.0.0.1/"$port") 2>/dev/null && break; sleep 0.05; done
+start_bench_exim 400M
 "$cli" settings set smtp.server 127.0.0.1 >/dev/null
 "$cli" settings set smtp.port "$port" >/dev/null
 "$cli" settings set email.address ann@bench.test >/dev/null

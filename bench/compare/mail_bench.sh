@@ -12,41 +12,12 @@ if ! command -v msmtp >/dev/null; then  # the bench's own tool, not a project de
   $sudo apt-get install -y --no-install-recommends msmtp >/dev/null ||
     { echo "msmtp is not installed and could not be installed" >&2; exit 2; }
 fi
+here=$(cd "$(dirname "$0")" && pwd)
+. "$here/bench_exim.sh"
 work=$(mktemp -d)
 pid=""
 trap '[ -n "$pid" ] && kill "$pid"; rm -rf "$work"' EXIT
-port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
-user=$(id -un)
-mkdir -p "$work/spool"
-cat > "$work/exim.conf" <<CONF
-primary_hostname = bench.test
-spool_directory = $work/spool
-log_file_path = $work/%slog
-exim_user = $user
-exim_group = $(id -gn)
-never_users =
-keep_environment =
-queue_only = true
-local_interfaces = 127.0.0.1
-host_lookup =
-rfc1413_hosts =
-message_size_limit = 200M
-acl_smtp_rcpt = acl_rcpt
-begin acl
-acl_rcpt:
-  accept
-begin routers
-all:
-  driver = accept
-  transport = nowhere
-begin transports
-nowhere:
-  driver = appendfile
-  file = /dev/null
-CONF
-exim4 -C "$work/exim.conf" -bdf -oX "$port" >"$work/exim.out" 2>&1 &
-pid=$!
-for _ in $(seq 100); do (exec 3<>/dev/tcp/127.0.0.1/"$port") 2>/dev/null && break; sleep 0.05; done
+start_bench_exim 200M
 head -c 20000000 /dev/urandom > "$work/album.qvo"
 printf 'host 127.0.0.1\nport %s\nfrom ann@bench.test\nauth off\ntls off\n' "$port" > "$work/msmtprc"
 chmod 600 "$work/msmtprc"
