@@ -37,3 +37,25 @@ function(quorvane_tests sub)
   gtest_discover_tests(quorvane_${sub}_tests DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
                        PROPERTIES ENVIRONMENT "QUORVANE_TESTDATA=${PROJECT_SOURCE_DIR}/testdata")
 endfunction()
+
+# Copies built-in template packages (one sub-folder of the calling folder each) into `folder`
+# beside quorvane-cli, where the program looks for its installed packages, whenever one of
+# their files changes; quorvane-cli depends on the copy.
+#   quorvane_install_packages(<target> <folder> <what, for the build log> <package>...)
+function(quorvane_install_packages target folder what)
+  set(copy_commands)
+  set(all_files)
+  foreach(name IN LISTS ARGN)
+    file(GLOB files CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*)
+    list(APPEND all_files ${files})
+    list(APPEND copy_commands COMMAND ${CMAKE_COMMAND} -E copy_directory
+         ${CMAKE_CURRENT_SOURCE_DIR}/${name} $<TARGET_FILE_DIR:quorvane-cli>/${folder}/${name})
+  endforeach()
+  set(stamp ${CMAKE_CURRENT_BINARY_DIR}/${target}.stamp)
+  add_custom_command(OUTPUT ${stamp} ${copy_commands}
+                     COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
+                     DEPENDS ${all_files}
+                     COMMENT "Installing ${what} beside quorvane-cli")
+  add_custom_target(${target} ALL DEPENDS ${stamp})
+  add_dependencies(quorvane-cli ${target})
+endfunction()
