@@ -161,7 +161,7 @@ int RunWebCommand(std::span<const std::string> args) {
   // every coefficient) fills makes such photos take turns, and one heap instead of one per
   // decoding thread hands what a photo freed on to the next: that bounds the peak.
   image::DecodeMemory memory = image::GetDecodeMemory();
-  memory.budget = uint64_t{64} << 20;
+  memory.budget = uint64_t{96} << 20;
   image::SetDecodeMemory(memory);
 #if defined(__GLIBC__)
   mallopt(M_ARENA_MAX, 1);

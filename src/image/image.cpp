@@ -111,6 +111,7 @@ bool ReadImageInfo(const fs::path& path, ImageFormat format_hint, ImageInfo* inf
     info->height = turned ? decoded.image->Xsize : decoded.image->Ysize;
     info->bits_per_pixel = decoded.bits_per_pixel;
     info->date_taken = decoded.date_taken;
+    info->decoder_bytes = internal::DecodeBytes(decoded, source, 0, 0);
     return true;
   });
 }

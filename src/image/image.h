@@ -78,6 +78,9 @@ struct ImageInfo {
   int height = 0;
   int bits_per_pixel = 0;  // as stored in the file (8 for a palette image)
   std::optional<PhotoDateTime> date_taken;
+  // What the decoder holds besides the picture while it decodes (a progressive JPEG keeps
+  // every coefficient): what makes one photo heavier than another on a shared budget.
+  uint64_t decoder_bytes = 0;
 };
 
 // Reads the header of `path` (a few KB at most; pixels are not decoded). `format_hint` is used

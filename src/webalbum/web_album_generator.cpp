@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <system_error>
@@ -13,6 +14,8 @@
 
 #include "album/album.h"
 #include "album/album_store.h"
+#include "image/image.h"
+#include "platform/balanced_queue.h"
 #include "platform/file_util.h"
 #include "webalbum/expansion.h"
 #include "webalbum/internal/photo_writer.h"
@@ -318,18 +321,37 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
     next.photos[job.source_name] = std::move(entry);
   }
 
-  std::atomic<size_t> next_job{0};
+  // Large photos go beside small ones: each decode holds its share of one memory budget, and
+  // two large ones at once would leave a core waiting.
+  std::vector<std::pair<size_t, uint64_t>> weighted;
+  for (int i : to_write) {
+    const size_t at = static_cast<size_t>(i);
+    image::ImageInfo info;
+    std::string ignored;  // a photo that cannot be read fails in its turn, with its reason
+    const uint64_t weight =
+        image::ReadImageInfo(jobs[at].source, image::ImageFormat::kUnknown, &info, &ignored)
+            ? info.decoder_bytes +
+                  static_cast<uint64_t>(info.width) * static_cast<uint64_t>(info.height)
+            : 0;
+    weighted.emplace_back(at, weight);
+  }
+  int threads = options_.threads > 0 ? options_.threads
+                                     : static_cast<int>(std::thread::hardware_concurrency());
+  threads = std::clamp(threads, 1, std::max(1, static_cast<int>(to_write.size())));
+  platform::BalancedQueue queue(std::move(weighted), std::max(1, threads / 2));
   std::atomic<int> done{0};
   std::atomic<bool> failed{false};
   std::mutex error_mutex;
   std::string photo_error;
   auto worker = [&] {
     while (!failed.load() && !progress.Cancelled()) {
-      const size_t k = next_job.fetch_add(1);
-      if (k >= to_write.size()) return;
-      const size_t at = static_cast<size_t>(to_write[k]);
+      const std::optional<size_t> taken = queue.Take();
+      if (!taken) return;
+      const size_t at = *taken;
       std::string error;
-      if (!internal::WritePhoto(jobs[at], output_, progress, &results[at], &error)) {
+      const bool written = internal::WritePhoto(jobs[at], output_, progress, &results[at], &error);
+      queue.Finished(at);
+      if (!written) {
         std::lock_guard lock(error_mutex);
         if (!failed.exchange(true)) photo_error = photos[at].image_file + ": " + error;
         return;
@@ -337,9 +359,6 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
       progress.SetPosition(++done, count);
     }
   };
-  int threads = options_.threads > 0 ? options_.threads
-                                     : static_cast<int>(std::thread::hardware_concurrency());
-  threads = std::clamp(threads, 1, std::max(1, static_cast<int>(to_write.size())));
   {
     std::vector<std::jthread> pool;
     for (int t = 1; t < threads; ++t) pool.emplace_back(worker);

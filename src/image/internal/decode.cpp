@@ -234,6 +234,12 @@ bool Open(Source& source, ImageFormat hint, int jpeg_shrink, Decoded* out, std::
   out->held_whole = Vips().image_get_typeof(image.get(), "interlaced") != 0 &&
                     Vips().image_get_int(image.get(), "interlaced", &interlaced) == 0 &&
                     interlaced != 0;
+  const char* subsample = nullptr;
+  out->chroma_subsampled =
+      format == ImageFormat::kJpeg &&
+      Vips().image_get_typeof(image.get(), "jpeg-chroma-subsample") != 0 &&
+      Vips().image_get_string(image.get(), "jpeg-chroma-subsample", &subsample) == 0 &&
+      subsample != nullptr && std::string_view(subsample) != "4:4:4";
   out->bits_per_pixel = UsesMagick(format)
                             ? internal::HeaderBitsPerPixel(format, source.data, source.size)
                             : internal::HeaderBitsPerPixel(format, head.data(), head.size());
@@ -417,12 +423,14 @@ namespace {
 // What a decoder keeps besides its result while it decodes a picture stored at `pixels` pixels
 // of `decoded_pixel` bytes each (as the loader hands them over) in a file of `file_bytes`.
 uint64_t DecoderKeeps(ImageFormat format, uint64_t pixels, uint64_t bands, uint64_t decoded_pixel,
-                      bool held_whole, uint64_t file_bytes) {
+                      bool held_whole, bool chroma_subsampled, uint64_t file_bytes) {
   switch (format) {
     case ImageFormat::kJpeg:
       // libjpeg keeps every coefficient of a progressive file, two bytes for each sample of
-      // each component (subsampled colour takes less; this is the bound).
-      return held_whole ? pixels * 2 * bands : 0;
+      // each component. Colour stored at half width (4:2:2, the largest subsampled layout)
+      // takes one sample per two pixels in each of its two components.
+      if (!held_whole) return 0;
+      return bands == 3 && chroma_subsampled ? pixels * 4 : pixels * 2 * bands;
     case ImageFormat::kPng:
       return held_whole ? pixels * decoded_pixel : 0;
     case ImageFormat::kGif:
@@ -443,7 +451,7 @@ uint64_t DecodeBytes(const Decoded& opened, const Source& source, uint64_t resul
   const VipsImage* header = opened.image.get();
   const uint64_t keeps = DecoderKeeps(opened.format, opened.stored_width * opened.stored_height,
                                       static_cast<uint64_t>(header->Bands), PixelBytes(header),
-                                      opened.held_whole, source.size);
+                                      opened.held_whole, opened.chroma_subsampled, source.size);
   // A picture turned upright, or a GIF's dropped alpha, is one more copy of the result.
   const uint64_t copies =
       1 + (opened.orientation > 1 ? 1 : 0) + (opened.format == ImageFormat::kGif ? 1 : 0);
@@ -454,7 +462,7 @@ uint64_t ReopenBytes(ImageFormat format, uint64_t width, uint64_t height, int ba
   const uint64_t pixels = width * height;
   const uint64_t pixel = static_cast<uint64_t>(bands);
   // As our savers write them: baseline JPEG, PNG without interlacing, uncompressed bitmaps.
-  return DecoderKeeps(format, pixels, pixel, pixel, false, pixels * pixel) +
+  return DecoderKeeps(format, pixels, pixel, pixel, false, false, pixels * pixel) +
          pixels * 4 * (format == ImageFormat::kGif ? 2 : 1);
 }
 

@@ -51,6 +51,9 @@ struct Decoded {
   uint64_t stored_width = 0;
   uint64_t stored_height = 0;
   bool held_whole = false;
+  // A JPEG whose colour is stored at less than full resolution: its colour coefficients take
+  // half the room or less.
+  bool chroma_subsampled = false;
 };
 
 // "image data" or the quoted path, for messages.
