@@ -30,10 +30,15 @@ chmod 700 "$WORK/qv/run" "$WORK/gt/run"
 python3 - "$WORK" "$APP" "$RUNS" <<'PY'
 import os, shutil, statistics, subprocess, sys, time
 work, app, runs = sys.argv[1], sys.argv[2], int(sys.argv[3])
-display = ":95"
-xvfb = subprocess.Popen(["Xvfb", display, "-screen", "0", "1280x800x24", "-nolisten", "tcp"],
+# Xvfb picks a free display itself and tells its number once it accepts clients, so a display
+# left by another run can neither clash nor be mistaken for ours.
+read_fd, write_fd = os.pipe()
+xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(write_fd), "-screen", "0", "1280x800x24",
+                         "-nolisten", "tcp"], pass_fds=(write_fd,),
                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-time.sleep(1.0)
+os.close(write_fd)
+with os.fdopen(read_fd) as answer:
+    display = ":" + answer.readline().strip()
 base = dict(os.environ, DISPLAY=display)
 qv_env = dict(base, QUORVANE_CONFIG_DIR=f"{work}/qv/config",
               QUORVANE_THUMBNAIL_DIR=f"{work}/qv/cache", QUORVANE_LIBRARY_DIR=f"{work}/qv/albums",

@@ -256,6 +256,8 @@ void MainFrame::BuildCentre() {
   });
   connect(view_, &AlbumView::RemoveRequested, this, [this] { RunCommand(kCmdRemoveFromAlbum); });
   connect(view_, &AlbumView::OpenRequested, this, &MainFrame::ShowPhoto);
+  view_->setContextMenuPolicy(Qt::CustomContextMenu);
+  connect(view_, &QWidget::customContextMenuRequested, this, &MainFrame::ShowAlbumViewMenu);
   connect(model_, &AlbumModel::CaptionEdited, this, &MainFrame::EditCaption);
   connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
           &MainFrame::UpdateActions);
@@ -669,7 +671,7 @@ void MainFrame::ShowPhoto(int row) {
   std::vector<PhotoViewer::Photo> photos;
   for (const album::AlbumPhoto& photo : album.photos()) {
     photos.push_back({QString::fromStdString(album.store().LocalPath(photo.image_file).string()),
-                      FromUtf8(photo.image_file)});
+                      FromUtf8(photo.image_file), FromUtf8(photo.title)});
   }
   if (row >= static_cast<int>(photos.size())) return;
   if (viewer_ && viewer_->has_unsaved_edits()) {
@@ -778,6 +780,32 @@ void MainFrame::AddRecent(const std::string& location) {
     statusBar()->showMessage(FromUtf8(user_->backend->LastError()), 5000);
   }
   RebuildRecentMenu();
+}
+
+// The photos' own commands, where the pointer is: the same actions as the menus, so they are
+// enabled and disabled with them.
+void MainFrame::ShowAlbumViewMenu(const QPoint& where) {
+  if (!current_document()) return;
+  QMenu menu(this);
+  for (int id : {kCmdShowLarger, kCmdEditPhotoDescription}) menu.addAction(actions_.at(id));
+  menu.addSeparator();
+  for (int id : {kCmdCut, kCmdCopy, kCmdPaste, kCmdRemoveFromAlbum}) {
+    menu.addAction(actions_.at(id));
+  }
+  menu.addSeparator();
+  // The edit submenus of the Photo menu; adding photos from a scanner or the screen is not
+  // about the photos under the pointer.
+  for (QAction* entry : top_menu("&Photo")->actions()) {
+    QMenu* submenu = entry->menu();
+    if (submenu && submenu != menus_.at("&Photo/S&canner") &&
+        submenu != menus_.at("&Photo/Scr&eenshots")) {
+      menu.addMenu(submenu);
+    }
+  }
+  menu.addSeparator();
+  menu.addAction(actions_.at(kCmdUndo));
+  menu.addAction(actions_.at(kCmdRedo));
+  menu.exec(view_->viewport()->mapToGlobal(where));
 }
 
 void MainFrame::RebuildRecentMenu() {

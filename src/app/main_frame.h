@@ -16,6 +16,7 @@
 class QAction;
 class QStackedWidget;
 class QMenu;
+class QPoint;
 class QSplitter;
 class QToolBar;
 
@@ -105,6 +106,7 @@ class MainFrame : public QMainWindow {
   void BuildToolBar();
   void BuildCentre();
   void BuildPanes();
+  void ShowAlbumViewMenu(const QPoint& where);
   void RestoreLayout();
   void SaveLayoutAndSettings();
   void RebuildRecentMenu();

@@ -35,7 +35,7 @@ QString FromUtf8(std::string_view text) {
 
 // The header's layout; the placeholders are filled for each photo.
 constexpr char kHeaderTemplate[] =
-    "<body><font face=\"{DEFAULT_GUI_FONT}\"><b>Photo {PHOTO_INDEX} of {PHOTO_COUNT}</b>"
+    "<body><font face=\"{DEFAULT_GUI_FONT}\"><b>Photo {PHOTO_INDEX} of {PHOTO_COUNT}</b>%6"
     "&nbsp;&nbsp;<a href=\"navigate:prev\">Previous</a>&nbsp;&middot;&nbsp;"
     "<a href=\"navigate:next\">Next</a>&nbsp;&middot;&nbsp;"
     "<a href=\"properties\">Edit&nbsp;description</a><br>"
@@ -292,13 +292,17 @@ QString PhotoViewer::header() const { return header_->router()->html(); }
 
 void PhotoViewer::UpdateHeader() {
   if (index_ < 0) return;
-  QString text = QString(kHeaderTemplate)
-                     .arg(photos_[static_cast<size_t>(index_)].name.toHtmlEscaped(),
-                          QString::number(shown_.width()), QString::number(shown_.height()),
-                          QString::number(canvas_->display_size().width()),
-                          QString::number(canvas_->display_size().height()));
+  const Photo& photo = photos_[static_cast<size_t>(index_)];
+  const QString caption =
+      photo.caption.isEmpty() ? QString() : ":&nbsp;" + photo.caption.toHtmlEscaped();
+  // The placeholders first: a caption or file name is shown as written, braces and all.
+  QString text = QString(kHeaderTemplate);
   text.replace("{PHOTO_INDEX}", QString::number(index_ + 1));
   text.replace("{PHOTO_COUNT}", QString::number(photos_.size()));
+  text =
+      text.arg(photo.name.toHtmlEscaped(), QString::number(shown_.width()),
+               QString::number(shown_.height()), QString::number(canvas_->display_size().width()),
+               QString::number(canvas_->display_size().height()), caption);
   header_->router()->Show("photo:", SubstitutePlaceholders(text, {}));
 }
 

@@ -65,8 +65,9 @@ class PhotoViewer : public QWidget {
   Q_OBJECT
  public:
   struct Photo {
-    QString path;  // where the photo's file can be read
-    QString name;  // its file name in the album
+    QString path;     // where the photo's file can be read
+    QString name;     // its file name in the album
+    QString caption;  // its caption in the album; may be empty
   };
   PhotoViewer(std::vector<Photo> photos, int index, QWidget* parent);
   ~PhotoViewer() override;

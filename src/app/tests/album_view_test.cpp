@@ -9,10 +9,12 @@
 #include <QClipboard>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 #include <QUrl>
 
 #include "album/album_index.h"
@@ -154,7 +156,20 @@ TEST_F(AlbumViewTest, AnEditRunsOnTheSelectionAndUndoPutsThePhotoBack) {
   EXPECT_FALSE(frame_->action(32780)->isEnabled());  // nothing selected
   view()->selectionModel()->select(model()->index(0), QItemSelectionModel::ClearAndSelect);
   ASSERT_TRUE(frame_->action(32780)->isEnabled());
-  frame_->action(32780)->trigger();  // Flip Horizontal
+  // Flip Horizontal from the view's context menu, in one of its edit submenus.
+  bool offered = false;
+  QTimer::singleShot(0, [&] {
+    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_NE(menu, nullptr);
+    for (QAction* entry : menu->actions()) {
+      if (entry->menu() && entry->menu()->actions().contains(frame_->action(32780))) offered = true;
+    }
+    EXPECT_TRUE(menu->actions().contains(frame_->action(kCmdShowLarger)));
+    menu->close();
+    if (offered) frame_->action(32780)->trigger();
+  });
+  emit view()->customContextMenuRequested(QPoint(5, 5));
+  ASSERT_TRUE(offered);
   WaitIdle();
   ASSERT_EVENTUALLY_EQ(Text(kCmdUndo), QString("&Undo Flip Photo"));
   EXPECT_NE(testing::ReadTextFile(folder / file), original);
