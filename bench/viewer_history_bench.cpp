@@ -18,6 +18,7 @@ namespace {
 
 using quorvane::image::Image;
 namespace imaging = quorvane::imaging;
+namespace platform = quorvane::platform;
 using Clock = std::chrono::steady_clock;
 
 size_t PixelHash(const Image& image) {
