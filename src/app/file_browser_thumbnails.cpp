@@ -105,6 +105,8 @@ FileBrowserThumbnails::FileBrowserThumbnails(fs::path cache_folder,
   shared_->cache_folder = std::move(cache_folder);
   shared_->worker_options.mode = options.mode;
   shared_->worker_options.use_exif_preview = options.use_exif_preview;
+  // The folder tree's reader and the window share the cores with a whole folder's thumbnails.
+  shared_->worker_options.background = true;
   owner_ = std::thread([this] { RunOwner(); });
 }
 

@@ -9,6 +9,7 @@
 #endif
 
 #include "album/cell_bitmaps.h"
+#include "platform/thread_priority.h"
 #include "thumbnails/image_files.h"
 #include "thumbnails/thumbnail_cache.h"
 
@@ -84,7 +85,12 @@ ThumbnailWorker::ThumbnailWorker(ThumbnailCache* cache, ThumbnailWorkerOptions o
   TuneHeapForDecoding();
   int count = options_.threads;
   if (count <= 0) count = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-  for (int i = 0; i < count; ++i) threads_.emplace_back([this] { Run(); });
+  for (int i = 0; i < count; ++i) {
+    threads_.emplace_back([this] {
+      if (options_.background) platform::LowerCurrentThreadPriority();
+      Run();
+    });
+  }
 }
 
 ThumbnailWorker::~ThumbnailWorker() {

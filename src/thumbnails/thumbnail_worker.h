@@ -55,6 +55,8 @@ struct ThumbnailWorkerOptions {
   int threads = 0;  // 0: one per processor
   image::ResampleMode mode = image::ResampleMode::kBicubic;
   bool use_exif_preview = false;  // see Image::LoadThumbnailToFit
+  // Workers below the caller's priority: a window's own threads come first.
+  bool background = false;
 };
 
 class ThumbnailWorker {
