@@ -114,6 +114,11 @@ DecodeMemory GetDecodeMemory();
 // *error when the library cannot be opened. Thread-safe; later calls return at once.
 bool OpenImageLibrary(std::string* error);
 
+// How many threads a batch of photos (a web album, a resized copy) is best decoded on: one per
+// core and one more, because each decode waits between its steps on the image library's own
+// threads, and the extra worker keeps the cores busy through those waits.
+int PhotoWorkerCount();
+
 inline constexpr int kDefaultJpegQuality = 90;
 
 // A size that fits `width` x `height` inside `max_width` x `max_height` with the aspect kept and

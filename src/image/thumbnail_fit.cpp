@@ -1,6 +1,7 @@
 // Thumbnails fitted into a box: the fast JPEG decoder where it applies, libvips otherwise.
 #include <algorithm>
 #include <string>
+#include <thread>
 
 #include <vips/vips.h>
 
@@ -13,6 +14,10 @@
 namespace quorvane::image {
 
 bool OpenImageLibrary(std::string* error) { return internal::EnsureVips(error); }
+
+int PhotoWorkerCount() {
+  return static_cast<int>(std::max(1u, std::thread::hardware_concurrency())) + 1;
+}
 
 FitSize FitInside(int width, int height, int max_width, int max_height) {
   if (width <= max_width && height <= max_height) return {width, height};

@@ -335,8 +335,7 @@ ResultCode WebAlbumGenerator::Generate(album::Album& album, platform::ProgressSi
             : 0;
     weighted.emplace_back(at, weight);
   }
-  int threads = options_.threads > 0 ? options_.threads
-                                     : static_cast<int>(std::thread::hardware_concurrency());
+  int threads = options_.threads > 0 ? options_.threads : image::PhotoWorkerCount();
   threads = std::clamp(threads, 1, std::max(1, static_cast<int>(to_write.size())));
   platform::BalancedQueue queue(std::move(weighted), std::max(1, threads / 2));
   std::atomic<int> done{0};

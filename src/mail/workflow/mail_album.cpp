@@ -209,9 +209,8 @@ platform::ResultCode WriteMailAlbum(album::Album& album, const AlbumContents& co
       progress.SetPosition(++done, count);
     }
   };
-  const int cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-  const int threads = std::clamp(options.threads > 0 ? options.threads : cores, 1,
-                                 std::max(1, static_cast<int>(count)));
+  const int threads = std::clamp(options.threads > 0 ? options.threads : image::PhotoWorkerCount(),
+                                 1, std::max(1, static_cast<int>(count)));
   {
     std::vector<std::jthread> pool;
     for (int t = 1; t < threads; ++t) pool.emplace_back(worker);
