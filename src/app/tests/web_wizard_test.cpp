@@ -207,6 +207,9 @@ TEST_P(BuiltInFormTest, EveryVariableIsFillableAndDefaultsSubmit) {
   ASSERT_EQ(design.Load(SourceDesigns() / name / (name + ".qvotmpl")), platform::kOk);
   HtmlFormView view;
   view.SetHtml(QString::fromStdString(webalbum::BuildSettingsForm(design, "Sans")));
+  view.resize(640, 420);
+  view.show();
+  KeepScreenshot(&view, QString::fromStdString("3_settings_" + name));
   const Fields fields = view.Submit();
   std::map<std::string, std::string> submitted(fields.begin(), fields.end());
   for (int i = 0; xml::XmlNode* var = design.GetUserVar(i); ++i) {

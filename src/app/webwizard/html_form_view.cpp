@@ -229,7 +229,7 @@ class HtmlFormView::Builder {
   Builder(QWidget* page, std::vector<Control>* controls)
       : page_(page), controls_(controls), column_(new QVBoxLayout(page)) {
     column_->setContentsMargins(2, 2, 2, 2);
-    column_->setSpacing(4);
+    column_->setSpacing(6);
   }
 
   void Build(const std::vector<Token>& tokens) {
@@ -477,7 +477,7 @@ class HtmlFormView::Builder {
     label->setTextInteractionFlags(Qt::TextBrowserInteraction);
     Place(label);
     last_label_ = label;
-    ++labels_in_row_;
+    row_labels_.push_back(label);
   }
 
   // Ends the current row; `blank_line` leaves an empty line when the row held nothing (<br>).
@@ -492,10 +492,14 @@ class HtmlFormView::Builder {
       }
       return;
     }
-    // Rows with controls keep their natural widths; a text-only row wraps across the page.
-    if (row_->count() > labels_in_row_) row_->addStretch(1);
+    // Rows with controls keep their natural widths (a wrapping label beside a control would be
+    // squeezed to a narrow column); a text-only row wraps across the page.
+    if (row_->count() > static_cast<int>(row_labels_.size())) {
+      for (QLabel* label : row_labels_) label->setWordWrap(false);
+      row_->addStretch(1);
+    }
     row_ = nullptr;
-    labels_in_row_ = 0;
+    row_labels_.clear();
   }
 
   struct Open {
@@ -515,7 +519,7 @@ class HtmlFormView::Builder {
   std::vector<Control>* controls_;
   QVBoxLayout* column_;
   QHBoxLayout* row_ = nullptr;
-  int labels_in_row_ = 0;
+  std::vector<QLabel*> row_labels_;
   QString run_;
   std::vector<Open> open_;
   QAbstractButton* awaiting_label_ = nullptr;

@@ -79,7 +79,7 @@ WebWizard::WebWizard(album::Album& album, settings::UserSettings* user,
   setPage(kFolderPage, new FolderPage(this));
   setPage(kProcessingPage, new ProcessingPage(this));
   setStartId(kWelcomePage);
-  resize(720, 540);
+  resize(680, 500);
   poll_->setInterval(kPollMs);
   connect(poll_, &QTimer::timeout, this, &WebWizard::Poll);
 }
