@@ -10,16 +10,19 @@
 #include <QComboBox>
 #include <QDesktopServices>
 #include <QDir>
+#include <QFileDialog>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
 #include <QTextBrowser>
 
+#include "app/album_document.h"
 #include "app/command_table.h"
 #include "app/tests/app_test_support.h"
 #include "app/webwizard/html_form_view.h"
@@ -167,6 +170,11 @@ TEST_F(WebWizardTest, PublishesAnAlbumWithAHandWrittenFormFromTheAlbumMenu) {
   wizard->next();
   EXPECT_EQ(TakeMessage(wizard, QMessageBox::Critical), "The selected path is not a folder.");
   ASSERT_EQ(wizard->currentId(), WebWizard::kFolderPage);
+  folder->findChild<QPushButton*>()->click();
+  auto* picker = wizard->findChild<QFileDialog*>();
+  ASSERT_NE(picker, nullptr);
+  EXPECT_EQ(picker->windowTitle(), "Select Folder");
+  delete picker;
   const fs::path out = dir_ / "web" / "harbour";
   folder->path()->setText(QString::fromStdString(out.string()));
   KeepScreenshot(wizard, "5_folder");
@@ -195,6 +203,20 @@ TEST_F(WebWizardTest, PublishesAnAlbumWithAHandWrittenFormFromTheAlbumMenu) {
   QDesktopServices::unsetUrlHandler("file");
   EXPECT_EQ(opened.source(),
             QUrl::fromLocalFile(QString::fromStdString((out / "index.html").string())));
+}
+
+TEST_F(WebWizardTest, CancelWhileGeneratingClosesOnceTheWorkerHasStopped) {
+  Open(MakeAlbum(dir_ / "albums", "Quay", 6));
+  WebWizard wizard(frame_->current_document()->album(), &user_, {});
+  ASSERT_EQ(wizard.LoadDesign(SourceDesigns() / "classic" / "classic.qvotmpl"), platform::kOk);
+  wizard.options().only_larger = false;  // every photo re-encoded
+  wizard.set_output_folder(dir_ / "out");
+  wizard.show();
+  ASSERT_TRUE(wizard.StartRun());
+  wizard.reject();
+  EXPECT_TRUE(wizard.isVisible());  // the album is still being read
+  ASSERT_EVENTUALLY(!wizard.isVisible());
+  EXPECT_FALSE(wizard.running());
 }
 
 // Each built-in design's generated form: every variable gets its control, and the untouched
