@@ -287,7 +287,9 @@ INSTANTIATE_TEST_SUITE_P(
                  "<input name=z value=1 disabled><input type=submit name=go value=Go>"
                  "<input type=hidden name=h value=\"&quot;q&quot;\">",
                  {{"h", "\"q\""}}},
-        FormCase{"UnclosedMarkupAtTheEnd", "<b>Heading<p><input name=n value=v", {{"n", "v"}}}),
+        FormCase{"UnclosedMarkupAtTheEnd",
+                 "<b>Heading<p><input name=n value=v><select name=m>stray<option>M",
+                 {{"n", "v"}, {"m", "M"}}}),
     [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace

@@ -246,6 +246,7 @@ class HtmlFormView::Builder {
         End(token);
       }
     }
+    CommitSelect();  // a list left open at the end still shows
     EndRow(false);
     column_->addStretch(1);
   }
@@ -253,7 +254,7 @@ class HtmlFormView::Builder {
  private:
   void Text(const std::string& text) {
     if (select_ != nullptr) {
-      option_text_ += CollapseSpace(text);
+      if (in_option_) option_text_ += CollapseSpace(text);
       return;
     }
     const QString collapsed = CollapseSpace(text);
