@@ -493,6 +493,20 @@ class HtmlFormView::Builder {
       }
       return;
     }
+    // "Label: [box]" with nothing after the box (the generated table's rows) becomes a box
+    // carrying the label, which a click on the words toggles, as in any dialog.
+    if (row_->count() == 2 && row_labels_.size() == 1 &&
+        row_->itemAt(0)->widget() == row_labels_[0]) {
+      auto* button = qobject_cast<QAbstractButton*>(row_->itemAt(1)->widget());
+      if (button != nullptr && button->text().isEmpty()) {
+        QString text =
+            QTextDocumentFragment::fromHtml(row_labels_[0]->text()).toPlainText().trimmed();
+        if (text.endsWith(':')) text.chop(1);
+        button->setText(text);
+        delete row_labels_[0];
+        row_labels_.clear();
+      }
+    }
     // Rows with controls keep their natural widths (a wrapping label beside a control would be
     // squeezed to a narrow column); a text-only row wraps across the page.
     if (row_->count() > static_cast<int>(row_labels_.size())) {
