@@ -6,6 +6,7 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileDialog>
+#include <QFont>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -74,6 +75,11 @@ QTextBrowser* MakeHtmlPane(QWidget* parent) {
   pane->setOpenLinks(false);
   pane->setFrameShape(QFrame::NoFrame);
   pane->viewport()->setAutoFillBackground(false);
+  // The panes' HTML asks for size=2, which was dialog-sized text where these pages come from;
+  // here it is one step below the base size, so the base is raised by that step.
+  QFont base = pane->font();
+  base.setPointSizeF(base.pointSizeF() * 1.2);
+  pane->document()->setDefaultFont(base);
   QObject::connect(pane, &QTextBrowser::anchorClicked,
                    [](const QUrl& url) { QDesktopServices::openUrl(url); });
   return pane;
