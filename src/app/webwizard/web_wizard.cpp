@@ -143,12 +143,14 @@ bool WebWizard::StartRun() {
 void WebWizard::CancelRun() { progress_->Cancel(); }
 
 void WebWizard::Poll() {
+  // Read before the reports, so that the last report before the end is the one shown.
+  const bool finished = finished_.load();
   std::string text;
   int64_t position = 0;
   int64_t maximum = 0;
   progress_->Take(&text, &position, &maximum);
   emit Progress(FromUtf8(text), position, maximum);
-  if (!finished_) return;
+  if (!finished) return;
   poll_->stop();
   worker_.join();
   const QString error = FromUtf8(generator_->last_error());
