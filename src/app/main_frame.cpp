@@ -47,6 +47,7 @@
 #include "app/scanner.h"
 #include "app/screen_capture.h"
 #include "app/search_pane.h"
+#include "app/webwizard/web_wizard.h"
 #include "imaging/edit_commands.h"
 #include "settings/album_settings.h"
 #include "settings/layout.h"
@@ -123,6 +124,7 @@ bool IsAvailable(int id) {
     case kCmdPreferences:
     case kCmdCaptureWindow:
     case kCmdCaptureScreen:
+    case kCmdCreateWebPages:
       return true;
     case kCmdScan:
     case kCmdScanSelectSource:
@@ -474,6 +476,9 @@ void MainFrame::UpdateActions() {
         break;
       case kCmdEditAlbumDescription:
         enabled = enabled && writable;
+        break;
+      case kCmdCreateWebPages:
+        enabled = enabled && has_album && !document->album().photos().empty();
         break;
       case kCmdEditPhotoDescription:
         enabled = enabled && writable && selection;
@@ -942,6 +947,11 @@ void MainFrame::RunCommand(int id) {
       return;
     case kCmdScanSelectSource:
       SelectScanSource();
+      return;
+    case kCmdCreateWebPages:
+      if (document && PhotoEditsSettled([this] { RunCommand(kCmdCreateWebPages); })) {
+        ShowWebWizard(document->album(), user_, this);
+      }
       return;
     case kCmdStatusBar:
       statusBar()->setVisible(actions_.at(kCmdStatusBar)->isChecked());
