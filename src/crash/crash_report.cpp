@@ -117,6 +117,42 @@ bool CompleteCrashReport(const std::filesystem::path& folder, int pid, std::stri
          platform::WriteFileAtomically(report, FillErrorReport(record, stacks, folder), error);
 }
 
+bool LoadErrorReport(const std::filesystem::path& folder, std::string* html, std::string* error) {
+  std::error_code code;
+  if (std::filesystem::exists(folder / kReportFileName, code)) {
+    return platform::ReadWholeFile(folder / kReportFileName, html, error);
+  }
+  CrashRecord record;
+  if (!ReadCrashRecord(folder, &record, error)) return false;
+  std::string threads, ignored;
+  if (!platform::ReadWholeFile(folder / kThreadsFileName, &threads, &ignored)) threads.clear();
+  *html = FillErrorReport(record, threads, folder);
+  return true;
+}
+
+bool CopyCrashReport(const std::filesystem::path& folder, const std::filesystem::path& destination,
+                     std::filesystem::path* copied_to, std::string* error) {
+  const std::filesystem::path target = destination / folder.filename();
+  std::error_code code;
+  std::filesystem::create_directories(target, code);
+  if (code) {
+    *error = "Unable to create \"" + target.string() + "\": " + code.message();
+    return false;
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(folder, code)) {
+    if (!entry.is_regular_file(code) || entry.path().filename() == kSeenFileName) continue;
+    if (!platform::CopyFileAtomically(entry.path(), target / entry.path().filename(), error)) {
+      return false;
+    }
+  }
+  if (code) {
+    *error = "Unable to read \"" + folder.string() + "\": " + code.message();
+    return false;
+  }
+  *copied_to = target;
+  return true;
+}
+
 std::vector<std::filesystem::path> UnseenCrashReports(const std::filesystem::path& root) {
   std::vector<std::filesystem::path> found;
   std::error_code code;

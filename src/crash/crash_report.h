@@ -52,6 +52,16 @@ bool CollectThreadStacks(int pid, int timeout_seconds, std::string* stacks, std:
 // written.
 bool CompleteCrashReport(const std::filesystem::path& folder, int pid, std::string* error);
 
+// The error report of a folder: its ErrorReport.html, or, when the reporter never wrote it, one
+// filled from the crash record (and threads.txt when there is one). False, with *error, when
+// neither can be read.
+bool LoadErrorReport(const std::filesystem::path& folder, std::string* html, std::string* error);
+
+// Copies the report folder's files (not the seen mark) into a new folder of the same name in
+// `destination`; *copied_to gets it. False, with *error, on the first file that fails.
+bool CopyCrashReport(const std::filesystem::path& folder, const std::filesystem::path& destination,
+                     std::filesystem::path* copied_to, std::string* error);
+
 // Report folders under `root` holding a crash record and not yet marked seen, oldest first.
 std::vector<std::filesystem::path> UnseenCrashReports(const std::filesystem::path& root);
 // Marks a report folder as offered, so it is not offered again.

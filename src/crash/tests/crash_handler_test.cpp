@@ -2,11 +2,11 @@
 // a second thread alive and albums loaded, and reads the report folder it leaves behind.
 #include "crash/crash_handler.h"
 
+#include <cctype>
 #include <condition_variable>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
-#include <regex>
 #include <signal.h>
 #include <spawn.h>
 #include <stdexcept>
@@ -33,7 +33,8 @@ namespace crash_test_frames {
   never.wait(lock, [] { return false; });
 }
 
-[[gnu::noinline]] void CrashThroughNullPointer() {
+// The undefined-behaviour checker would stop at the store itself; the fault is what is tested.
+[[gnu::noinline, gnu::no_sanitize_undefined]] void CrashThroughNullPointer() {
   volatile int* nowhere = nullptr;
   *nowhere = 1;
 }
@@ -75,6 +76,19 @@ int RunCrashingChild(const std::string& how, const std::filesystem::path& root) 
   return status;
 }
 
+// The first "{Name}" placeholder left in `html`, or empty.
+std::string LeftoverPlaceholder(const std::string& html) {
+  for (size_t open = html.find('{'); open != std::string::npos; open = html.find('{', open + 1)) {
+    size_t end = open + 1;
+    while (end < html.size() && std::isalpha(static_cast<unsigned char>(html[end]))) ++end;
+    if (end > open + 1 && end < html.size() && html[end] == '}' &&
+        std::isupper(static_cast<unsigned char>(html[open + 1]))) {
+      return html.substr(open, end - open + 1);
+    }
+  }
+  return {};
+}
+
 bool HaveDebugger() { return std::system("command -v gdb >/dev/null 2>&1") == 0; }
 
 struct CrashCase {
@@ -106,11 +120,12 @@ TEST_P(CrashReportTest, LeavesCompleteReportOfEveryThread) {
   EXPECT_EQ(record.version, "9.8.7-test");
   EXPECT_EQ(record.albums, kAlbums);
   EXPECT_NE(record.backtrace.find(c.frame), std::string::npos) << record.backtrace;
-  EXPECT_TRUE(std::regex_search(record.time, std::regex(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC$)")))
-      << record.time;
+  ASSERT_EQ(record.time.size(), 23u) << record.time;  // "2026-11-25 18:20:01 UTC"
+  EXPECT_EQ(record.time.substr(4, 1) + record.time.substr(13, 1) + record.time.substr(19),
+            "-: UTC");
 
   const std::string html = quorvane::testing::ReadTextFile(reports[0] / kReportFileName);
-  EXPECT_FALSE(std::regex_search(html, std::regex(R"(\{[A-Z][A-Za-z]*\})"))) << html;
+  EXPECT_EQ(LeftoverPlaceholder(html), "");
   EXPECT_NE(html.find("Holiday &lt;2025&gt;"), std::string::npos);
   EXPECT_NE(html.find("Family &amp; Friends"), std::string::npos);
   EXPECT_NE(html.find("9.8.7-test"), std::string::npos);
