@@ -62,15 +62,23 @@ int CrashChild(const std::string& how, const char* root) {
   return 4;
 }
 
-// Runs this program as a crashing child and returns its wait status.
-int RunCrashingChild(const std::string& how, const std::filesystem::path& root) {
+// Runs this program as a crashing child and returns its wait status. Without `debugger` its
+// PATH (which its reporter inherits) leads nowhere.
+int RunCrashingChild(const std::string& how, const std::filesystem::path& root, bool debugger) {
   const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
   std::vector<std::string> args = {program, kChildSwitch, how, root.string()};
   std::vector<char*> argv;
   for (std::string& arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
+  std::vector<char*> env;
+  std::string no_path = "PATH=/nonexistent";
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    if (debugger || std::strncmp(*variable, "PATH=", 5) != 0) env.push_back(*variable);
+  }
+  if (!debugger) env.push_back(no_path.data());
+  env.push_back(nullptr);
   pid_t child = -1;
-  EXPECT_EQ(posix_spawn(&child, program.c_str(), nullptr, nullptr, argv.data(), environ), 0);
+  EXPECT_EQ(posix_spawn(&child, program.c_str(), nullptr, nullptr, argv.data(), env.data()), 0);
   int status = 0;
   waitpid(child, &status, 0);
   return status;
@@ -98,6 +106,7 @@ struct CrashCase {
   const char* signal_text;
   const char* frame;
   const char* exception;
+  bool debugger;  // whether the reporter may find gdb
 };
 
 class CrashReportTest : public ::testing::TestWithParam<CrashCase> {};
@@ -106,7 +115,7 @@ TEST_P(CrashReportTest, LeavesCompleteReportOfEveryThread) {
   const CrashCase& c = GetParam();
   quorvane::testing::TempDir temp;
   const std::filesystem::path root = CrashReportRoot(temp.path());
-  const int status = RunCrashingChild(c.how, root);
+  const int status = RunCrashingChild(c.how, root, c.debugger);
   ASSERT_TRUE(WIFSIGNALED(status)) << "exit status " << status;
   EXPECT_EQ(WTERMSIG(status), c.signal_number);
 
@@ -131,7 +140,7 @@ TEST_P(CrashReportTest, LeavesCompleteReportOfEveryThread) {
   EXPECT_NE(html.find("9.8.7-test"), std::string::npos);
 
   const std::string threads = quorvane::testing::ReadTextFile(reports[0] / kThreadsFileName);
-  if (HaveDebugger()) {
+  if (c.debugger && HaveDebugger()) {
     EXPECT_NE(threads.find(c.frame), std::string::npos) << threads;
     EXPECT_NE(threads.find("ParkedHelperThread"), std::string::npos) << threads;
     EXPECT_NE(threads.find("Thread 2"), std::string::npos) << threads;
@@ -147,9 +156,12 @@ TEST_P(CrashReportTest, LeavesCompleteReportOfEveryThread) {
 INSTANTIATE_TEST_SUITE_P(
     Crashes, CrashReportTest,
     ::testing::Values(CrashCase{"NullPointer", "null", SIGSEGV, "11 SIGSEGV",
-                                "CrashThroughNullPointer", ""},
+                                "CrashThroughNullPointer", "", true},
                       CrashCase{"UnhandledException", "throw", SIGABRT, "6 SIGABRT",
-                                "ThrowUnhandled", "std::runtime_error: album index unreadable"}),
+                                "ThrowUnhandled", "std::runtime_error: album index unreadable",
+                                true},
+                      CrashCase{"NullPointerWithoutDebugger", "null", SIGSEGV, "11 SIGSEGV",
+                                "CrashThroughNullPointer", "", false}),
     [](const ::testing::TestParamInfo<CrashCase>& param) { return param.param.name; });
 
 }  // namespace
