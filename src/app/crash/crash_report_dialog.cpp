@@ -17,6 +17,7 @@
 #include "app/job_runner.h"
 #include "crash/crash_report.h"
 #include "mail/workflow/mail_delivery.h"
+#include "settings/mail_settings.h"
 
 namespace quorvane::app {
 
@@ -81,7 +82,7 @@ bool CrashReportDialog::SaveReport(const std::filesystem::path& destination, QSt
 bool CrashReportDialog::SendReport(const QString& to) {
   crash::CrashRecord record;
   std::string error;
-  const mail::MailSettings settings = StoredMailSettings(*settings_);
+  const mail::MailSettings settings = settings::MailSettingsFrom(*settings_);
   std::string problem = mail::SettingsProblem(settings);
   if (problem.empty() && !crash::ReadCrashRecord(folder_, &record, &error)) problem = error;
   if (problem.empty() && to.trimmed().isEmpty()) problem = mail::kNoAddressText;

@@ -5,29 +5,6 @@
 
 namespace quorvane::app {
 
-mail::MailSettings StoredMailSettings(const settings::Settings& values) {
-  const auto port = [](int32_t value, uint16_t fallback) {
-    return value > 0 && value <= 65535 ? static_cast<uint16_t>(value) : fallback;
-  };
-  mail::MailSettings out;
-  out.use_mail_client = values.mapi_enable;
-  if (!mail::ParseSmtpSecurity(values.smtp_security, &out.smtp_security)) {
-    out.smtp_security = mail::SmtpSecurity::kNone;
-  }
-  out.smtp_server = values.smtp_server;
-  out.smtp_port = port(values.smtp_port, 25);
-  out.smtp_method = values.smtp_method;
-  out.smtp_user = values.smtp_user;
-  out.smtp_pass = values.smtp_pass;
-  out.pop_before_smtp = values.pop3_auth_popbeforesmtp;
-  out.pop3_apop = values.pop3_auth_apop;
-  out.pop3_server = values.pop3_server;
-  out.pop3_port = port(values.pop3_port, 110);
-  out.sender_name = values.email_name;
-  out.sender_address = values.email_address;
-  return out;
-}
-
 mail::MailMessage ComposeCrashReportMail(const std::filesystem::path& folder,
                                          const crash::CrashRecord& record,
                                          const mail::MailSettings& settings,

@@ -1,5 +1,4 @@
-// The e-mail that carries a crash report: the mail settings the user stored, and the message
-// with the report's files attached.
+// The e-mail that carries a crash report: the message with the report's files attached.
 #pragma once
 
 #include <filesystem>
@@ -8,12 +7,8 @@
 #include "crash/crash_report.h"
 #include "mail/mail_message.h"
 #include "mail/workflow/mail_delivery.h"
-#include "settings/settings.h"
 
 namespace quorvane::app {
-
-// The mail settings of the settings store, as the e-mail of an album uses them.
-mail::MailSettings StoredMailSettings(const settings::Settings& values);
 
 // "Quorvane Error Report" to `to`, from the sender of `settings` (or `to` itself when none is
 // set), a short text naming the error, and the report folder's error report, crash record and
