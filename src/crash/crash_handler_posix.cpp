@@ -180,7 +180,6 @@ void DieOf(int signal_number) {
 }
 
 void OnCrashSignal(int signal_number, siginfo_t* info, void* /*context*/) {
-  const int saved_errno = errno;
   const long thread = CurrentThreadId();
   long first = 0;
   if (!g_state.crashing_thread.compare_exchange_strong(first, thread)) {
@@ -192,7 +191,6 @@ void OnCrashSignal(int signal_number, siginfo_t* info, void* /*context*/) {
   }
   WriteRecord(signal_number, info);
   StartReporter();
-  errno = saved_errno;
   DieOf(signal_number);
 }
 
