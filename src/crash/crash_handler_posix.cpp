@@ -89,7 +89,7 @@ const char* SignalName(int number) {
 void WriteRecord(int signal_number, const siginfo_t* info) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  const internal::CivilTime time = internal::ToCivil(now.tv_sec);
+  const platform::CivilTime time = internal::UtcTime(now.tv_sec);
   const auto pid = static_cast<unsigned long long>(getpid());
   {
     FixedText pid_text(g_state.pid_text, sizeof g_state.pid_text);

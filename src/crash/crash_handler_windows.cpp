@@ -47,8 +47,8 @@ LONG WINAPI OnUnhandledException(EXCEPTION_POINTERS* info) {
   GetSystemTimeAsFileTime(&now);
   const unsigned long long ticks =
       (static_cast<unsigned long long>(now.dwHighDateTime) << 32) | now.dwLowDateTime;
-  const internal::CivilTime time =
-      internal::ToCivil(static_cast<long long>(ticks / 10000000ULL) - 11644473600LL);
+  const platform::CivilTime time =
+      internal::UtcTime(static_cast<long long>(ticks / 10000000ULL) - 11644473600LL);
   const unsigned long long pid = GetCurrentProcessId();
 
   char leaf[64];

@@ -49,7 +49,7 @@ const AlbumTable& CopyAlbums() {
   return g_album_copy;
 }
 
-void AppendTwo(FixedText& out, unsigned value) { out.Number(value, 10, 2); }
+void AppendTwo(FixedText& out, int value) { out.Number(static_cast<unsigned>(value), 10, 2); }
 
 }  // namespace
 
@@ -92,36 +92,17 @@ void FixedText::Flush() {
   buffer_[0] = '\0';
 }
 
-CivilTime ToCivil(long long seconds) {
-  long long days = seconds / 86400;
-  long long rest = seconds % 86400;
-  if (rest < 0) {
-    rest += 86400;
-    --days;
-  }
-  days += 719468;
-  const long long era = (days >= 0 ? days : days - 146096) / 146097;
-  const long long day_of_era = days - era * 146097;
-  const long long year_of_era =
-      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-  const long long day_of_year =
-      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  const long long mp = (5 * day_of_year + 2) / 153;
-  CivilTime out;
-  out.day = static_cast<unsigned>(day_of_year - (153 * mp + 2) / 5 + 1);
-  out.month = static_cast<unsigned>(mp < 10 ? mp + 3 : mp - 9);
-  out.year = year_of_era + era * 400 + (out.month <= 2 ? 1 : 0);
-  out.hour = static_cast<unsigned>(rest / 3600);
-  out.minute = static_cast<unsigned>(rest / 60 % 60);
-  out.second = static_cast<unsigned>(rest % 60);
-  return out;
+platform::CivilTime UtcTime(long long seconds) {
+  platform::CivilTime civil;
+  platform::CivilFromOleDate(platform::OleDateFromUnixSeconds(seconds), &civil);
+  return civil;
 }
 
-void AppendReportFolder(FixedText& out, const char* root, char separator, const CivilTime& t,
-                        unsigned long long pid) {
+void AppendReportFolder(FixedText& out, const char* root, char separator,
+                        const platform::CivilTime& t, unsigned long long pid) {
   out.Text(root);
   out.Char(separator);
-  out.Number(static_cast<unsigned long long>(t.year), 10, 4);
+  out.Number(static_cast<unsigned>(t.year), 10, 4);
   AppendTwo(out, t.month);
   AppendTwo(out, t.day);
   out.Char('-');
@@ -147,9 +128,9 @@ void WriteRecordHead(FixedText& out, const RecordFacts& facts) {
     out.Number(facts.address, 16);
     out.Char('\n');
   }
-  const CivilTime& t = facts.time;
+  const platform::CivilTime& t = facts.time;
   out.Text("Time: ");
-  out.Number(static_cast<unsigned long long>(t.year), 10, 4);
+  out.Number(static_cast<unsigned>(t.year), 10, 4);
   out.Char('-');
   AppendTwo(out, t.month);
   out.Char('-');

@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "crash/crash_handler.h"
+#include "platform/ole_date.h"
 
 namespace quorvane::crash::internal {
 
@@ -42,15 +43,13 @@ class FixedText {
   size_t used_ = 0;
 };
 
-struct CivilTime {
-  long long year;
-  unsigned month, day, hour, minute, second;
-};
-CivilTime ToCivil(long long seconds_since_1970);
+// The UTC calendar fields of a time (seconds since 1970), without gmtime, which may take the
+// C library's time-zone lock.
+platform::CivilTime UtcTime(long long seconds_since_1970);
 
 // "<root>/yyyymmdd-hhmmss-<pid>" (the separator given).
-void AppendReportFolder(FixedText& out, const char* root, char separator, const CivilTime& t,
-                        unsigned long long pid);
+void AppendReportFolder(FixedText& out, const char* root, char separator,
+                        const platform::CivilTime& t, unsigned long long pid);
 
 // What the handler knows when it writes the record.
 struct RecordFacts {
@@ -58,7 +57,7 @@ struct RecordFacts {
   const char* signal_name;
   bool has_address;
   uintptr_t address;
-  CivilTime time;
+  platform::CivilTime time;
   const char* version;
   unsigned long long pid;
   const char* exception;  // empty when there was none
