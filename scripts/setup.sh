@@ -30,6 +30,8 @@ PACKAGES=(
   chromium
   # printed albums rendered back to pixels (tests/e2e/cli_print_test.cpp)
   poppler-utils
+  # crash reports list every thread of a crashed process with its debugger
+  gdb
 )
 # ... driven from Node; a Node installed otherwise (with its own npm) serves as well.
 command -v npm >/dev/null 2>&1 || PACKAGES+=(nodejs npm)

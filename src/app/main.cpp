@@ -9,10 +9,13 @@
 #include <QMessageBox>
 #include <QTimer>
 
+#include "app/crash/crash_report_dialog.h"
+#include "app/crash/crash_start.h"
 #include "app/file_types.h"
 #include "app/main_frame.h"
 #include "app/single_instance.h"
 #include "app/startup.h"
+#include "crash/crash_handler.h"
 #include "settings/settings.h"
 
 namespace {
@@ -27,6 +30,9 @@ std::vector<std::string> ArgumentsAfterProgram(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using namespace quorvane;
+  // A crashed run starts this program again to complete its report.
+  if (crash::IsReporterCall(argc, argv)) return crash::RunReporter(argc, argv);
+  app::InstallDesktopCrashHandler(QUORVANE_VERSION);
   // "initialize" needs no display, so it is handled before the GUI starts.
   if (app::ParseArguments(ArgumentsAfterProgram(argc, argv)).initialize) {
     QCoreApplication core(argc, argv);
@@ -77,6 +83,7 @@ int main(int argc, char** argv) {
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
   }
+  app::OfferCrashReports(app::DesktopCrashReportRoot(), &user.settings, &frame);
   if (request.open) {
     const QString path = QString::fromStdString(*request.open);
     QTimer::singleShot(0, &frame, [&frame, path] { frame.OpenAlbum(path); });

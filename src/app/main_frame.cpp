@@ -35,6 +35,7 @@
 #include "app/album_operations.h"
 #include "app/album_view.h"
 #include "app/command_table.h"
+#include "app/crash/crash_start.h"
 #include "app/edit_value_dialog.h"
 #include "app/file_browser.h"
 #include "app/frame_title.h"
@@ -423,6 +424,7 @@ AlbumDocument* MainFrame::current_document() const {
 }
 
 void MainFrame::UpdateActions() {
+  RecordLoadedAlbums(documents_);
   const bool idle = !runner_->busy();
   AlbumDocument* document = current_document();
   const bool has_album = document != nullptr;
