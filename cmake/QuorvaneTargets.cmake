@@ -39,8 +39,8 @@ function(quorvane_tests sub)
 endfunction()
 
 # Copies built-in template packages (one sub-folder of the calling folder each) into `folder`
-# beside quorvane-cli, where the program looks for its installed packages, whenever one of
-# their files changes; quorvane-cli depends on the copy.
+# beside quorvane-cli and the desktop program, where they look for their installed packages,
+# whenever one of their files changes; the programs depend on the copy.
 #   quorvane_install_packages(<target> <folder> <what, for the build log> <package>...)
 function(quorvane_install_packages target folder what)
   set(copy_commands)
@@ -50,6 +50,10 @@ function(quorvane_install_packages target folder what)
     list(APPEND all_files ${files})
     list(APPEND copy_commands COMMAND ${CMAKE_COMMAND} -E copy_directory
          ${CMAKE_CURRENT_SOURCE_DIR}/${name} $<TARGET_FILE_DIR:quorvane-cli>/${folder}/${name})
+    if(TARGET quorvane)
+      list(APPEND copy_commands COMMAND ${CMAKE_COMMAND} -E copy_directory
+           ${CMAKE_CURRENT_SOURCE_DIR}/${name} $<TARGET_FILE_DIR:quorvane>/${folder}/${name})
+    endif()
   endforeach()
   set(stamp ${CMAKE_CURRENT_BINARY_DIR}/${target}.stamp)
   add_custom_command(OUTPUT ${stamp} ${copy_commands}
@@ -58,4 +62,7 @@ function(quorvane_install_packages target folder what)
                      COMMENT "Installing ${what} beside quorvane-cli")
   add_custom_target(${target} ALL DEPENDS ${stamp})
   add_dependencies(quorvane-cli ${target})
+  if(TARGET quorvane)
+    add_dependencies(quorvane ${target})
+  endif()
 endfunction()
