@@ -7,7 +7,7 @@
 
 #include <QAction>
 #include <QComboBox>
-#include <QDir>
+#include <QPrintDialog>
 #include <QPrintPreviewDialog>
 #include <QPrintPreviewWidget>
 #include <QPrinter>
@@ -44,6 +44,8 @@ const image::Rgba kSpotFill = {241, 241, 241, 255};  // the contact sheet's spot
 bool Near(image::Rgba a, image::Rgba b) {
   return std::abs(a.r - b.r) < 40 && std::abs(a.g - b.g) < 40 && std::abs(a.b - b.b) < 40;
 }
+
+fs::path ArtefactFolder() { return fs::path(QUORVANE_ARTEFACT_DIR) / "print"; }
 
 class PrintTest : public FrameTest {
  protected:
@@ -117,6 +119,9 @@ TEST_F(PrintTest, ContactSheetPrintedThroughQtPlacesEachPhotoWhereTheLayoutSays)
   ASSERT_EQ(std::system(command.c_str()), 0) << command;
   image::Image png;
   ASSERT_TRUE(png.Load(prefix.string() + ".png")) << png.last_error();
+  fs::create_directories(ArtefactFolder());
+  fs::copy_file(prefix.string() + ".png", ArtefactFolder() / "contact_sheet.png",
+                fs::copy_options::overwrite_existing);
   ASSERT_NEAR(png.width(), pages[0].size.width, 1);
   ASSERT_NEAR(png.height(), pages[0].size.height, 1);
   const auto at = [&](double x, double y) {
@@ -167,9 +172,9 @@ TEST_F(PrintTest, PreviewShowsEveryPageAndFollowsTheChosenTemplate) {
   ASSERT_EVENTUALLY_WITHIN(!photos->busy(), 30000);
   QTest::qWait(400);
   preview->resize(1000, 760);
-  const QString folder = QString(QUORVANE_ARTEFACT_DIR) + "/print";
-  QDir().mkpath(folder);
-  EXPECT_TRUE(preview->grab().save(folder + "/print_preview.png"));
+  fs::create_directories(ArtefactFolder());
+  EXPECT_TRUE(preview->grab().save(
+      QString::fromStdString((ArtefactFolder() / "print_preview.png").string())));
 
   auto* chooser = preview->findChild<printing::TemplateChooser*>();
   ASSERT_NE(chooser, nullptr);
@@ -210,6 +215,15 @@ TEST_F(PrintTest, PrintSetupIsKeptForTheSessionAndInPrintFlags) {
   const auto page = printing::PrinterPage(*commands_->printer());
   EXPECT_NEAR(page.width, 792, 1);
   EXPECT_NEAR(page.height, 612, 1);
+
+  // The print dialog offers the template on a page of its own.
+  frame_->RunCommand(kCmdPrint);
+  QPrintDialog* dialog = nullptr;
+  ASSERT_EVENTUALLY((dialog = frame_->findChild<QPrintDialog*>()) != nullptr);
+  auto* chooser = dialog->findChild<printing::TemplateChooser*>();
+  ASSERT_NE(chooser, nullptr);
+  EXPECT_EQ(chooser->currentText(), "Contact Sheet");
+  dialog->reject();
   (void)colours;
 }
 
