@@ -1,9 +1,7 @@
-// The printing commands of the File menu: "&Print with Preview" (a print preview with the
-// template chooser in its tool bar), "&Print..." (the print dialog, with the chooser on a page of
-// its own) and "P&rint Setup..." (paper and printer). The printer and everything set up on it
-// stay for the session; the template printed with is kept in "print.template_path" and the page
-// options that fit in "print.flags" are kept there. Printing itself runs as a job of the main
-// frame's job runner, with its progress window and Cancel.
+// The File menu's printing commands: "&Print with Preview", "&Print..." and "P&rint Setup...".
+// The printer and its set-up stay for the session; the template is kept in
+// "print.template_path" and what fits of the set-up in "print.flags". Printing runs as a job of
+// the main frame's job runner, with its progress window and Cancel.
 #pragma once
 
 #include <cstdint>
