@@ -45,6 +45,7 @@
 #include "app/link_router.h"
 #include "app/photo_viewer.h"
 #include "app/preferences_dialog.h"
+#include "app/printing/print_commands.h"
 #include "app/scanner.h"
 #include "app/screen_capture.h"
 #include "app/search_pane.h"
@@ -126,6 +127,9 @@ bool IsAvailable(int id) {
     case kCmdCaptureWindow:
     case kCmdCaptureScreen:
     case kCmdCreateWebPages:
+    case kCmdPrintPreview:
+    case kCmdPrint:
+    case kCmdPrintSetup:
       return true;
     case kCmdScan:
     case kCmdScanSelectSource:
@@ -139,7 +143,10 @@ bool IsAvailable(int id) {
 }  // namespace
 
 MainFrame::MainFrame(settings::UserSettings* user, QWidget* parent)
-    : QMainWindow(parent), user_(user), runner_(new JobRunner(this)) {
+    : QMainWindow(parent),
+      user_(user),
+      runner_(new JobRunner(this)),
+      printing_(new printing::PrintCommands(user, runner_, this)) {
   setObjectName("QuorvaneFrame");
   setWindowIcon(QIcon(":/quorvane/quorvane.svg"));
   BuildActions();
@@ -152,6 +159,9 @@ MainFrame::MainFrame(settings::UserSettings* user, QWidget* parent)
   if (recent_.size() > kRecentAlbumCount) recent_.resize(kRecentAlbumCount);
   RebuildRecentMenu();
   RestoreLayout();
+  connect(printing_, &printing::PrintCommands::Failed, this, &MainFrame::ShowMessage);
+  connect(printing_, &printing::PrintCommands::Printed, this,
+          [this](const QString& text) { statusBar()->showMessage(text, 5000); });
   connect(runner_, &JobRunner::BusyChanged, this, [this](bool busy) {
     UpdateActions();
     if (!busy) {
@@ -484,6 +494,11 @@ void MainFrame::UpdateActions() {
         break;
       case kCmdEditPhotoDescription:
         enabled = enabled && writable && selection;
+        break;
+      case kCmdPrintPreview:
+      case kCmdPrint:
+      case kCmdPrintSetup:
+        enabled = enabled && has_album && !document->album().photos().empty();
         break;
       default:
         if (imaging::FindEditCommand(id)) enabled = enabled && writable && selection;
@@ -954,6 +969,15 @@ void MainFrame::RunCommand(int id) {
       if (document && PhotoEditsSettled([this] { RunCommand(kCmdCreateWebPages); })) {
         ShowWebWizard(document->album(), user_, this);
       }
+      return;
+    case kCmdPrintPreview:
+      printing_->ShowPreview(document->album());
+      return;
+    case kCmdPrint:
+      printing_->ShowPrintDialog(document->album());
+      return;
+    case kCmdPrintSetup:
+      printing_->ShowPageSetup();
       return;
     case kCmdStatusBar:
       statusBar()->setVisible(actions_.at(kCmdStatusBar)->isChecked());

@@ -38,6 +38,9 @@ class FileBrowser;
 class JobRunner;
 class LibraryPane;
 class SearchPane;
+namespace printing {
+class PrintCommands;
+}  // namespace printing
 
 class MainFrame : public QMainWindow {
   Q_OBJECT
@@ -63,6 +66,7 @@ class MainFrame : public QMainWindow {
   QAction* action(int id) const;
   QMenu* top_menu(const QString& text) const;
   JobRunner* job_runner() const { return runner_; }
+  printing::PrintCommands* print_commands() const { return printing_; }
   AlbumDocument* current_document() const;
   int document_count() const { return static_cast<int>(documents_.size()); }
   const std::vector<std::string>& recent_albums() const { return recent_; }
@@ -154,6 +158,7 @@ class MainFrame : public QMainWindow {
 
   settings::UserSettings* user_;
   JobRunner* runner_;
+  printing::PrintCommands* printing_;
   std::vector<std::unique_ptr<AlbumDocument>> documents_;
   int current_ = -1;
   std::map<int, QAction*> actions_;

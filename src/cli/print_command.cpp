@@ -15,26 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The folder of the built-in template used when none is chosen.
-constexpr std::string_view kDefaultTemplateFolder = "contact-sheet";
-
 std::vector<webalbum::TemplateInfo> InstalledPrintTemplates() {
   return print::ListPrintTemplates(print::PrintTemplateFolders(ProgramFolder(), UserDataFolder()));
-}
-
-// Without --template: the template printed with last, else the contact sheet, else the first
-// installed one. Empty when none is installed.
-fs::path DefaultTemplate(const settings::Settings& values) {
-  print::PrintTemplate last;
-  if (!values.print_template_path.empty() &&
-      last.Load(values.print_template_path) == platform::kOk) {
-    return values.print_template_path;
-  }
-  const std::vector<webalbum::TemplateInfo> installed = InstalledPrintTemplates();
-  for (const auto& info : installed) {
-    if (fs::path(info.path).parent_path().filename() == kDefaultTemplateFolder) return info.path;
-  }
-  return installed.empty() ? fs::path() : fs::path(installed.front().path);
 }
 
 }  // namespace
@@ -53,7 +35,8 @@ int RunPrintCommand(std::span<const std::string> args) {
     template_path =
         ResolveTemplate(*wanted, InstalledPrintTemplates(), print::kPrintTemplateExtension);
   } else {
-    template_path = DefaultTemplate(user.settings);
+    template_path =
+        print::DefaultPrintTemplate(user.settings.print_template_path, InstalledPrintTemplates());
     if (template_path.empty()) return Failure("No print templates are installed.");
   }
   print::PrintTemplate print_template;

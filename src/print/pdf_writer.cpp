@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "print/page_canvas.h"
+
 namespace quorvane::print {
 namespace {
 
@@ -143,39 +145,62 @@ int PdfWriter::AddJpeg(std::string_view jpeg, std::string* error) {
   return Flush(error) ? id : 0;
 }
 
-bool PdfWriter::AddPage(const PageLayout& page, const std::vector<int>& images,
-                        std::string* error) {
-  const double height = page.size.height;
-  std::string content;
-  for (const PlacedRect& item : page.rects) {
+namespace {
+
+// A page's content stream: PDF's origin is the sheet's bottom-left corner, the layout's its
+// top-left one.
+class ContentCanvas : public PageCanvas {
+ public:
+  ContentCanvas(double height, const std::vector<int>& images) : height_(height), images_(images) {}
+
+  void DrawRect(const PlacedRect& item) override {
     const Rect& r = item.rect;
     content += "q ";
     if (item.fill) content += ColorOperands(*item.fill) + " rg ";
     if (item.line_width > 0) {
       content += Num(item.line_width) + " w " + ColorOperands(item.line_color) + " RG ";
     }
-    content += Num(r.left) + " " + Num(height - r.bottom()) + " " + Num(r.width) + " " +
+    content += Num(r.left) + " " + Num(height_ - r.bottom()) + " " + Num(r.width) + " " +
                Num(r.height) + " re ";
     content += item.fill ? (item.line_width > 0 ? "B" : "f") : "S";
     content += " Q\n";
   }
-  std::string xobjects;
-  for (size_t i = 0; i < page.photos.size() && i < images.size(); ++i) {
-    if (images[i] == 0) continue;
-    const Rect& r = page.photos[i].placed;
-    const std::string name = "/Im" + std::to_string(images[i]);
+
+  void DrawPhoto(size_t index, const PlacedPhoto& photo) override {
+    if (index >= images_.size() || images_[index] == 0) return;
+    const Rect& r = photo.placed;
+    const std::string name = "/Im" + std::to_string(images_[index]);
     content += "q " + Num(r.width) + " 0 0 " + Num(r.height) + " " + Num(r.left) + " " +
-               Num(height - r.bottom()) + " cm " + name + " Do Q\n";
-    xobjects += name + " " + Ref(images[i]) + " ";
+               Num(height_ - r.bottom()) + " cm " + name + " Do Q\n";
+    xobjects += name + " " + Ref(images_[index]) + " ";
   }
-  bool used[kStandardFontCount] = {};
-  for (const PlacedText& text : page.texts) {
+
+  void DrawText(const PlacedText& text) override {
     const int font = StandardFontIndex(text.font);
     used[font] = true;
     content += "BT /F" + std::to_string(font) + " " + Num(text.font.size) + " Tf " +
                ColorOperands(text.font.color) + " rg " + Num(text.x) + " " +
-               Num(height - text.baseline) + " Td " + Literal(ToWinAnsi(text.text)) + " Tj ET\n";
+               Num(height_ - text.baseline) + " Td " + Literal(ToWinAnsi(text.text)) + " Tj ET\n";
   }
+
+  std::string content;
+  std::string xobjects;
+  bool used[kStandardFontCount] = {};
+
+ private:
+  double height_;
+  const std::vector<int>& images_;
+};
+
+}  // namespace
+
+bool PdfWriter::AddPage(const PageLayout& page, const std::vector<int>& images,
+                        std::string* error) {
+  ContentCanvas canvas(page.size.height, images);
+  DrawPage(page, canvas);
+  const std::string& content = canvas.content;
+  const std::string& xobjects = canvas.xobjects;
+  const bool* used = canvas.used;
   std::string fonts;
   for (int i = 0; i < kStandardFontCount; ++i) {
     if (used[i]) fonts += "/F" + std::to_string(i) + " " + Ref(FontObject(i)) + " ";

@@ -31,11 +31,38 @@ void FlattenOnWhite(image::Image& picture) {
   picture = std::move(flat);
 }
 
-std::string PageText(int page, int count) {
+// The folder of the built-in template used when none is chosen.
+constexpr std::string_view kDefaultTemplateFolder = "contact-sheet";
+
+}  // namespace
+
+std::string PrintingPageText(int page, int count) {
   return "Printing page " + std::to_string(page) + " of " + std::to_string(count) + " ...";
 }
 
-}  // namespace
+bool LoadPrintPhoto(const std::filesystem::path& file, const Rect& placed, int dpi,
+                    image::Image* picture, std::string* error) {
+  if (!picture->LoadThumbnailToFit(file, Pixels(placed.width, dpi), Pixels(placed.height, dpi),
+                                   image::ResampleMode::kLanczos3)) {
+    *error = picture->last_error();
+    return false;
+  }
+  FlattenOnWhite(*picture);
+  return true;
+}
+
+std::filesystem::path DefaultPrintTemplate(const std::string& last_path,
+                                           const std::vector<webalbum::TemplateInfo>& installed) {
+  PrintTemplate last;
+  if (!last_path.empty() && last.Load(last_path) == platform::kOk) return last_path;
+  for (const auto& info : installed) {
+    if (std::filesystem::path(info.path).parent_path().filename() == kDefaultTemplateFolder) {
+      return info.path;
+    }
+  }
+  return installed.empty() ? std::filesystem::path()
+                           : std::filesystem::path(installed.front().path);
+}
 
 webalbum::GalleryFacts PrintFacts(album::Album& album) {
   webalbum::GalleryFacts gallery;
@@ -88,7 +115,7 @@ platform::ResultCode PrintAlbumToPdf(album::Album& album, const PrintTemplate& p
   const int64_t total = static_cast<int64_t>(gallery.photos.size());
   int64_t done = 0;
   for (size_t p = 0; p < pages.size(); ++p) {
-    progress.SetText(PageText(static_cast<int>(p + 1), static_cast<int>(pages.size())));
+    progress.SetText(PrintingPageText(static_cast<int>(p + 1), static_cast<int>(pages.size())));
     std::vector<int> images;
     for (const PlacedPhoto& placed : pages[p].photos) {
       if (progress.Cancelled()) {
@@ -98,14 +125,13 @@ platform::ResultCode PrintAlbumToPdf(album::Album& album, const PrintTemplate& p
       const std::string& name = gallery.photos[placed.photo].image_file;
       image::Image picture;
       std::vector<uint8_t> jpeg;
-      if (!picture.LoadThumbnailToFit(
-              album.store().LocalPath(name), Pixels(placed.placed.width, options.dpi),
-              Pixels(placed.placed.height, options.dpi), image::ResampleMode::kLanczos3)) {
-        *error = "Unable to print \"" + name + "\": " + picture.last_error();
+      std::string reason;
+      if (!LoadPrintPhoto(album.store().LocalPath(name), placed.placed, options.dpi, &picture,
+                          &reason)) {
+        *error = "Unable to print \"" + name + "\": " + reason;
         writer.Discard();
         return platform::kFailed;
       }
-      FlattenOnWhite(picture);
       if (!picture.SaveToMemory(&jpeg, image::ImageFormat::kJpeg, options.jpeg_quality)) {
         *error = "Unable to print \"" + name + "\": " + picture.last_error();
         writer.Discard();
