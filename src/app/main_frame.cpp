@@ -42,6 +42,7 @@
 #include "app/job_runner.h"
 #include "app/library_pane.h"
 #include "app/link_router.h"
+#include "app/mailwizard/album_mail_wizard.h"
 #include "app/photo_viewer.h"
 #include "app/preferences_dialog.h"
 #include "app/scanner.h"
@@ -123,6 +124,7 @@ bool IsAvailable(int id) {
     case kCmdPreferences:
     case kCmdCaptureWindow:
     case kCmdCaptureScreen:
+    case kCmdSendEmail:
       return true;
     case kCmdScan:
     case kCmdScanSelectSource:
@@ -433,6 +435,7 @@ void MainFrame::UpdateActions() {
         enabled = enabled && writable && document->album().modified();
         break;
       case kCmdCloseAlbum:
+      case kCmdSendEmail:
       case kCmdSelectAll:
       case kCmdClearSelection:
         enabled = enabled && has_album;
@@ -904,6 +907,11 @@ void MainFrame::RunCommand(int id) {
       return;
     case kCmdPreferences:
       ShowPreferences();
+      return;
+    case kCmdSendEmail:
+      if (document && PhotoEditsSettled([this] { RunCommand(kCmdSendEmail); })) {
+        ShowAlbumMailWizard(document->album(), user_, this);
+      }
       return;
     case kCmdCaptureWindow:
     case kCmdCaptureScreen:
