@@ -84,7 +84,9 @@ MailSettingsForm::MailSettingsForm(MailTask* task, QWidget* parent) : QWidget(pa
   password_->setEchoMode(QLineEdit::Password);
   save_password_ = new QCheckBox(tr("Re&member the password"), server_group_);
   auto* server_form = new QFormLayout(server_group_);
-  server_form->addRow(tr("&Server:"), server_row);
+  auto* server_label = new QLabel(tr("&Server:"), server_group_);
+  server_label->setBuddy(server_);
+  server_form->addRow(server_label, server_row);
   server_form->addRow(tr("Sec&urity:"), security_);
   server_form->addRow(tr("&Log-in method:"), method_);
   server_form->addRow(tr("&User name:"), user_);
@@ -101,7 +103,9 @@ MailSettingsForm::MailSettingsForm(MailTask* task, QWidget* parent) : QWidget(pa
   pop3_row->addWidget(new QLabel(tr("Port:"), pop3_));
   pop3_row->addWidget(pop3_port_);
   auto* pop3_form = new QFormLayout(pop3_);
-  pop3_form->addRow(tr("Ser&ver:"), pop3_row);
+  auto* pop3_label = new QLabel(tr("Ser&ver:"), pop3_);
+  pop3_label->setBuddy(pop3_server_);
+  pop3_form->addRow(pop3_label, pop3_row);
   pop3_form->addRow(QString(), apop_);
 
   test_address_ = new QLineEdit(this);

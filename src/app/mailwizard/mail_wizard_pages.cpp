@@ -110,6 +110,11 @@ void IntroPage::initializePage() {
       wizard->task(), &MailTask::Finished, this,
       [this, wizard, recommendation, bytes](platform::ResultCode result) {
         busy_->hide();
+        if (result == platform::kCancelled) {
+          SetStatus(status_, tr("The size estimate was cancelled. Press Back to start it again."),
+                    false);
+          return;
+        }
         if (result != platform::kOk) {
           SetStatus(status_, QString::fromStdString(wizard->workflow().failure()), true);
           return;
@@ -159,7 +164,10 @@ SizePage::SizePage(AlbumMailWizard* wizard) : MailWizardPage(wizard) {
   for (QLineEdit* edit : {width_, height_}) {
     edit->setMaximumWidth(70);
     edit->setAlignment(Qt::AlignRight);
-    connect(edit, &QLineEdit::textEdited, custom_, [this] { custom_->setChecked(true); });
+    connect(edit, &QLineEdit::textEdited, this, [this] {
+      custom_->setChecked(true);
+      SetStatus(status_, {}, false);
+    });
   }
   width_->setPlaceholderText(tr("width"));
   height_->setPlaceholderText(tr("height"));
@@ -232,10 +240,12 @@ PreparePage::PreparePage(AlbumMailWizard* wizard) : MailWizardPage(wizard) {
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(photo_text_);
   layout->addWidget(bar_);
-  layout->addWidget(status_);
   layout->addWidget(view_, 1);
+  layout->addWidget(status_);
   connect(wizard->task(), &MailTask::PhotoText, this, [this](const QString& text) {
-    if (wizard_->currentPage() == this) photo_text_->setText(text);
+    if (wizard_->currentPage() != this) return;
+    photo_text_->setText(text);
+    photo_text_->setVisible(!text.isEmpty());
   });
   connect(wizard->task(), &MailTask::Position, this, [this](qint64 position, qint64 maximum) {
     if (wizard_->currentPage() == this) ShowPosition(bar_, position, maximum);
@@ -251,21 +261,23 @@ void PreparePage::initializePage() {
   ShowPosition(bar_, 0, 0);
   auto on_status = connect(wizard_->task(), &MailTask::Status, this, [this](const QString& text) {
     lines_ << text;
-    SetStatus(status_, lines_.join('\n'), false);
+    SetStatusLines(status_, lines_, lines_.size(), false);
   });
   connect(
       wizard_->task(), &MailTask::Finished, this,
       [this, on_status](platform::ResultCode result) {
         disconnect(on_status);
         bar_->hide();
-        photo_text_->clear();
+        photo_text_->hide();
         prepared_ = result == platform::kOk;
         if (prepared_) {
           lines_ << FromView(mail::kPressNextText);
           setSubTitle("Check the new size of your album...");
           ShowFragment(view_, wizard_->workflow().SizeHtml());
         }
-        SetStatus(status_, lines_.join('\n'), result == platform::kFailed);
+        // What the preparation came to stands out: the last text, or the two that end it.
+        SetStatusLines(status_, lines_, lines_.size() - (prepared_ ? 2 : 1),
+                       result == platform::kFailed);
         emit completeChanged();
       },
       Qt::SingleShotConnection);
@@ -285,6 +297,9 @@ AddressPage::AddressPage(AlbumMailWizard* wizard) : MailWizardPage(wizard) {
   recipients_->setPlaceholderText(tr("name@example.com; another@example.com"));
   name_ = new QLineEdit(this);
   address_ = new QLineEdit(this);
+  for (QLineEdit* edit : {recipients_, name_, address_}) {
+    connect(edit, &QLineEdit::textEdited, this, [this] { SetStatus(status_, {}, false); });
+  }
   auto* hint = new QLabel(tr("Separate several addresses with semicolons or commas."), this);
   hint->setEnabled(false);
   auto* form = new QFormLayout;
@@ -339,6 +354,7 @@ bool AddressPage::validatePage() {
 
 SendPage::SendPage(AlbumMailWizard* wizard) : MailWizardPage(wizard) {
   setTitle("Quorvane is now sending your album...");
+  setSubTitle(tr("Each step is shown below as it happens."));
   setFinalPage(true);
   bar_ = NewBar(this);
   view_ = NewFragmentView(this);
@@ -399,7 +415,7 @@ bool SendPage::isComplete() const { return MailWizardPage::isComplete(); }
 
 void SendPage::AddLine(const QString& text) {
   lines_ << text;
-  SetStatus(status_, lines_.join('\n'), false);
+  SetStatusLines(status_, lines_, lines_.size(), false);
 }
 
 void SendPage::Start() {
@@ -433,7 +449,13 @@ void SendPage::Finish(platform::ResultCode result) {
     ShowFragment(view_, mail::FragmentText(mail::MailFragment::kDefaultMailClient));
     view_->show();
   }
-  SetStatus(status_, lines_.join('\n'), result == platform::kFailed);
+  // From the failure on (it may bring the hint to the configuration), or the last text.
+  qsizetype marked = lines_.size() - 1;
+  if (result == platform::kFailed) {
+    const qsizetype failure = lines_.lastIndexOf(QString::fromStdString(workflow.failure()));
+    if (failure >= 0) marked = failure;
+  }
+  SetStatusLines(status_, lines_, marked, result == platform::kFailed);
   again_->setVisible(result == platform::kOk);
   retry_box_->setVisible(result != platform::kOk);
   emit completeChanged();

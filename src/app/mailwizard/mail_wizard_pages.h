@@ -90,7 +90,8 @@ class PreparePage : public MailWizardPage {
   explicit PreparePage(AlbumMailWizard* wizard);
   void initializePage() override;
   bool isComplete() const override;
-  QLabel* status_label() const { return status_; }
+  // The status texts so far, one a line.
+  QString status_text() const { return lines_.join('\n'); }
   QTextBrowser* view() const { return view_; }
 
  private:
@@ -132,7 +133,8 @@ class SendPage : public MailWizardPage {
   // Opens the mail settings in a window of their own; the retry uses what is saved there.
   void ConfigureMailServer();
 
-  QLabel* status_label() const { return status_; }
+  // The status texts so far, one a line.
+  QString status_text() const { return lines_.join('\n'); }
   QTextBrowser* view() const { return view_; }
   QPushButton* send_again_button() const { return send_again_; }
   QPushButton* retry_button() const { return retry_; }

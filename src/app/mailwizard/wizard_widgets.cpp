@@ -21,6 +21,8 @@ QTextBrowser* NewFragmentView(QWidget* parent) {
   palette.setColor(QPalette::Base, palette.color(QPalette::Window));
   view->setPalette(palette);
   view->viewport()->setAutoFillBackground(false);
+  view->document()->setDefaultStyleSheet(
+      "td { padding: 2px 18px 2px 0; } p { margin-bottom: 8px; }");
   return view;
 }
 
@@ -38,7 +40,28 @@ QLabel* NewStatusLabel(QWidget* parent) {
   return label;
 }
 
+void SetStatusLines(QLabel* label, const QStringList& lines, qsizetype marked_from, bool error) {
+  QString html;
+  for (qsizetype i = 0; i < lines.size(); ++i) {
+    const QString line = lines[i].toHtmlEscaped();
+    if (i < marked_from) {
+      html += line;
+    } else if (error) {
+      html += "<span style=\"color: #b3261e; font-weight: bold\">" + line + "</span>";
+    } else {
+      html += "<b>" + line + "</b>";
+    }
+    if (i + 1 < lines.size()) html += "<br>";
+  }
+  label->setTextFormat(Qt::RichText);
+  label->setStyleSheet(QString());
+  // The texts keep their spacing ("Done!  Your ...").
+  label->setText("<div style=\"white-space: pre-wrap\">" + html + "</div>");
+  label->setVisible(!lines.isEmpty());
+}
+
 void SetStatus(QLabel* label, const QString& text, bool error) {
+  label->setTextFormat(Qt::PlainText);
   label->setText(text);
   label->setVisible(!text.isEmpty());
   label->setStyleSheet(error ? "color: #b3261e; font-weight: bold" : QString());

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include <QString>
+#include <QStringList>
 
 class QLabel;
 class QTextBrowser;
@@ -25,5 +26,8 @@ void ShowFragment(QTextBrowser* view, std::string_view html);
 QLabel* NewStatusLabel(QWidget* parent);
 // Errors in the palette's error colour, other texts in the normal one.
 void SetStatus(QLabel* label, const QString& text, bool error);
+// A step's status texts, one a line, those from `marked_from` on standing out: in the error
+// colour after a failure, in bold after success.
+void SetStatusLines(QLabel* label, const QStringList& lines, qsizetype marked_from, bool error);
 
 }  // namespace quorvane::app

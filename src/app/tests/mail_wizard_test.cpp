@@ -110,7 +110,7 @@ class MailWizardTest : public FrameTest {
     EXPECT_TRUE(wizard_->grab().save(QString::fromStdString((folder / (name + ".png")).string())));
   }
   bool TempIsEmpty() const { return fs::is_empty(dir_ / "tmp"); }
-  std::string SendStatus() const { return Text(wizard_->send_page()->status_label()); }
+  std::string SendStatus() const { return wizard_->send_page()->status_text().toStdString(); }
 
   AlbumMailWizard* wizard_ = nullptr;
 };
@@ -152,7 +152,7 @@ TEST_F(MailWizardTest, ResizedAlbumArrivesAsOneArchiveAndTheSettingsAreKept) {
   Screenshot("3_size");
 
   ASSERT_NO_FATAL_FAILURE(NextAndSettle(AlbumMailWizard::kPreparePage));
-  EXPECT_EQ(Text(wizard_->prepare_page()->status_label()),
+  EXPECT_EQ(wizard_->prepare_page()->status_text().toStdString(),
             "Preparing photo album for email...\nResizing finished.\n"
             "Finished preparing photo album for email.\nPress the Next button to continue.");
   Screenshot("4_prepare");
