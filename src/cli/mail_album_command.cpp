@@ -19,6 +19,7 @@
 #include "mail/workflow/album_mail_workflow.h"
 #include "mail/workflow/mail_fragments.h"
 #include "platform/socket.h"
+#include "settings/mail_settings.h"
 
 namespace quorvane::cli {
 namespace {
@@ -54,10 +55,6 @@ void PrintStatus(std::string_view text) {
   std::cout << text << std::endl;
 }
 
-uint16_t Port(int32_t value, uint16_t fallback) {
-  return value >= 1 && value <= 65535 ? static_cast<uint16_t>(value) : fallback;
-}
-
 // The sender when none is set: the mail account's name when it is an address, else the
 // user's account on this machine, as mail programs have long done.
 std::string FallbackSender(const settings::Settings& values) {
@@ -69,27 +66,6 @@ std::string FallbackSender(const settings::Settings& values) {
                "ADDR); sending as "
             << sender << '\n';
   return sender;
-}
-
-mail::MailSettings MailSettingsFrom(const settings::Settings& values) {
-  mail::MailSettings out;
-  out.use_mail_client = values.mapi_enable;
-  out.smtp_server = values.smtp_server;
-  out.smtp_security = mail::SmtpSecurity::kNone;
-  if (!mail::ParseSmtpSecurity(values.smtp_security, &out.smtp_security)) {
-    out.smtp_security = mail::SmtpSecurity::kNone;
-  }
-  out.smtp_port = Port(values.smtp_port, 25);
-  out.smtp_method = values.smtp_method;
-  out.smtp_user = values.smtp_user;
-  out.smtp_pass = values.smtp_pass;
-  out.pop_before_smtp = values.pop3_auth_popbeforesmtp;
-  out.pop3_apop = values.pop3_auth_apop;
-  out.pop3_server = values.pop3_server;
-  out.pop3_port = Port(values.pop3_port, 110);
-  out.sender_name = values.email_name;
-  out.sender_address = values.email_address;
-  return out;
 }
 
 void FillSender(const settings::Settings& values, mail::MailSettings* settings) {
@@ -122,7 +98,7 @@ int Estimate(std::span<const std::string> args) {
   if (!album) return kExitFailure;
   mail::AlbumMailWorkflow workflow(*album);
   if (!workflow.Measure()) return Failure(workflow.failure());
-  const mail::MailSettings settings = MailSettingsFrom(user.settings);
+  const mail::MailSettings settings = settings::MailSettingsFrom(user.settings);
   const std::optional<uint64_t> limit =
       settings.use_mail_client ? std::nullopt
                                : mail::QueryServerSizeLimit(settings, kSizeQueryTimeoutMs);
@@ -164,7 +140,7 @@ int SendAlbum(std::span<const std::string> args) {
   mail::ResizeChoice choice;
   if (!ParseResize(parsed, &choice)) return UsageError(mail::kInvalidSizeMessage, usage);
   const settings::UserSettings user = LoadSettingsReportingProblems();
-  mail::MailSettings settings = MailSettingsFrom(user.settings);
+  mail::MailSettings settings = settings::MailSettingsFrom(user.settings);
   if (const std::string* via = parsed.Value("--via")) {
     if (*via != "smtp" && *via != "client") return UsageError("--via takes smtp or client", usage);
     settings.use_mail_client = *via == "client";
@@ -205,7 +181,7 @@ int SendTest(std::span<const std::string> args) {
   const std::string* to = parsed.Value("--to");
   if (to == nullptr || to->empty()) return UsageError(mail::kNoAddressText, usage);
   const settings::UserSettings user = LoadSettingsReportingProblems();
-  mail::MailSettings settings = MailSettingsFrom(user.settings);
+  mail::MailSettings settings = settings::MailSettingsFrom(user.settings);
   if (const std::string problem = mail::SettingsProblem(settings); !problem.empty()) {
     return Failure(problem);
   }

@@ -6,6 +6,7 @@
 #include "app/mailwizard/mail_task.h"
 #include "app/mailwizard/mail_wizard_pages.h"
 #include "mail/workflow/mail_delivery.h"
+#include "settings/mail_settings.h"
 
 namespace quorvane::app {
 
@@ -45,7 +46,7 @@ bool AlbumMailWizard::SaveSettings(const settings::Settings& values, QString* er
 }
 
 mail::MailSettings AlbumMailWizard::mail_settings() const {
-  return MailSettingsFrom(user_->settings);
+  return settings::MailSettingsFrom(user_->settings);
 }
 
 void AlbumMailWizard::OnRunningChanged(bool running) {

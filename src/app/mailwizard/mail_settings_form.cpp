@@ -15,6 +15,7 @@
 
 #include "app/mailwizard/mail_task.h"
 #include "app/mailwizard/wizard_widgets.h"
+#include "settings/mail_settings.h"
 
 namespace quorvane::app {
 namespace {
@@ -28,10 +29,6 @@ struct Security {
 constexpr Security kSecurities[] = {
     {"none", "None", 25}, {"starttls", "STARTTLS", 587}, {"tls", "SSL/TLS", 465}};
 
-uint16_t Port(int32_t value, uint16_t fallback) {
-  return value >= 1 && value <= 65535 ? static_cast<uint16_t>(value) : fallback;
-}
-
 QSpinBox* PortBox(QWidget* parent) {
   auto* box = new QSpinBox(parent);
   box->setRange(1, 65535);
@@ -40,26 +37,6 @@ QSpinBox* PortBox(QWidget* parent) {
 }
 
 }  // namespace
-
-mail::MailSettings MailSettingsFrom(const settings::Settings& values) {
-  mail::MailSettings out;
-  out.use_mail_client = values.mapi_enable;
-  out.smtp_server = values.smtp_server;
-  if (!mail::ParseSmtpSecurity(values.smtp_security, &out.smtp_security)) {
-    out.smtp_security = mail::SmtpSecurity::kNone;
-  }
-  out.smtp_port = Port(values.smtp_port, 25);
-  out.smtp_method = values.smtp_method;
-  out.smtp_user = values.smtp_user;
-  out.smtp_pass = values.smtp_pass;
-  out.pop_before_smtp = values.pop3_auth_popbeforesmtp;
-  out.pop3_apop = values.pop3_auth_apop;
-  out.pop3_server = values.pop3_server;
-  out.pop3_port = Port(values.pop3_port, 110);
-  out.sender_name = values.email_name;
-  out.sender_address = values.email_address;
-  return out;
-}
 
 MailSettingsForm::MailSettingsForm(MailTask* task, QWidget* parent) : QWidget(parent), task_(task) {
   client_ = new QRadioButton(tr("Send through my &default mail program"), this);
@@ -151,7 +128,8 @@ void MailSettingsForm::Load(const settings::Settings& values) {
     if (values.smtp_security == kSecurities[i].value) security = i;
   }
   security_->setCurrentIndex(security);
-  port_->setValue(Port(values.smtp_port, 25));
+  const mail::MailSettings mail = settings::MailSettingsFrom(values);
+  port_->setValue(mail.smtp_port);
   method_->setCurrentIndex(
       values.smtp_method >= 0 && values.smtp_method < method_->count() ? values.smtp_method : 0);
   user_->setText(QString::fromStdString(values.smtp_user));
@@ -159,7 +137,7 @@ void MailSettingsForm::Load(const settings::Settings& values) {
   save_password_->setChecked(values.smtp_savepass);
   pop3_->setChecked(values.pop3_auth_popbeforesmtp);
   pop3_server_->setText(QString::fromStdString(values.pop3_server));
-  pop3_port_->setValue(Port(values.pop3_port, 110));
+  pop3_port_->setValue(mail.pop3_port);
   apop_->setChecked(values.pop3_auth_apop);
   if (test_address_->text().isEmpty()) {
     test_address_->setText(QString::fromStdString(values.email_address));
@@ -186,7 +164,8 @@ QString MailSettingsForm::Problem() const {
   if (client_->isChecked()) return {};
   settings::Settings values = values_;
   Store(&values);
-  QString problem = QString::fromStdString(mail::SettingsProblem(MailSettingsFrom(values)));
+  QString problem =
+      QString::fromStdString(mail::SettingsProblem(settings::MailSettingsFrom(values)));
   if (problem.isEmpty() && values.pop3_auth_popbeforesmtp && values.pop3_server.empty()) {
     problem = tr("Please enter the incoming mail server to log in to before sending.");
   }
@@ -223,7 +202,7 @@ void MailSettingsForm::SendTest() {
   }
   settings::Settings values = values_;
   Store(&values);
-  mail::MailSettings settings = MailSettingsFrom(values);
+  mail::MailSettings settings = settings::MailSettingsFrom(values);
   // Without a sender of its own the test comes from the address it goes to.
   if (settings.sender_address.empty()) settings.sender_address = to;
   // This form is the configuration: the hint that points to it is left out here.

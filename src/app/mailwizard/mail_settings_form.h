@@ -22,9 +22,6 @@ namespace quorvane::app {
 
 class MailTask;
 
-// The workflow's mail settings from the stored ones.
-mail::MailSettings MailSettingsFrom(const settings::Settings& values);
-
 class MailSettingsForm : public QWidget {
   Q_OBJECT
  public:
