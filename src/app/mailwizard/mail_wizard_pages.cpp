@@ -443,17 +443,18 @@ void SendPage::Finish(platform::ResultCode result) {
   if (result == platform::kOk && wizard_->mail_settings().use_mail_client) {
     AddLine(FromView(mail::kPressFinishText));
   }
-  if (workflow.no_mail_client()) {
-    // The help page reads better as the page it is than as a status line.
-    lines_.removeLast();
-    ShowFragment(view_, mail::FragmentText(mail::MailFragment::kDefaultMailClient));
-    view_->show();
-  }
   // From the failure on (it may bring the hint to the configuration), or the last text.
   qsizetype marked = lines_.size() - 1;
   if (result == platform::kFailed) {
     const qsizetype failure = lines_.lastIndexOf(QString::fromStdString(workflow.failure()));
     if (failure >= 0) marked = failure;
+  }
+  if (workflow.no_mail_client()) {
+    // The help page reads better as the page it is than as a status line.
+    lines_.removeLast();
+    marked = lines_.size();
+    ShowFragment(view_, mail::FragmentText(mail::MailFragment::kDefaultMailClient));
+    view_->show();
   }
   SetStatusLines(status_, lines_, marked, result == platform::kFailed);
   again_->setVisible(result == platform::kOk);

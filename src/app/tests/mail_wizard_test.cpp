@@ -265,5 +265,56 @@ TEST_F(MailWizardTest, CancelWhileSendingStopsTheMessageAndOffersToTryAgain) {
   EXPECT_TRUE(TempIsEmpty());
 }
 
+// The desktop's mail program is a stand-in `xdg-email` on the PATH that takes the message, or
+// says that no program handles mail.
+struct ClientCase {
+  const char* name;
+  int exit_status;
+};
+
+class MailWizardClientTest : public MailWizardTest,
+                             public ::testing::WithParamInterface<ClientCase> {
+ protected:
+  void TearDown() override {
+    qputenv("PATH", old_path_);
+    MailWizardTest::TearDown();
+  }
+  QByteArray old_path_ = qgetenv("PATH");
+};
+
+TEST_P(MailWizardClientTest, HandsTheAlbumOverOrShowsHowToSetUpAMailProgram) {
+  const bool taken = GetParam().exit_status == 0;
+  fs::create_directories(dir_ / "bin");
+  quorvane::testing::WriteTextFile(
+      dir_ / "bin" / "xdg-email",
+      "#!/bin/sh\nexit " + std::to_string(GetParam().exit_status) + "\n");
+  fs::permissions(dir_ / "bin" / "xdg-email", fs::perms::owner_all);
+  qputenv("PATH", QByteArray::fromStdString((dir_ / "bin").string()));
+  ASSERT_NO_FATAL_FAILURE(OpenWizard());
+  wizard_->settings_page()->form()->client_button()->setChecked(true);
+  for (int page : {AlbumMailWizard::kIntroPage, AlbumMailWizard::kSizePage,
+                   AlbumMailWizard::kPreparePage, AlbumMailWizard::kAddressPage}) {
+    ASSERT_NO_FATAL_FAILURE(NextAndSettle(page));
+  }
+  Address("bob@example.test");
+  ASSERT_NO_FATAL_FAILURE(NextAndSettle(AlbumMailWizard::kSendPage));
+  SendPage* page = wizard_->send_page();
+  if (taken) {
+    EXPECT_TRUE(SendStatus().ends_with(
+        "Launching your email program...\nPress the Finish button to close this dialog."))
+        << SendStatus();
+  } else {
+    EXPECT_TRUE(page->view()->toPlainText().startsWith("Default Mail Client"));
+  }
+  EXPECT_EQ(page->view()->isVisible(), !taken);
+  EXPECT_EQ(page->send_again_button()->isVisible(), taken);
+  EXPECT_EQ(page->retry_button()->isVisible(), !taken);
+  Screenshot(std::string("6_mail_program_") + GetParam().name);
+}
+
+INSTANTIATE_TEST_SUITE_P(Client, MailWizardClientTest,
+                         ::testing::Values(ClientCase{"takes_it", 0}, ClientCase{"none", 3}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
 }  // namespace
 }  // namespace quorvane::app
