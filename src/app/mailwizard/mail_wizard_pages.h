@@ -7,7 +7,6 @@
 
 #include "platform/result_code.h"
 
-class QButtonGroup;
 class QCheckBox;
 class QLabel;
 class QLineEdit;
