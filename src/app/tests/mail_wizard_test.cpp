@@ -249,6 +249,7 @@ TEST_F(MailWizardTest, CancelWhileSendingStopsTheMessageAndOffersToTryAgain) {
   Address("bob@example.test");
   wizard_->next();
   ASSERT_EVENTUALLY(SendStatus().find("Connecting to mail server...") != std::string::npos);
+  EXPECT_FALSE(wizard_->button(QWizard::BackButton)->isEnabled()) << "the mail thread runs";
   QAbstractButton* cancel = wizard_->button(QWizard::CancelButton);
   cancel->click();
   EXPECT_EQ(cancel->text().toStdString(), mail::kCancellingText);
