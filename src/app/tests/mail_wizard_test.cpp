@@ -95,6 +95,13 @@ class MailWizardTest : public FrameTest {
     ASSERT_EQ(wizard_->currentId(), expected_page);
     ASSERT_EVENTUALLY_WITHIN(!wizard_->task()->running(), 20000);
   }
+  // From the settings page on with what each page proposes.
+  void OnToAddressPage() {
+    for (int page : {AlbumMailWizard::kIntroPage, AlbumMailWizard::kSizePage,
+                     AlbumMailWizard::kPreparePage, AlbumMailWizard::kAddressPage}) {
+      ASSERT_NO_FATAL_FAILURE(NextAndSettle(page));
+    }
+  }
   void Address(const QString& to) {
     AddressPage* page = wizard_->address_page();
     page->recipients_edit()->setText(to);
@@ -187,10 +194,7 @@ TEST_F(MailWizardTest, ResizedAlbumArrivesAsOneArchiveAndTheSettingsAreKept) {
 TEST_F(MailWizardTest, WrongServerFailsThenTrySendingAgainSucceedsWithTheFixedSettings) {
   ASSERT_NO_FATAL_FAILURE(OpenWizard());
   UseServer(quorvane::testing::FreeLoopbackPort());
-  for (int page : {AlbumMailWizard::kIntroPage, AlbumMailWizard::kSizePage,
-                   AlbumMailWizard::kPreparePage, AlbumMailWizard::kAddressPage}) {
-    ASSERT_NO_FATAL_FAILURE(NextAndSettle(page));
-  }
+  ASSERT_NO_FATAL_FAILURE(OnToAddressPage());
   Address("bob@example.test");
   ASSERT_NO_FATAL_FAILURE(NextAndSettle(AlbumMailWizard::kSendPage));
   SendPage* page = wizard_->send_page();
@@ -218,10 +222,7 @@ TEST_F(MailWizardTest, WrongServerFailsThenTrySendingAgainSucceedsWithTheFixedSe
 TEST_F(MailWizardTest, CancelWhileSendingStopsTheMessageAndOffersToTryAgain) {
   ASSERT_NO_FATAL_FAILURE(OpenWizard());
   UseServer(servers->smtp.port());
-  for (int page : {AlbumMailWizard::kIntroPage, AlbumMailWizard::kSizePage,
-                   AlbumMailWizard::kPreparePage, AlbumMailWizard::kAddressPage}) {
-    ASSERT_NO_FATAL_FAILURE(NextAndSettle(page));
-  }
+  ASSERT_NO_FATAL_FAILURE(OnToAddressPage());
   Address("bob@example.test");
   const size_t before = servers->smtp.MessageCount();
   // Cancel comes while the mail thread has only begun to pack and connect.
@@ -272,10 +273,7 @@ TEST_P(MailWizardClientTest, HandsTheAlbumOverOrShowsHowToSetUpAMailProgram) {
   qputenv("PATH", QByteArray::fromStdString((dir_ / "bin").string()));
   ASSERT_NO_FATAL_FAILURE(OpenWizard());
   wizard_->settings_page()->form()->client_button()->setChecked(true);
-  for (int page : {AlbumMailWizard::kIntroPage, AlbumMailWizard::kSizePage,
-                   AlbumMailWizard::kPreparePage, AlbumMailWizard::kAddressPage}) {
-    ASSERT_NO_FATAL_FAILURE(NextAndSettle(page));
-  }
+  ASSERT_NO_FATAL_FAILURE(OnToAddressPage());
   Address("bob@example.test");
   ASSERT_NO_FATAL_FAILURE(NextAndSettle(AlbumMailWizard::kSendPage));
   SendPage* page = wizard_->send_page();
