@@ -43,6 +43,7 @@
 #include "app/job_runner.h"
 #include "app/library_pane.h"
 #include "app/link_router.h"
+#include "app/mailwizard/album_mail_wizard.h"
 #include "app/photo_viewer.h"
 #include "app/preferences_dialog.h"
 #include "app/printing/print_commands.h"
@@ -130,6 +131,7 @@ bool IsAvailable(int id) {
     case kCmdPrintPreview:
     case kCmdPrint:
     case kCmdPrintSetup:
+    case kCmdSendEmail:
       return true;
     case kCmdScan:
     case kCmdScanSelectSource:
@@ -449,6 +451,7 @@ void MainFrame::UpdateActions() {
         enabled = enabled && writable && document->album().modified();
         break;
       case kCmdCloseAlbum:
+      case kCmdSendEmail:
       case kCmdSelectAll:
       case kCmdClearSelection:
         enabled = enabled && has_album;
@@ -954,6 +957,11 @@ void MainFrame::RunCommand(int id) {
       return;
     case kCmdPreferences:
       ShowPreferences();
+      return;
+    case kCmdSendEmail:
+      if (document && PhotoEditsSettled([this] { RunCommand(kCmdSendEmail); })) {
+        ShowAlbumMailWizard(document->album(), user_, this);
+      }
       return;
     case kCmdCaptureWindow:
     case kCmdCaptureScreen:
