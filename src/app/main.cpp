@@ -10,6 +10,7 @@
 #include <QTimer>
 
 #include "app/file_types.h"
+#include "app/help/help_commands.h"
 #include "app/main_frame.h"
 #include "app/single_instance.h"
 #include "app/startup.h"
@@ -71,6 +72,7 @@ int main(int argc, char** argv) {
   QObject::connect(&server, &app::InstanceServer::ActivateRequested, &frame,
                    &app::MainFrame::Activate);
   frame.ShowWithStoredPlacement();
+  app::help::StartHelpAtLaunch(&frame);
   for (const std::string& problem : user.problems) {
     auto* box = new QMessageBox(QMessageBox::Warning, "Quorvane", QString::fromStdString(problem),
                                 QMessageBox::Ok, &frame);
