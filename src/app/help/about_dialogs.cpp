@@ -19,6 +19,13 @@ QString ResourceText(const char* path) {
   return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
+QString Credit(const QString& library, const QString& use, const QString& licence) {
+  return QStringLiteral(
+             "<tr><td>%1&nbsp;&nbsp;</td><td>%2&nbsp;&nbsp;</td>"
+             "<td><i>%3</i></td></tr>")
+      .arg(library, use, licence);
+}
+
 }  // namespace
 
 QString ProgramVersion() {
@@ -63,19 +70,17 @@ AboutBox::AboutBox(QWidget* parent) : QDialog(parent) {
       tr("A photo album manager: gather your photos into albums, correct them with unlimited "
          "undo, find them again by caption and keyword, and share them as web albums, by "
          "e-mail, as archives and on paper.") +
-      "</p><p><b>" + tr("Built with") + "</b></p><table cellspacing=\"2\">" +
-      QStringLiteral("<tr><td>Qt %1&nbsp;&nbsp;</td><td>%2</td></tr>")
-          .arg(QString::fromLatin1(qVersion()), tr("the windows, under the LGPL 3")) +
-      QStringLiteral("<tr><td>libvips&nbsp;&nbsp;</td><td>%1</td></tr>")
-          .arg(tr("reading, scaling and writing photos, under the LGPL 2.1")) +
-      QStringLiteral("<tr><td>libzip&nbsp;&nbsp;</td><td>%1</td></tr>")
-          .arg(tr("album archives, under its BSD licence")) +
-      QStringLiteral("<tr><td>zlib&nbsp;&nbsp;</td><td>%1</td></tr>")
-          .arg(tr("compression, under the zlib licence")) +
-      "</table><p>" +
-      tr("Copyright &copy; 2026 the Quorvane developers. Each library keeps its own licence; "
-         "their texts come with the installed packages.") +
+      "</p><p><b>" + tr("Built with") + "</b></p><table cellspacing=\"3\">" +
+      Credit("Qt " + QString::fromLatin1(qVersion()), tr("windows and dialogs"), "LGPL 3") +
+      Credit("libvips", tr("reading, scaling and writing photos"), "LGPL 2.1") +
+      Credit("libzip", tr("album archives"), tr("BSD licence")) +
+      Credit("zlib", tr("compression"), tr("zlib licence")) + "</table><p>" +
+      tr("Copyright &copy; 2026 the Quorvane developers. Each library is used under its own "
+         "licence, whose text comes with it.") +
       "</p>");
+  // A wrapped label asks for too little height on its own: give it what its width needs.
+  text_->setFixedWidth(420);
+  text_->setMinimumHeight(text_->heightForWidth(420));
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok, this);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
   auto* words = new QVBoxLayout;
@@ -89,7 +94,6 @@ AboutBox::AboutBox(QWidget* parent) : QDialog(parent) {
   layout->setContentsMargins(20, 20, 20, 12);
   layout->addLayout(top, 1);
   layout->addWidget(buttons);
-  setMinimumWidth(520);
 }
 
 QString AboutBox::text() const { return text_->text(); }

@@ -1,6 +1,7 @@
 #include "app/help/quick_start_wizard.h"
 
-#include <QCollator>
+#include <algorithm>
+
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -40,6 +41,33 @@ QString ImageFilter() {
                            .toLower();
   }
   return QObject::tr("Photos (%1);;All files (*)").arg(patterns.join(' '));
+}
+
+// Names in the order a person reads them: "img2" before "img10", case ignored.
+bool ReadingOrderLess(const QString& a, const QString& b) {
+  qsizetype i = 0;
+  qsizetype j = 0;
+  while (i < a.size() && j < b.size()) {
+    if (a[i].isDigit() && b[j].isDigit()) {
+      const qsizetype a_start = i;
+      const qsizetype b_start = j;
+      while (i < a.size() && a[i].isDigit()) ++i;
+      while (j < b.size() && b[j].isDigit()) ++j;
+      QStringView x = QStringView(a).sliced(a_start, i - a_start);
+      QStringView y = QStringView(b).sliced(b_start, j - b_start);
+      while (x.size() > 1 && x.front() == u'0') x = x.sliced(1);
+      while (y.size() > 1 && y.front() == u'0') y = y.sliced(1);
+      if (x.size() != y.size()) return x.size() < y.size();
+      if (const int order = x.compare(y)) return order < 0;
+      continue;
+    }
+    const char32_t x = a[i].toCaseFolded().unicode();
+    const char32_t y = b[j].toCaseFolded().unicode();
+    if (x != y) return x < y;
+    ++i;
+    ++j;
+  }
+  return a.size() - i < b.size() - j;
 }
 
 // Complete once the album has a name.
@@ -127,13 +155,26 @@ QWizardPage* QuickStartWizard::AlbumPage() {
   name_->setPlaceholderText(tr("Summer holiday"));
   description_ = new QPlainTextEdit(page);
   description_->setPlaceholderText(tr("A few words about the album (you can leave this empty)"));
+  description_->setMaximumHeight(110);
   album_note_ = Words({}, page);
+  // Says where the album will go, so the folder of the library page is seen to matter.
+  connect(name_, &QLineEdit::textChanged, this, [this](const QString& text) {
+    if (!album_location_.isEmpty()) return;
+    const QString folder =
+        QString::fromStdString(album::AlbumFolderName(text.trimmed().toStdString()));
+    album_note_->setText(folder.isEmpty()
+                             ? QString()
+                             : tr("The album becomes the folder <b>%1</b> in %2.")
+                                   .arg(folder.toHtmlEscaped(), library_->text().toHtmlEscaped()));
+  });
   auto* form = new QFormLayout;
   form->addRow(tr("&Name:"), name_);
   form->addRow(tr("D&escription:"), description_);
   auto* layout = new QVBoxLayout(page);
-  layout->addLayout(form, 1);
+  layout->addLayout(form);
+  layout->addSpacing(8);
   layout->addWidget(album_note_);
+  layout->addStretch(1);
   return page;
 }
 
@@ -197,10 +238,7 @@ void QuickStartWizard::AddPhotoFolder(const QString& folder) {
       images << entry.absoluteFilePath();
     }
   }
-  // In the order a person reads the names: "img2" before "img10".
-  QCollator order;
-  order.setNumericMode(true);
-  std::sort(images.begin(), images.end(), order);
+  std::sort(images.begin(), images.end(), ReadingOrderLess);
   AddPhotoFiles(images);
 }
 
@@ -213,8 +251,10 @@ QStringList QuickStartWizard::photo_files() const {
 }
 
 void QuickStartWizard::UpdatePhotoCount() {
-  photo_count_->setText(photos_->count() == 0 ? tr("No photos chosen yet")
-                                              : tr("%n photo(s) chosen", "", photos_->count()));
+  const int count = photos_->count();
+  photo_count_->setText(count == 0   ? tr("No photos chosen yet")
+                        : count == 1 ? tr("1 photo chosen")
+                                     : tr("%1 photos chosen").arg(count));
 }
 
 bool QuickStartWizard::validateCurrentPage() {
