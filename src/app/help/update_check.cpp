@@ -17,6 +17,7 @@ namespace {
 // A version file is a few dozen bytes; anything much larger is not one.
 constexpr qint64 kMaxVersionFileBytes = 4096;
 constexpr int kMaxVersionParts = 6;
+constexpr char kTooLarge[] = "quorvane_too_large";
 
 std::string_view Trim(std::string_view text) {
   const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
@@ -150,7 +151,10 @@ UpdateChecker::UpdateChecker(settings::UserSettings* user, QString running_versi
       network_(new QNetworkAccessManager(this)) {}
 
 UpdateChecker::~UpdateChecker() {
-  if (reply_) reply_->abort();
+  if (!reply_) return;
+  // Leaving: nothing is to be remembered or told of a check cut short.
+  reply_->disconnect(this);
+  reply_->abort();
 }
 
 bool UpdateChecker::StartIfDue(platform::OleDate now) {
@@ -165,7 +169,9 @@ bool UpdateChecker::StartIfDue(platform::OleDate now) {
   request.setHeader(QNetworkRequest::UserAgentHeader, "Quorvane/" + running_version_);
   reply_ = network_->get(request);
   connect(reply_, &QNetworkReply::downloadProgress, reply_, [reply = reply_.data()](qint64 got) {
-    if (got > kMaxVersionFileBytes) reply->abort();
+    if (got <= kMaxVersionFileBytes) return;
+    reply->setProperty(kTooLarge, true);
+    reply->abort();
   });
   connect(reply_, &QNetworkReply::finished, this, [this, reply = reply_.data(), now] {
     reply->deleteLater();
@@ -183,7 +189,9 @@ void UpdateChecker::Finish(QNetworkReply* reply, platform::OleDate now) {
   VersionFile file;
   if (reply->error() != QNetworkReply::NoError) {
     Remember(state);
-    const QString reason = reply->error() == QNetworkReply::OperationCanceledError
+    const QString reason = reply->property(kTooLarge).toBool()
+                               ? tr("The update server's answer is not a version file.")
+                           : reply->error() == QNetworkReply::OperationCanceledError
                                ? tr("The update server did not answer in time.")
                                : reply->errorString();
     emit CheckFailed(reason);
