@@ -12,6 +12,7 @@
 #include "app/crash/crash_report_dialog.h"
 #include "app/crash/crash_start.h"
 #include "app/file_types.h"
+#include "app/help/help_commands.h"
 #include "app/main_frame.h"
 #include "app/single_instance.h"
 #include "app/startup.h"
@@ -77,6 +78,7 @@ int main(int argc, char** argv) {
   QObject::connect(&server, &app::InstanceServer::ActivateRequested, &frame,
                    &app::MainFrame::Activate);
   frame.ShowWithStoredPlacement();
+  app::help::StartHelpAtLaunch(&frame);
   for (const std::string& problem : user.problems) {
     auto* box = new QMessageBox(QMessageBox::Warning, "Quorvane", QString::fromStdString(problem),
                                 QMessageBox::Ok, &frame);

@@ -39,6 +39,7 @@
 #include "app/edit_value_dialog.h"
 #include "app/file_browser.h"
 #include "app/frame_title.h"
+#include "app/help/help_commands.h"
 #include "app/html_pane.h"
 #include "app/job_runner.h"
 #include "app/library_pane.h"
@@ -109,6 +110,9 @@ bool IsAvailable(int id) {
     case kCmdRedo:
     case kCmdStatusBar:
     case kCmdAbout:
+    case kCmdTipOfTheDay:
+    case kCmdReleaseNotes:
+    case kCmdQuickStart:
     case kCmdRemoveFromAlbum:
     case kCmdShowLarger:
     case kCmdCut:
@@ -477,6 +481,8 @@ void MainFrame::UpdateActions() {
       case kCmdStatusBar:
       case kCmdExit:
       case kCmdAbout:
+      case kCmdTipOfTheDay:
+      case kCmdReleaseNotes:
       case kCmdHomePage:
         enabled = true;
         break;
@@ -755,30 +761,35 @@ void MainFrame::ShowAlbumList() {
 void MainFrame::ShowNewAlbum() {
   auto* dialog = new NewAlbumDialog(this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
-  connect(dialog, &QDialog::accepted, this, [this, dialog] {
-    const album::NewAlbumValues values = dialog->values();
-    const std::filesystem::path library = user_->settings.myphotoalbums_path;
-    auto made = std::make_shared<std::unique_ptr<album::Album>>();
-    auto folder = std::make_shared<std::filesystem::path>();
-    auto error = std::make_shared<std::string>();
-    const album::ThumbnailOptions thumbnails = settings::ThumbnailOptionsFrom(user_->settings);
-    runner_->Start(
-        tr("Creating album..."),
-        [values, library, made, folder, error, thumbnails](platform::ProgressSink&) {
-          *made = album::CreateAlbum(library, values, folder.get(), error.get());
-          if (*made) (*made)->set_thumbnail_options(thumbnails);
-          return *made ? platform::kOk : platform::kFailed;
-        },
-        [this, made, folder, error](platform::ResultCode result) {
-          if (result != platform::kOk) {
-            ShowMessage(FromUtf8(*error));
-            return;
-          }
-          Adopt(std::make_unique<AlbumDocument>(std::move(*made), folder->string()));
-          ReloadLibrary();
-        });
-  });
+  connect(dialog, &QDialog::accepted, this, [this, dialog] { CreateAlbum(dialog->values()); });
   dialog->open();
+}
+
+void MainFrame::CreateAlbum(const album::NewAlbumValues& values,
+                            std::function<void(AlbumDocument*)> done) {
+  const std::filesystem::path library = user_->settings.myphotoalbums_path;
+  auto made = std::make_shared<std::unique_ptr<album::Album>>();
+  auto folder = std::make_shared<std::filesystem::path>();
+  auto error = std::make_shared<std::string>();
+  const album::ThumbnailOptions thumbnails = settings::ThumbnailOptionsFrom(user_->settings);
+  const bool started = runner_->Start(
+      tr("Creating album..."),
+      [values, library, made, folder, error, thumbnails](platform::ProgressSink&) {
+        *made = album::CreateAlbum(library, values, folder.get(), error.get());
+        if (*made) (*made)->set_thumbnail_options(thumbnails);
+        return *made ? platform::kOk : platform::kFailed;
+      },
+      [this, made, folder, error, done](platform::ResultCode result) {
+        if (result != platform::kOk) {
+          ShowMessage(FromUtf8(*error));
+          if (done) done(nullptr);
+          return;
+        }
+        Adopt(std::make_unique<AlbumDocument>(std::move(*made), folder->string()));
+        ReloadLibrary();
+        if (done) done(FindDocument(FromUtf8(folder->string())));
+      });
+  if (!started && done) done(nullptr);
 }
 
 void MainFrame::OpenNextPending() {
@@ -990,15 +1001,12 @@ void MainFrame::RunCommand(int id) {
     case kCmdStatusBar:
       statusBar()->setVisible(actions_.at(kCmdStatusBar)->isChecked());
       return;
-    case kCmdAbout: {
-      auto* box = new QMessageBox(
-          QMessageBox::Information, "Quorvane",
-          tr("Quorvane %1\nA photo album manager.").arg(QApplication::applicationVersion()),
-          QMessageBox::Ok, this);
-      box->setAttribute(Qt::WA_DeleteOnClose);
-      box->open();
+    case kCmdAbout:
+    case kCmdTipOfTheDay:
+    case kCmdReleaseNotes:
+    case kCmdQuickStart:
+      help::RunHelpCommand(this, id);
       return;
-    }
     default:
       if (RunPaneCommand(id)) return;
       if (imaging::FindEditCommand(id)) {

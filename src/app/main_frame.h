@@ -13,6 +13,8 @@
 #include <QMainWindow>
 #include <QPointer>
 
+#include "album/album_library.h"
+
 class QAction;
 class QStackedWidget;
 class QMenu;
@@ -88,6 +90,16 @@ class MainFrame : public QMainWindow {
   // True while the home page pane is shown in place of the album.
   bool home_shown() const;
   LibraryPane* library_pane() const { return library_; }
+  settings::UserSettings* user_settings() const { return user_; }
+  AlbumOperations* album_operations() const { return operations_; }
+
+  // Makes an album in the library on a worker and makes it the current album, as New Photo
+  // Album does; `done` gets it, or null after the failure was told.
+  void CreateAlbum(const album::NewAlbumValues& values,
+                   std::function<void(AlbumDocument*)> done = {});
+  // Applies settings changed elsewhere (the preferences, the quick start) to what is open,
+  // and keeps them.
+  void ApplySettings(const settings::Settings& changed);
 
  public slots:
   // Re-reads everything the menus, title and tool bar show from the current state: the one
@@ -148,8 +160,6 @@ class MainFrame : public QMainWindow {
   void Scan();
   void SelectScanSource();
   void ShowPreferences();
-  // Applies settings the preferences changed to what is open, and keeps them.
-  void ApplySettings(const settings::Settings& changed);
   void ReloadLibrary();
   // Forgets the open album at `path` without a question: it is being deleted.
   void DropDeletedAlbum(const std::string& path);

@@ -13,6 +13,7 @@
 #include <QVBoxLayout>
 
 #include "app/file_browser_thumbnails.h"
+#include "app/help/update_check.h"
 #include "settings/album_settings.h"
 
 namespace quorvane::app {
@@ -90,6 +91,17 @@ PreferencesDialog::PreferencesDialog(const settings::Settings& values, QWidget* 
   strip_private_ = new QCheckBox(tr("Remove &location and owner data from web album photos"), this);
   strip_private_->setChecked(values.web_publish_stripprivate);
 
+  auto* updates = new QGroupBox(tr("Updates"), this);
+  auto* update_form = new QFormLayout(updates);
+  update_check_ = new QCheckBox(tr("&Look for a newer version once a day"), this);
+  update_check_->setChecked(help::UpdateCheckEnabled(values));
+  update_url_ = new QLineEdit(QString::fromStdString(help::UpdateCheckUrl(values)), this);
+  update_url_->setPlaceholderText(tr("https://... (the address of the version file)"));
+  update_url_->setEnabled(update_check_->isChecked());
+  connect(update_check_, &QCheckBox::toggled, update_url_, &QWidget::setEnabled);
+  update_form->addRow(update_check_);
+  update_form->addRow(tr("Version file &address:"), update_url_);
+
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -98,6 +110,7 @@ PreferencesDialog::PreferencesDialog(const settings::Settings& values, QWidget* 
   layout->addWidget(pictures);
   layout->addWidget(browsing);
   layout->addWidget(strip_private_);
+  layout->addWidget(updates);
   layout->addWidget(buttons);
 }
 
@@ -139,6 +152,10 @@ settings::Settings PreferencesDialog::values() const {
   values.options.insert_or_assign("options.filebrowser.exifpreview",
                                   int32_t{exif_preview_->isChecked() ? 1 : 0});
   values.web_publish_stripprivate = strip_private_->isChecked();
+  values.options.insert_or_assign(std::string(help::kUpdateCheckEnableOption),
+                                  int32_t{update_check_->isChecked() ? 1 : 0});
+  values.options.insert_or_assign(std::string(help::kUpdateCheckUrlOption),
+                                  update_url_->text().trimmed().toStdString());
   return values;
 }
 

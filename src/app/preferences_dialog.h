@@ -1,8 +1,8 @@
 // The preferences: the folders (album library, thumbnail cache, the file browser's first
 // folder), how thumbnails are made (JPEG quality, resampling), how resize edits resample, the
-// file browser's cells, and whether published web albums lose private data. The dialog edits a
-// copy of the settings; the caller saves what comes back through the settings store. Mail
-// settings have their own wizard.
+// file browser's cells, whether published web albums lose private data, and the update check. The
+// dialog edits a copy of the settings; the caller saves what comes back through the settings store.
+// Mail settings have their own wizard.
 #pragma once
 
 #include <QDialog>
@@ -34,6 +34,8 @@ class PreferencesDialog : public QDialog {
   QSpinBox* cell_height_box() const { return cell_height_; }
   QCheckBox* exif_preview_box() const { return exif_preview_; }
   QCheckBox* strip_private_box() const { return strip_private_; }
+  QCheckBox* update_check_box() const { return update_check_; }
+  QLineEdit* update_url_edit() const { return update_url_; }
 
  private:
   QLineEdit* FolderRow(const QString& folder, const QString& tip);
@@ -49,6 +51,8 @@ class PreferencesDialog : public QDialog {
   QSpinBox* cell_height_;
   QCheckBox* exif_preview_;
   QCheckBox* strip_private_;
+  QCheckBox* update_check_;
+  QLineEdit* update_url_;
 };
 
 }  // namespace quorvane::app

@@ -26,6 +26,7 @@
 #include "app/edit_value_dialog.h"
 #include "app/file_browser.h"
 #include "app/file_browser_thumbnails.h"
+#include "app/help/update_check.h"
 #include "app/job_runner.h"
 #include "app/library_pane.h"
 #include "app/main_frame.h"
@@ -112,6 +113,7 @@ TEST_F(FrameFeeds, PreferencesAreKeptThroughTheSettingsStore) {
   // It starts from the settings as they are.
   EXPECT_EQ(dialog->library_edit()->text().toStdString(), user_.settings.myphotoalbums_path);
   EXPECT_EQ(dialog->quality_box()->value(), album::ThumbnailOptions{}.jpeg_quality);
+  EXPECT_FALSE(dialog->update_check_box()->isChecked());
 
   const std::filesystem::path library = dir_ / "elsewhere" / "Albums";
   dialog->library_edit()->setText(QString::fromStdString(library.string()));
@@ -121,6 +123,8 @@ TEST_F(FrameFeeds, PreferencesAreKeptThroughTheSettingsStore) {
   dialog->cell_width_box()->setValue(150);
   dialog->exif_preview_box()->setChecked(false);
   dialog->strip_private_box()->setChecked(true);
+  dialog->update_check_box()->setChecked(true);
+  dialog->update_url_edit()->setText(" https://example.org/quorvane.txt ");
   dialog->accept();
 
   const settings::Settings stored = LoadSettings().settings;
@@ -134,6 +138,8 @@ TEST_F(FrameFeeds, PreferencesAreKeptThroughTheSettingsStore) {
   EXPECT_EQ(browser.cell, QSize(150, 90));
   EXPECT_FALSE(browser.use_exif_preview);
   EXPECT_TRUE(stored.web_publish_stripprivate);
+  EXPECT_TRUE(help::UpdateCheckEnabled(stored));
+  EXPECT_EQ(help::UpdateCheckUrl(stored), "https://example.org/quorvane.txt");
   EXPECT_EQ(stored.thumbnail_cache_path, user_.settings.thumbnail_cache_path);
 }
 

@@ -32,6 +32,10 @@ bool ShowsSomething(const QImage& screen) {
 TEST_F(Smoke, TheProgramShowsAnAlbumOnARealDisplay) {
   if (QGuiApplication::platformName() != "xcb") GTEST_SKIP() << "needs an X display";
   const std::filesystem::path album = MakeAlbum(dir_ / "library", "Smoke Test Album", 3);
+  // The picture is of the window itself: no tip of the day over it, and no first-start wizard.
+  settings::UserSettings quiet = LoadSettings();
+  quiet.settings.options["options.tips.showatstartup"] = int32_t{0};
+  ASSERT_TRUE(settings::SaveUserSettings(&quiet));
   QProcess program;
   program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
   program.start(ProgramPath(), {QString::fromStdString(album.string())});
