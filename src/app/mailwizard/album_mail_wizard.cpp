@@ -21,7 +21,7 @@ AlbumMailWizard::AlbumMailWizard(album::Album& album, settings::UserSettings* us
   setWizardStyle(QWizard::ModernStyle);
   setOption(QWizard::NoBackButtonOnStartPage);
   setMinimumSize(660, 560);
-  setPage(kSettingsPage, settings_page_ = new SettingsPage(this));
+  setPage(kSettingsPage, settings_page_ = new MailSettingsPage(this));
   setPage(kIntroPage, intro_page_ = new IntroPage(this));
   setPage(kSizePage, size_page_ = new SizePage(this));
   setPage(kPreparePage, prepare_page_ = new PreparePage(this));

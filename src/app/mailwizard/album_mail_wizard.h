@@ -17,7 +17,7 @@
 namespace quorvane::app {
 
 class MailTask;
-class SettingsPage;
+class MailSettingsPage;
 class IntroPage;
 class SizePage;
 class PreparePage;
@@ -51,7 +51,7 @@ class AlbumMailWizard : public QWizard {
   mail::PrepareOptions options;
   std::vector<std::string> recipients;
 
-  SettingsPage* settings_page() const { return settings_page_; }
+  MailSettingsPage* settings_page() const { return settings_page_; }
   IntroPage* intro_page() const { return intro_page_; }
   SizePage* size_page() const { return size_page_; }
   PreparePage* prepare_page() const { return prepare_page_; }
@@ -71,7 +71,7 @@ class AlbumMailWizard : public QWizard {
   settings::UserSettings* user_;
   std::unique_ptr<mail::AlbumMailWorkflow> workflow_;
   MailTask* task_;
-  SettingsPage* settings_page_;
+  MailSettingsPage* settings_page_;
   IntroPage* intro_page_;
   SizePage* size_page_;
   PreparePage* prepare_page_;

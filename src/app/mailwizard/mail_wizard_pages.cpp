@@ -55,7 +55,7 @@ MailWizardPage::MailWizardPage(AlbumMailWizard* wizard) : wizard_(wizard) {
 
 bool MailWizardPage::isComplete() const { return !wizard_->task()->running(); }
 
-SettingsPage::SettingsPage(AlbumMailWizard* wizard) : MailWizardPage(wizard) {
+MailSettingsPage::MailSettingsPage(AlbumMailWizard* wizard) : MailWizardPage(wizard) {
   setTitle("Configure Your Mail Settings");
   setSubTitle("Select your preferences for email albums in email...");
   auto* intro = new QLabel("Before you can send mail, configure your outgoing mail settings...");
@@ -67,9 +67,9 @@ SettingsPage::SettingsPage(AlbumMailWizard* wizard) : MailWizardPage(wizard) {
   layout->addWidget(status_);
 }
 
-void SettingsPage::initializePage() { form_->Load(wizard_->settings()); }
+void MailSettingsPage::initializePage() { form_->Load(wizard_->settings()); }
 
-bool SettingsPage::validatePage() {
+bool MailSettingsPage::validatePage() {
   if (const QString problem = form_->Problem(); !problem.isEmpty()) {
     SetStatus(status_, problem, true);
     return false;

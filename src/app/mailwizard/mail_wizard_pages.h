@@ -32,10 +32,10 @@ class MailWizardPage : public QWizardPage {
   QLabel* status_;  // the page's status line
 };
 
-class SettingsPage : public MailWizardPage {
+class MailSettingsPage : public MailWizardPage {
   Q_OBJECT
  public:
-  explicit SettingsPage(AlbumMailWizard* wizard);
+  explicit MailSettingsPage(AlbumMailWizard* wizard);
   void initializePage() override;
   bool validatePage() override;
   MailSettingsForm* form() const { return form_; }
