@@ -18,9 +18,9 @@ const QColor kPlaceholder(224, 224, 224);
 
 QColor ToQColor(const print::Color& color) { return QColor(color.r, color.g, color.b); }
 
-QFont ToQFont(const print::FontSpec& spec) {
+QFont ToQFont(const print::FontSpec& wanted) {
   QFont font;
-  switch (spec.family) {
+  switch (wanted.family) {
     case print::FontFamily::kHelvetica:
       font.setFamily("Helvetica");
       font.setStyleHint(QFont::SansSerif);
@@ -34,9 +34,9 @@ QFont ToQFont(const print::FontSpec& spec) {
       font.setStyleHint(QFont::TypeWriter);
       break;
   }
-  font.setPointSizeF(spec.size);
-  font.setBold(spec.bold);
-  font.setItalic(spec.italic);
+  font.setPointSizeF(wanted.size);
+  font.setBold(wanted.bold);
+  font.setItalic(wanted.italic);
   // Outlines, not hinted bitmaps: a printed sheet is scaled, never shown pixel for pixel.
   font.setHintingPreference(QFont::PreferNoHinting);
   return font;
