@@ -100,20 +100,9 @@ struct Times {
 // True when every cell in view has its thumbnail; counts them in *cells.
 bool FirstScreenDone(quorvane::app::AlbumView* view, int* cells) {
   const QAbstractItemModel* model = view->model();
-  const QRect area = view->viewport()->rect();
-  int shown = 0;
-  // Wherever the view is scrolled to: the cells in sight are a run of rows.
-  for (int row = 0; row < model->rowCount(); ++row) {
-    const QModelIndex index = model->index(row, 0);
-    if (!view->visualRect(index).intersects(area)) {
-      if (shown > 0) break;
-      continue;
-    }
-    if (index.data(Qt::DecorationRole).isNull()) return false;
-    ++shown;
-  }
-  *cells = shown;
-  return shown > 0;
+  return quorvane::bench::CellsInSightReady(
+      view, [&](int row) { return !model->index(row, 0).data(Qt::DecorationRole).isNull(); },
+      cells);
 }
 
 // The window thread's processor time so far, in ms.

@@ -1,10 +1,11 @@
 // What the desktop program's in-process benches share: waiting on the event loop for a
-// condition, and the median of a set of timings.
+// condition, whether the cells in sight all show their pictures, and the median of timings.
 #pragma once
 
 #include <algorithm>
 #include <vector>
 
+#include <QAbstractItemView>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 
@@ -20,6 +21,26 @@ bool Until(Done done) {
     QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
   }
   return true;
+}
+
+// True when every cell in sight of `view` (wherever it is scrolled to) has its picture, as
+// `has_picture(row)` says; *shown gets how many cells are in sight.
+template <typename HasPicture>
+bool CellsInSightReady(const QAbstractItemView* view, HasPicture has_picture, int* shown) {
+  const QAbstractItemModel* model = view->model();
+  const QRect area = view->viewport()->rect();
+  int in_sight = 0;
+  // The cells in sight are a run of rows.
+  for (int row = 0; row < model->rowCount(); ++row) {
+    if (!view->visualRect(model->index(row, 0)).intersects(area)) {
+      if (in_sight > 0) break;
+      continue;
+    }
+    if (!has_picture(row)) return false;
+    ++in_sight;
+  }
+  *shown = in_sight;
+  return in_sight > 0;
 }
 
 inline double Median(std::vector<double> values) {

@@ -46,15 +46,8 @@ Times RunOnce(quorvane::settings::UserSettings* user) {
   times.listed_ms = static_cast<double>(clock.nsecsElapsed()) / 1e6;
   QListView* cells = browser.cells();
   auto first_screen_done = [&] {
-    const QRect view = cells->viewport()->rect();
-    int shown = 0;
-    for (int row = 0; row < model->rowCount(); ++row) {
-      if (!cells->visualRect(model->index(row)).intersects(view)) break;
-      if (!model->HasThumbnail(row)) return false;
-      ++shown;
-    }
-    times.first_screen_cells = shown;
-    return shown > 0;
+    return quorvane::bench::CellsInSightReady(
+        cells, [&](int row) { return model->HasThumbnail(row); }, &times.first_screen_cells);
   };
   if (!Until(first_screen_done)) return times;
   times.first_screen_ms = static_cast<double>(clock.nsecsElapsed()) / 1e6;
